@@ -161,7 +161,7 @@ typedef struct {
  * Platform commands (records of recv_msg)
  * --------------------------------------------------------------------------------------------- */
 
-/** Sound a chime, type `…_CHIME_ALARM_ACTION`; 104 bytes. */
+/** Sound a chime, type `…_CHIME_ALARM_ACTION`; 76 bytes. */
 typedef struct {
     char acDevId[32];  /**< Serial of the device that raised the alarm; empty when not given. */
     UINT32 uiEventId;  /**< Event that raised the alarm. */

@@ -1,0 +1,337 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "SmartControl_shadow_rules_json.h"
+
+#include <cstdio>
+
+// For each record its reader and its writer stand side by side: a new field is one line in each. Readers
+// stop at the first missing key. They attach arrays as soon as these exist, so that a rule set given up
+// half-way is released like a complete one.
+
+namespace {
+
+using Rules = tqDevSDK_SmartControl_ConfigRules;
+using Unit = tqDevSDK_SmartControl_ConfigRules_ValueUnit;
+using Rule = tqDevSDK_SmartControl_ConfigRules_RuleUnit;
+using Event = tqDevSDK_SmartControl_ConfigRule_Events;
+using Action = tqDevSDK_SmartControl_ConfigRule_Actions;
+
+bool Fail(const char *text) {
+    tqdev_debug(LOG_ERROR, "%s\n", text);
+    return false;
+}
+
+// ---- Arrays ----
+
+template <typename Record>
+Record *AllocateRecords(UINT16 count) {
+    return static_cast<Record *>(calloc(count, sizeof(Record)));
+}
+
+// Counts are 16 bits wide, as in the records.
+UINT16 CountElements(const bscJSON *array) {
+    return static_cast<UINT16>(bscJSON_GetArraySize(array));
+}
+
+template <typename Record>
+bool ReadElements(const bscJSON *array, UINT16 &num, Record *&records,
+                  bool (*read)(const bscJSON *element, Record &record)) {
+    const UINT16 count = CountElements(array);
+    if (count == 0) {
+        tqdev_debug(LOG_WARNING, "Array item num is empty.\n");
+        return true;
+    }
+    records = AllocateRecords<Record>(count);
+    if (records == nullptr) {
+        return Fail("Failed to calloc memory.");
+    }
+    num = count;
+    const bscJSON *element = array->child;
+    for (UINT16 i = 0; i < count; ++i, element = element->next) {
+        if (!read(element, records[i])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+template <typename Record>
+bool WriteElements(bscJSON *array, UINT16 num, const Record *records,
+                   bool (*write)(bscJSON *element, const Record &record)) {
+    const UINT16 count = records != nullptr ? num : 0;
+    for (UINT16 i = 0; i < count; ++i) {
+        bscJSON *element = AppendObject(array);
+        if (element == nullptr) {
+            return Fail("Failed to bscJSON_CreateObject");
+        }
+        if (!write(element, records[i])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bscJSON *AttachArray(bscJSON *object, const char *key) {
+    bscJSON *array = AttachItem(object, key, JsonTree(bscJSON_CreateArray()));
+    if (array == nullptr) {
+        Fail("Failed to bscJSON_CreateArray");
+    }
+    return array;
+}
+
+bscJSON *AttachObject(bscJSON *object, const char *key) {
+    bscJSON *attached = AttachItem(object, key, JsonTree(bscJSON_CreateObject()));
+    if (attached == nullptr) {
+        Fail("Failed to bscJSON_CreateObject");
+    }
+    return attached;
+}
+
+template <std::size_t N>
+bool WriteText(bscJSON *object, const char *key, const char (&text)[N]) {
+    return WriteItem(object, key, text) || Fail("Failed to bscJSON_CreateString");
+}
+
+// ---- Event ----
+
+bool ReadEvent(const bscJSON *json, Event &event) {
+    return ReadItem(json, "domain", event.uiDomain) && ReadItem(json, "cmdId", event.uiCmdId) &&
+           ReadItem(json, "deviceId", event.acDevId) && ReadItem(json, "channelNo", event.ucChannel) &&
+           ReadItem(json, "value", event.usValue);
+}
+
+bool WriteEvent(bscJSON *json, const Event &event) {
+    return WriteItem(json, "domain", event.uiDomain) && WriteItem(json, "cmdId", event.uiCmdId) &&
+           WriteText(json, "deviceId", event.acDevId) && WriteItem(json, "channelNo", event.ucChannel) &&
+           WriteItem(json, "value", event.usValue);
+}
+
+// ---- Action ----
+
+bool ReadParams(const bscJSON *json, Action &action) {
+    const bscJSON *params = bscJSON_GetObjectItem(json, "params");
+    if (!IsObject(params)) {
+        return Fail("Item is invalid:params");
+    }
+    action.ucValueNum = ReadValues(params, action.ausValue);
+    return true;
+}
+
+bool WriteParams(bscJSON *json, const Action &action) {
+    bscJSON *params = AttachObject(json, "params");
+    const UINT8 count = std::min<UINT8>(action.ucValueNum, TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX);
+    return params != nullptr && WriteValues(params, action.ausValue, count);
+}
+
+bool ReadAction(const bscJSON *json, Action &action) {
+    return ReadItem(json, "domain", action.uiDomain) && ReadItem(json, "cmdId", action.uiCmdId) &&
+           ReadItem(json, "deviceId", action.acDevId) && ReadItem(json, "channelNo", action.ucChannel) &&
+           ReadItem(json, "delay", action.uiDelay) && ReadParams(json, action);
+}
+
+bool WriteAction(bscJSON *json, const Action &action) {
+    return WriteItem(json, "domain", action.uiDomain) && WriteItem(json, "cmdId", action.uiCmdId) &&
+           WriteText(json, "deviceId", action.acDevId) && WriteItem(json, "channelNo", action.ucChannel) &&
+           WriteParams(json, action) && WriteItem(json, "delay", action.uiDelay);
+}
+
+// ---- Weekdays: the day numbers, as texts, of the days that are on ----
+
+bool ReadWeekdays(const bscJSON *json, Rule &rule) {
+    const bscJSON *weekdays = bscJSON_GetObjectItem(json, "weekdays");
+    if (!IsArray(weekdays)) {
+        return Fail("Item error:weekdays");
+    }
+    for (const bscJSON *element = weekdays->child; element != nullptr; element = element->next) {
+        const auto day = static_cast<UINT16>(static_cast<UINT32>(ParseSigned(TextOf(element))) - 1);
+        if (day < std::size(rule.aucWeekDaysEn)) {
+            rule.aucWeekDaysEn[day] = 1;
+        }
+    }
+    return true;
+}
+
+bool WriteWeekdays(bscJSON *json, const Rule &rule) {
+    bscJSON *weekdays = AttachArray(json, "weekdays");
+    if (weekdays == nullptr) {
+        return false;
+    }
+    char text[] = "1";
+    for (const UINT8 enabled : rule.aucWeekDaysEn) {
+        if (enabled != 0) {
+            JsonTree day(bscJSON_CreateString(text));
+            if (day == nullptr || !bscJSON_AddItemToArray(weekdays, day.get())) {
+                return Fail("Failed to bscJSON_CreateString");
+            }
+            day.release();
+        }
+        ++text[0];
+    }
+    return true;
+}
+
+// ---- Times: "hour:minute"; an end on the next day is marked by "n" ----
+
+bool ReadStartTime(const bscJSON *json, Rule &rule) {
+    const bscJSON *item = bscJSON_GetObjectItem(json, "startTime");
+    if (item == nullptr) {
+        return Fail("Failed to find item:startTime");
+    }
+    ParseHourMinute(TextOf(item), rule.uiStart_hour, rule.uiStart_min);
+    return true;
+}
+
+bool ReadEndTime(const bscJSON *json, Rule &rule) {
+    const bscJSON *item = bscJSON_GetObjectItem(json, "endTime");
+    if (item == nullptr) {
+        return Fail("Failed to find item:endTime");
+    }
+    const char *text = TextOf(item);
+    rule.ucIsCrossDay = strchr(text, 'n') != nullptr ? 1 : 0;
+    // The mark counts wherever it stands, but the time is found only behind a leading one.
+    if (rule.ucIsCrossDay == 0) {
+        ParseHourMinute(text, rule.uiEnd_hour, rule.uiEnd_min);
+    } else if (text[0] == 'n') {
+        ParseHourMinute(text + 1, rule.uiEnd_hour, rule.uiEnd_min);
+    }
+    return true;
+}
+
+bool WriteTime(bscJSON *json, const char *key, const char *mark, UINT32 hour, UINT32 minute) {
+    char text[32];
+    snprintf(text, sizeof text, "%s%02d:%02d", mark, static_cast<int>(hour), static_cast<int>(minute));
+    return WriteText(json, key, text);
+}
+
+// ---- Rule ----
+
+bool ReadEvents(const bscJSON *json, Rule &rule) {
+    const bscJSON *events = bscJSON_GetObjectItem(json, "events");
+    if (events == nullptr) {
+        return Fail("Failed to find item:events");
+    }
+    if (!IsArray(events)) {
+        Fail("This is not a array bscJSON object.");
+        return Fail("Failed to generate rule events.");
+    }
+    return ReadElements(events, rule.usEvents_Num, rule.pstEvents, ReadEvent) ||
+           Fail("Failed to generate rule events.");
+}
+
+bool ReadActions(const bscJSON *json, Rule &rule) {
+    const bscJSON *actions = bscJSON_GetObjectItem(json, "actions");
+    if (actions == nullptr) {
+        return Fail("Failed to find item:actions");
+    }
+    if (!IsArray(actions)) {
+        Fail("This is not a array bscJSON object.");
+        return Fail("Failed to generate rule events.");
+    }
+    return ReadElements(actions, rule.usActions_Num, rule.pstActions, ReadAction) ||
+           Fail("Failed to generate rule events.");
+}
+
+bool ReadTrigger(const bscJSON *json, Rule &rule) {
+    const bscJSON *trigger = bscJSON_GetObjectItem(json, "rule");
+    if (trigger == nullptr) {
+        return Fail("Failed to find item:rule");
+    }
+    return ReadItem(trigger, "condition", rule.usCondition) && ReadEvents(trigger, rule) &&
+           ReadActions(trigger, rule);
+}
+
+bool WriteTrigger(bscJSON *json, const Rule &rule) {
+    bscJSON *trigger = AttachObject(json, "rule");
+    if (trigger == nullptr || !WriteItem(trigger, "condition", rule.usCondition)) {
+        return false;
+    }
+    bscJSON *events = AttachArray(trigger, "events");
+    if (events == nullptr || !WriteElements(events, rule.usEvents_Num, rule.pstEvents, WriteEvent)) {
+        return false;
+    }
+    bscJSON *actions = AttachArray(trigger, "actions");
+    return actions != nullptr && WriteElements(actions, rule.usActions_Num, rule.pstActions, WriteAction);
+}
+
+bool ReadRule(const bscJSON *json, Rule &rule) {
+    return ReadItem(json, "id", rule.uiRuleId) && ReadItem(json, "userId", rule.acUserId) &&
+           ReadItem(json, "name", rule.acRuleName) && ReadItem(json, "enable", rule.ucEnable) &&
+           ReadWeekdays(json, rule) && ReadStartTime(json, rule) && ReadEndTime(json, rule) &&
+           ReadTrigger(json, rule);
+}
+
+bool WriteRule(bscJSON *json, const Rule &rule) {
+    return WriteItem(json, "id", rule.uiRuleId) && WriteText(json, "userId", rule.acUserId) &&
+           WriteText(json, "name", rule.acRuleName) && WriteItem(json, "enable", rule.ucEnable) &&
+           WriteWeekdays(json, rule) &&
+           WriteTime(json, "startTime", "", rule.uiStart_hour, rule.uiStart_min) &&
+           WriteTime(json, "endTime", rule.ucIsCrossDay != 0 ? "n" : "", rule.uiEnd_hour, rule.uiEnd_min) &&
+           WriteTrigger(json, rule);
+}
+
+// ---- Unit ----
+
+constexpr const char *kGlobalType = "Global";
+
+bool ReadUnit(const bscJSON *json, int index, Unit &unit) {
+    const bool global = strcmp(TextOf(bscJSON_GetObjectItem(json, "Type")), kGlobalType) == 0;
+    unit.usType = global ? TQDEVSDK_SMART_CONTROL_CONFIG_RULE_STATUS_TYPE_GLOBAL
+                         : TQDEVSDK_SMART_CONTROL_CONFIG_RULE_STATUS_TYPE_UNKNOWN;
+    if (!ReadItem(json, "channel", unit.ucChannel)) {
+        return false;
+    }
+    const bscJSON *status = bscJSON_GetObjectItem(json, "status");
+    if (!IsArray(status)) {
+        tqdev_debug(LOG_ERROR, "Array value[%d], item error:status\n", index);
+        return false;
+    }
+    return ReadElements(status, unit.usNum, unit.pstRuleUnit, ReadRule) ||
+           Fail("Failed to GenerateStatusRules");
+}
+
+bool WriteUnit(bscJSON *json, const Unit &unit) {
+    if (unit.usType == TQDEVSDK_SMART_CONTROL_CONFIG_RULE_STATUS_TYPE_GLOBAL &&
+        !WriteItem(json, "Type", kGlobalType)) {
+        return false;
+    }
+    if (!WriteItem(json, "channel", unit.ucChannel)) {
+        return false;
+    }
+    bscJSON *status = AttachArray(json, "status");
+    return (status != nullptr && WriteElements(status, unit.usNum, unit.pstRuleUnit, WriteRule)) ||
+           Fail("Failed to GenerateJsonSmartConfigRules.");
+}
+
+} // namespace
+
+// ---- Rule set ----
+
+bool ReadConfigRules(const bscJSON *root, Rules &rules) {
+    if (!IsArray(root)) {
+        return Fail("Value String is not json array");
+    }
+    const UINT16 count = CountElements(root);
+    if (count == 0) {
+        return Fail("Array value, item num is empty");
+    }
+    rules.pstUnit = AllocateRecords<Unit>(count);
+    if (rules.pstUnit == nullptr) {
+        return Fail("Failed to calloc memory!");
+    }
+    rules.usNum = count;
+    const bscJSON *item = root->child;
+    for (UINT16 i = 0; i < count; ++i, item = item->next) {
+        if (!ReadUnit(item, i, rules.pstUnit[i])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool WriteConfigRules(bscJSON *root, const Rules &rules) {
+    if (rules.usNum != 0 && rules.pstUnit != nullptr) {
+        return WriteElements(root, rules.usNum, rules.pstUnit, WriteUnit);
+    }
+    // An empty set is one unit that has only a channel.
+    bscJSON *unit = AppendObject(root);
+    return (unit != nullptr && WriteItem(unit, "channel", 0)) || Fail("Failed to bscJSON_CreateObject");
+}

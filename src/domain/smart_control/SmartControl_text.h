@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file SmartControl_text.h
+/// Texts of bounded width, and decimal numbers in texts.
+#ifndef SMARTCONTROL_TEXT_H
+#define SMARTCONTROL_TEXT_H
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <type_traits>
+
+#include "tqdev_sdk_types.h"
+
+/// A text from the host; null reads as empty.
+inline const char *TextOrEmpty(const char *text) {
+    return text != nullptr ? text : "";
+}
+
+/// Copies a text, cut to the field, and terminates it. The source is a NUL-terminated text, which may be
+/// null, or a fixed-width field, terminated or not.
+template <std::size_t N, typename Source>
+void CopyText(char (&field)[N], const Source &source) {
+    std::size_t limit = N - 1;
+    if constexpr (std::is_array_v<Source>) {
+        limit = std::min(limit, std::extent_v<Source>);
+    }
+    const char *text = TextOrEmpty(source);
+    const std::size_t length = strnlen(text, limit);
+    memcpy(field, text, length);
+    field[length] = '\0';
+}
+
+/// A fixed-width text, terminated or not, as terminated text.
+template <std::size_t N>
+class FieldText {
+public:
+    explicit FieldText(const char (&field)[N]) { CopyText(text_, field); }
+    operator const char *() const { return text_; }
+
+private:
+    char text_[N + 1];
+};
+
+/// Decimal numbers convert as on the 32-bit target, whatever the width of `long` on this build: the
+/// number at the start of the text, saturated to 32 bits, 0 without one.
+
+/// As the target's strtol; `end` is where the number ends, `text` itself without one.
+inline int32_t ParseSigned(const char *text, const char **end = nullptr) {
+    char *stop = nullptr;
+    const long long value = strtoll(text, &stop, 10);
+    if (end != nullptr) {
+        *end = stop;
+    }
+    return static_cast<int32_t>(std::clamp<long long>(value, INT32_MIN, INT32_MAX));
+}
+
+/// As the target's strtoul: a negative number wraps around, one beyond 32 bits is the largest.
+inline UINT32 ParseUnsigned(const char *text) {
+    const long long value = strtoll(text, nullptr, 10);
+    if (value > UINT32_MAX || value < -static_cast<long long>(UINT32_MAX)) {
+        return UINT32_MAX;
+    }
+    return static_cast<UINT32>(value);
+}
+
+/// As the target's sscanf with "%d:%d"; what does not match stays as it is.
+inline void ParseHourMinute(const char *text, UINT32 &hour, UINT32 &minute) {
+    const char *end = nullptr;
+    const int32_t first = ParseSigned(text, &end);
+    if (end == text) {
+        return;
+    }
+    hour = static_cast<UINT32>(first);
+    if (*end != ':') {
+        return;
+    }
+    text = end + 1;
+    const int32_t second = ParseSigned(text, &end);
+    if (end != text) {
+        minute = static_cast<UINT32>(second);
+    }
+}
+
+#endif
