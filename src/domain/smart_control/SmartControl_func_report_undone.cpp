@@ -93,11 +93,12 @@ int Protocol_GenOtapTopic(const tqDevSDK_SmartControl_OtapBaseInfo_S &info, char
     char sub_serial[16];
     CopyText(serial, info.acSerial);
     CopyText(sub_serial, info.acSubSerial);
-    const int length =
-        snprintf(acTopic, kTopicSize, "/%.16s/%s/%s/%.32s-%.32s/model/%s/%.16s/%.64s/%.64s", info.acSceneType,
-                 SerialOrGlobal(serial), SerialOrGlobal(sub_serial), info.acResourceId, info.acResourceType,
-                 model_type, info.acMethodType, info.acDomain, info.acIdentifier);
-    return length >= 0 ? 0 : -1;
+    char whole[320]; // holds the widest fields
+    snprintf(whole, sizeof whole, "/%.16s/%s/%s/%.32s-%.32s/model/%s/%.16s/%.64s/%.64s", info.acSceneType,
+             SerialOrGlobal(serial), SerialOrGlobal(sub_serial), info.acResourceId, info.acResourceType,
+             model_type, info.acMethodType, info.acDomain, info.acIdentifier);
+    CopyText(acTopic, whole);
+    return 0;
 }
 
 // Adds a copy of the payload's "params", if it has any; false without memory for the copy.
