@@ -1,0 +1,299 @@
+// SPDX-License-Identifier: Apache-2.0
+// The kinds of lines: one row and one function each.
+#include <algorithm>
+#include <iterator>
+
+#include <nlohmann/json.hpp>
+
+#include "gateway.h"
+#include "records.h"
+#include "tqdev_host.h"
+
+namespace tqgateway {
+namespace {
+
+/// Text from a member, other JSON dumped; nothing when absent.
+std::optional<std::string> OptionalText(ObjectReader &line, const char *key) {
+    const Json *value = line.Find(key);
+    return value == nullptr ? std::nullopt : std::optional(AsText(*value));
+}
+
+template <std::size_t N>
+std::string OneOf(const std::string &prefix, const char *const (&names)[N]) {
+    std::string text = prefix + ": expected";
+    for (std::size_t i = 0; i < N; ++i)
+        text += (i == 0 ? " " : i + 1 == N ? " or " : ", ") + std::string(names[i]);
+    return text;
+}
+
+/// The position of a name in a list.
+template <std::size_t N>
+std::size_t ReadName(const std::string &text, const char *key, const char *const (&names)[N]) {
+    const auto found = std::find(std::begin(names), std::end(names), text);
+    if (found == std::end(names))
+        throw LineError(OneOf(key, names));
+    return static_cast<std::size_t>(found - std::begin(names));
+}
+
+/// The result of a call that has one only for targets that are registered.
+int Registered(std::optional<int> result, const char *key, const std::string &target) {
+    if (!result)
+        throw LineError(std::string(key) + ": " + target + " is not registered");
+    return *result;
+}
+
+// ---- The platform. ----
+
+std::optional<int> Deliver(const tqhost::PlatformCommand &command) {
+    if (!tqhost::DeliverCommand(command))
+        throw LineError("domain: " + std::to_string(command.domain) + " is not registered");
+    return std::nullopt;
+}
+
+std::optional<int> Command(const Parts &, ObjectReader &line) {
+    tqhost::PlatformCommand command;
+    command.command = line.Whole<int>("command");
+    line.Whole("domain", command.domain);
+    line.Whole("seq", command.seq);
+    line.Text("version", sizeof(tqdev_sdk_kernel_submsg::command_ver) - 1, command.version);
+    command.body = OptionalText(line, "body");
+    line.Done();
+    return Deliver(command);
+}
+
+std::string XmlText(const std::string &text) {
+    std::string escaped;
+    for (const char c : text) {
+        if (c == '&')
+            escaped += "&amp;";
+        else if (c == '<')
+            escaped += "&lt;";
+        else if (c == '>')
+            escaped += "&gt;";
+        else
+            escaped += c;
+    }
+    return escaped;
+}
+
+std::optional<int> Set(const Parts &, ObjectReader &line) {
+    const std::string key = line.Text("set", SIZE_MAX);
+    const std::string value = AsText(line.Get("value"));
+    tqhost::PlatformCommand command;
+    line.Whole("seq", command.seq);
+    line.Done();
+    const auto redirect = tqhost::Redirection(key);
+    if (!redirect)
+        throw LineError("set: " + key + " is not registered");
+    command.domain = static_cast<int>(redirect->uiDomainId);
+    command.command = static_cast<int>(redirect->uiCmdId);
+    command.body = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<Request><Type>" + XmlText(key) +
+                   "</Type><Value>" + XmlText(value) + "</Value></Request>";
+    return Deliver(command);
+}
+
+constexpr const char *kModelTypes[] = {"event", "attribute", "service"};
+
+tq_json_type ValueType(const Json &value) {
+    switch (value.type()) {
+    case Json::value_t::string:
+        return model_data_type_string;
+    case Json::value_t::boolean:
+        return model_data_type_bool;
+    case Json::value_t::array:
+        return model_data_type_array;
+    case Json::value_t::object:
+        return model_data_type_object;
+    case Json::value_t::null:
+        return model_data_type_null;
+    default:
+        return model_data_type_double;
+    }
+}
+
+tqhost::ModelMessage ReadModel(ObjectReader &line, const char *key) {
+    constexpr std::size_t kWidth = sizeof(tq_basic_info::identifier) - 1;
+    tqhost::ModelMessage message;
+    message.identifier = line.Text(key, kWidth);
+    line.Text("msg_type", kWidth, message.msg_type);
+    line.Text("resource_id", kWidth, message.resource_id);
+    line.Whole("seq", message.seq);
+    std::string type = kModelTypes[message.type];
+    line.Text("type", SIZE_MAX, type);
+    message.type = static_cast<tq_model_type>(ReadName(type, "type", kModelTypes));
+    const Json *body = line.Find("body");
+    message.value_type = body == nullptr ? model_data_type_null : ValueType(*body);
+    if (body != nullptr && (body->is_string() || body->is_structured()))
+        message.text = AsText(*body);
+    return message;
+}
+
+std::optional<int> Model(const Parts &, ObjectReader &line) {
+    const tqhost::ModelMessage message = ReadModel(line, "model");
+    line.Done();
+    return Registered(tqhost::DeliverModelRequest(message), "model", "domain " + message.domain);
+}
+
+std::optional<int> ModelReply(const Parts &, ObjectReader &line) {
+    tqhost::ModelMessage message = ReadModel(line, "model_reply");
+    line.Whole("status", message.status);
+    line.Done();
+    return Registered(tqhost::DeliverModelReply(message), "model_reply", "domain " + message.domain);
+}
+
+std::optional<int> Shadow(const Parts &, ObjectReader &line) {
+    const std::string key = line.Text("shadow", SIZE_MAX);
+    const std::string value = AsText(line.Get("value"));
+    line.Done();
+    return Registered(tqhost::ShadowDesire(key, value), "shadow", key);
+}
+
+std::optional<int> ShadowGet(const Parts &, ObjectReader &line) {
+    const std::string key = line.Text("shadow_get", SIZE_MAX);
+    line.Done();
+    return Registered(tqhost::ShadowGet(key), "shadow_get", key);
+}
+
+// ---- The host. ----
+
+constexpr const char *kKernelEvents[] = {
+    "online",          "break",       "switchover",        "invaild_authcode",
+    "fast_reg_online", "runtime_err", "reconnect_success", "heartbeat_interval_changed",
+    "bind_hub"};
+static_assert(std::size(kKernelEvents) == sdk_kernel_event_bind_hub + 1);
+
+std::optional<int> KernelEvent(const Parts &, ObjectReader &line) {
+    const std::size_t event = ReadName(line.Text("kernel_event", SIZE_MAX), "kernel_event", kKernelEvents);
+    line.Done();
+    tqhost::DeliverEvent(static_cast<sdk_kernel_event_type>(event));
+    return std::nullopt;
+}
+
+std::optional<int> StatusPass(const Parts &parts, ObjectReader &line) {
+    if (line.Get("status_pass") != true)
+        throw LineError("status_pass: expected true");
+    line.Done();
+    const std::lock_guard lock(parts.status_service);
+    tqhost::StatusPass();
+    return std::nullopt;
+}
+
+std::optional<int> StatusReset(const Parts &parts, ObjectReader &line) {
+    const int key = line.Whole<int>("status_reset");
+    line.Done();
+    const std::lock_guard lock(parts.status_service);
+    return Registered(tqhost::StatusReset(key), "status_reset", std::to_string(key));
+}
+
+/// Applies the failures; at a function that the host does not have, puts back those already applied.
+void SetFailures(std::map<std::string, int> &failures, const std::map<std::string, int> &changes) {
+    const std::map<std::string, int> before = failures;
+    for (const auto &[function, code] : changes) {
+        if (tqhost::Fail(function, code)) {
+            failures[function] = code;
+            continue;
+        }
+        for (const auto &[changed, now] : failures) {
+            const auto old = before.find(changed);
+            tqhost::Fail(changed, old == before.end() ? 0 : old->second);
+        }
+        failures = before;
+        throw LineError("host.fail." + function + ": the host has no such function that can fail");
+    }
+}
+
+std::optional<int> Host(const Parts &parts, ObjectReader &line) {
+    ObjectReader host(line.Get("host"), "host");
+    line.Done();
+    std::map<std::string, std::optional<std::string>> devinfo;
+    std::map<std::string, int> failures;
+    if (const Json *texts = host.Find("devinfo")) {
+        ObjectReader reader(*texts, host.Path("devinfo"));
+        for (const auto &member : texts->items())
+            devinfo[member.key()] = member.value().is_null()
+                                        ? std::nullopt
+                                        : std::optional(reader.Text(member.key().c_str(), SIZE_MAX));
+    }
+    if (const Json *codes = host.Find("fail")) {
+        ObjectReader reader(*codes, host.Path("fail"));
+        for (const auto &member : codes->items())
+            failures[member.key()] = reader.Whole<int>(member.key().c_str());
+    }
+    const auto flag = [&](const char *key) {
+        const Json *value = host.Find(key);
+        return value == nullptr ? std::nullopt : std::optional(ReadWhole(*value, host.Path(key), 0, 1) != 0);
+    };
+    const std::optional<bool> sleep = flag("sleep");
+    const std::optional<bool> dclog = flag("dclog");
+    host.Done();
+
+    SetFailures(parts.failures, failures);
+    for (const auto &[key, text] : devinfo)
+        tqhost::SetDeviceInfo(key, text);
+    if (sleep)
+        tqhost::SetSleepStatus(*sleep ? 1 : 0);
+    if (dclog)
+        tqhost::SetDclogEnabled(*dclog);
+    return std::nullopt;
+}
+
+// ---- The device. ----
+
+std::optional<int> HubChange(const Parts &parts, ObjectReader &line) {
+    const Json &changes = line.Get("hub");
+    line.Done();
+    parts.hub.Change(changes);
+    return std::nullopt;
+}
+
+std::optional<int> SendReport(const Parts &parts, ObjectReader &line) {
+    const Report report = ReadReport(line);
+    if (report.dclog) {
+        const tqDevSDK_SmartControl_DclogMsg_S message = {report.type, report.record.get(), report.length};
+        return parts.module.push_dclog(&message);
+    }
+    const tqDevSDK_SmartControl_Msg2Server_S message = {report.type, report.record.get(), report.length};
+    return parts.module.msg_to_server(&message);
+}
+
+/// A kind of line, known by its key. The handler reads all members, then acts.
+struct LineKind {
+    const char *key;
+    std::optional<int> (*carry_out)(const Parts &parts, ObjectReader &line);
+};
+
+constexpr LineKind kLineKinds[] = {
+    {"command", Command},
+    {"set", Set},
+    {"model", Model},
+    {"model_reply", ModelReply},
+    {"shadow", Shadow},
+    {"shadow_get", ShadowGet},
+    {"kernel_event", KernelEvent},
+    {"status_pass", StatusPass},
+    {"status_reset", StatusReset},
+    {"report", SendReport},
+    {"hub", HubChange},
+    {"host", Host},
+};
+
+} // namespace
+
+std::optional<int> CarryOut(const Parts &parts, const Json &line) {
+    ObjectReader reader(line, "");
+    const LineKind *kind = nullptr;
+    std::string known;
+    for (const LineKind &row : kLineKinds) {
+        known += (known.empty() ? "" : ", ") + std::string(row.key);
+        if (!line.contains(row.key))
+            continue;
+        if (kind != nullptr)
+            throw LineError("both " + std::string(kind->key) + " and " + row.key + ": expected one of them");
+        kind = &row;
+    }
+    if (kind == nullptr)
+        throw LineError("no known key: expected one of " + known);
+    return kind->carry_out(parts, reader);
+}
+
+} // namespace tqgateway

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "module.h"
+
+#include <stdexcept>
+
+#include <dlfcn.h>
+
+namespace tqgateway {
+namespace {
+
+template <typename Function>
+void Resolve(void *library, const char *name, Function &function) {
+    function = reinterpret_cast<Function>(dlsym(library, name));
+    if (function == nullptr)
+        throw std::runtime_error(dlerror());
+}
+
+} // namespace
+
+Module LoadModule(const std::string &path) {
+    void *library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr)
+        throw std::runtime_error(dlerror());
+    Module module{};
+    Resolve(library, "tqDevSDK_SmartControl_init", module.init);
+    Resolve(library, "tqDevSDK_SmartControl_fini", module.fini);
+    Resolve(library, "tqDevSDK_SmartControl_Msg2Server", module.msg_to_server);
+    Resolve(library, "tqDevSDK_SmartControl_PushDclog", module.push_dclog);
+    return module;
+}
+
+} // namespace tqgateway

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "output.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+
+namespace tqgateway {
+namespace {
+
+class JsonLines : public Sink {
+public:
+    explicit JsonLines(int fd) : fd_(fd) {}
+
+    void Show(const Json &line) override { WriteLine(fd_, Dump(line)); }
+    void Echo(const Json &) override {}
+    void Heading(const std::string &) override {}
+
+private:
+    int fd_;
+};
+
+} // namespace
+
+void WriteLine(int fd, std::string text) {
+    text += '\n';
+    for (std::size_t done = 0; done < text.size();) {
+        const ssize_t written = write(fd, text.data() + done, text.size() - done);
+        if (written < 0 && errno != EINTR)
+            return; // nobody is left to tell
+        done += written < 0 ? 0 : static_cast<std::size_t>(written);
+    }
+}
+
+std::unique_ptr<Sink> MakeJsonLines(int fd) {
+    return std::make_unique<JsonLines>(fd);
+}
+
+StdoutCapture::StdoutCapture()
+    : terminal_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3)), captured_(memfd_create("stdout", MFD_CLOEXEC)) {
+    if (captured_ < 0 || dup2(captured_, STDOUT_FILENO) < 0)
+        throw std::system_error(errno, std::generic_category(), "cannot capture the standard output");
+}
+
+std::string StdoutCapture::Take() {
+    std::string text;
+    flockfile(stdout); // nobody prints between reading and rewinding
+    fflush(stdout);
+    const off_t size = lseek(captured_, 0, SEEK_CUR);
+    if (size > 0) {
+        text.resize(static_cast<std::size_t>(size));
+        const ssize_t got = pread(captured_, text.data(), text.size(), 0);
+        text.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
+        if (ftruncate(captured_, 0) == 0)
+            lseek(captured_, 0, SEEK_SET);
+    }
+    funlockfile(stdout);
+    return text;
+}
+
+void Output::Show(const Json &line) {
+    const std::lock_guard lock(mutex_);
+    ShowPrintedLocked();
+    sink_.Show(line);
+}
+
+void Output::Echo(const Json &line) {
+    const std::lock_guard lock(mutex_);
+    ShowPrintedLocked();
+    sink_.Echo(line);
+}
+
+void Output::Heading(const std::string &comment) {
+    const std::lock_guard lock(mutex_);
+    ShowPrintedLocked();
+    sink_.Heading(comment);
+}
+
+void Output::ShowPrinted() {
+    const std::lock_guard lock(mutex_);
+    ShowPrintedLocked();
+}
+
+void Output::ShowPrintedLocked() {
+    const std::string text = captured_.Take();
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        sink_.Show({{"log", "stdout"}, {"text", text.substr(begin, end - begin)}});
+        begin = end + 1;
+    }
+}
+
+} // namespace tqgateway
