@@ -1,0 +1,195 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "MarkupSTL.h"
+
+#include <cstring>
+#include <new>
+#include <pugixml.hpp>
+
+struct CMarkupSTL::Document {
+    pugi::xml_document xml;
+    pugi::xml_node parent = xml;
+    pugi::xml_node current;
+
+    void GoToTop() {
+        parent = xml;
+        current = pugi::xml_node();
+    }
+};
+
+namespace {
+
+/// The library reports memory that ran out by a false or null result.
+void Need(bool done) {
+    if (!done) {
+        throw std::bad_alloc();
+    }
+}
+
+bool IsText(const pugi::xml_node &node) {
+    return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
+}
+
+bool IsBlank(const char *text) {
+    return text[strspn(text, " \t\r\n")] == '\0';
+}
+
+/// What a document may have at its top level: a declaration at its very start, elements, blanks.
+bool MayStandAtTop(const pugi::xml_node &node) {
+    switch (node.type()) {
+    case pugi::node_declaration:
+        return !node.previous_sibling();
+    case pugi::node_pcdata:
+        return IsBlank(node.value());
+    default:
+        return node.type() == pugi::node_element;
+    }
+}
+
+/// A fragment may be anything; a document has a declaration or an element, and no text at its top level.
+bool IsDocument(const pugi::xml_document &xml) {
+    bool empty = true;
+    for (const pugi::xml_node node : xml) {
+        if (!MayStandAtTop(node)) {
+            return false;
+        }
+        empty = empty && IsText(node);
+    }
+    return !empty;
+}
+
+struct StringWriter : pugi::xml_writer {
+    void write(const void *data, std::size_t size) override {
+        text.append(static_cast<const char *>(data), size);
+    }
+    std::string text;
+};
+
+/// The attribute of this name of an element, added when there is none.
+pugi::xml_attribute Attribute(pugi::xml_node element, const char *name) {
+    pugi::xml_attribute attribute = element.attribute(name);
+    if (!attribute) {
+        attribute = element.append_attribute(name);
+        Need(attribute.name()[0] != '\0');
+    }
+    return attribute;
+}
+
+} // namespace
+
+CMarkupSTL::CMarkupSTL() : document_(new Document) {}
+
+CMarkupSTL::~CMarkupSTL() = default;
+
+bool CMarkupSTL::SetDoc(const char *text) {
+    // Fragments, because the library takes a declaration alone for nothing else. UTF-8 whatever the
+    // declaration says: it is what the SDK's texts are.
+    constexpr unsigned kOptions =
+        pugi::parse_default | pugi::parse_declaration | pugi::parse_ws_pcdata | pugi::parse_fragment;
+    document_->xml.reset();
+    document_->GoToTop();
+    if (text == nullptr) {
+        return false;
+    }
+    const pugi::xml_parse_result parsed =
+        document_->xml.load_buffer(text, strlen(text), kOptions, pugi::encoding_utf8);
+    Need(parsed.status != pugi::status_out_of_memory);
+    const bool done = parsed && IsDocument(document_->xml);
+    if (!done) {
+        document_->xml.reset();
+    }
+    document_->GoToTop();
+    return done;
+}
+
+std::string CMarkupSTL::GetDoc() const {
+    StringWriter writer;
+    for (const pugi::xml_node node : document_->xml) {
+        if (!IsText(node)) {
+            node.print(writer, "", pugi::format_raw, pugi::encoding_utf8);
+        }
+        if (node.type() == pugi::node_declaration) {
+            writer.text += '\n';
+        }
+    }
+    return std::move(writer.text);
+}
+
+bool CMarkupSTL::AddElem(const char *name, const char *text) {
+    if (name == nullptr || *name == '\0') {
+        return false;
+    }
+    pugi::xml_node &parent = document_->parent;
+    pugi::xml_node element = document_->current
+                                 ? parent.insert_child_after(pugi::node_element, document_->current)
+                                 : parent.append_child(pugi::node_element);
+    Need(element.set_name(name));
+    document_->current = element;
+    if (text != nullptr && *text != '\0') {
+        SetData(text);
+    }
+    return true;
+}
+
+bool CMarkupSTL::IntoElem() {
+    if (!document_->current) {
+        return false;
+    }
+    document_->parent = document_->current;
+    document_->current = pugi::xml_node();
+    return true;
+}
+
+bool CMarkupSTL::FindElem(const char *name, bool fromFirst) {
+    if (name == nullptr) {
+        return false;
+    }
+    const bool behind = !fromFirst && document_->current;
+    pugi::xml_node node = behind ? document_->current.next_sibling() : document_->parent.first_child();
+    for (; node; node = node.next_sibling()) {
+        if (node.type() == pugi::node_element && strcmp(node.name(), name) == 0) {
+            document_->current = node;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool CMarkupSTL::SetAttrib(const char *name, const char *text) {
+    if (!document_->current || name == nullptr || *name == '\0') {
+        return false;
+    }
+    Need(Attribute(document_->current, name).set_value(text == nullptr ? "" : text));
+    return true;
+}
+
+bool CMarkupSTL::SetAttrib(const char *name, int value) {
+    return SetAttrib(name, std::to_string(value).c_str());
+}
+
+bool CMarkupSTL::SetData(const char *text) {
+    pugi::xml_node element = document_->current;
+    if (!element) {
+        return false;
+    }
+    for (pugi::xml_node node = element.first_child(); node;) {
+        const pugi::xml_node next = node.next_sibling();
+        if (IsText(node)) {
+            element.remove_child(node);
+        }
+        node = next;
+    }
+    if (text != nullptr && *text != '\0') {
+        Need(element.prepend_child(pugi::node_pcdata).set_value(text));
+    }
+    return true;
+}
+
+std::string CMarkupSTL::GetData() const {
+    std::string text;
+    for (const pugi::xml_node node : document_->current) {
+        if (IsText(node)) {
+            text += node.value();
+        }
+    }
+    return text;
+}

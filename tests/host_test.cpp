@@ -1,0 +1,306 @@
+// SPDX-License-Identifier: Apache-2.0
+// The stand-in host on its own: what the module and its tests take for granted.
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include "MarkupSTL.h"
+#include "tqdev_debug.h"
+#include "tqdev_host.h"
+#include "tqdev_time.h"
+
+namespace {
+
+using namespace tqhost;
+
+class HostTest : public testing::Test {
+protected:
+    HostTest() {
+        Reset();
+        Observe([this](const Observation &observation) { seen_.push_back(observation); });
+    }
+    ~HostTest() override {
+        Observe({});
+        Reset();
+    }
+
+    /// The observations of one kind; all that was seen is dropped.
+    template <typename Kind>
+    std::vector<Kind> Take() {
+        std::vector<Kind> taken;
+        for (const Observation &observation : std::exchange(seen_, {})) {
+            if (const Kind *kind = std::get_if<Kind>(&observation)) {
+                taken.push_back(*kind);
+            }
+        }
+        return taken;
+    }
+
+    std::vector<Observation> seen_;
+};
+
+TEST(Markup, BuildsBehindTheCurrentElement) {
+    const std::string declaration = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n";
+    CMarkupSTL doc;
+    ASSERT_TRUE(doc.SetDoc(declaration.c_str()));
+    EXPECT_FALSE(doc.SetData("x") || doc.SetAttrib("a", 1) || doc.IntoElem());
+    EXPECT_EQ(doc.GetDoc(), declaration) << "without a current element nothing changes";
+
+    ASSERT_TRUE(doc.AddElem("R") && doc.IntoElem() && doc.AddElem("First") && doc.AddElem("Last", "<&>"));
+    ASSERT_TRUE(doc.FindElem("First", true) && doc.AddElem("Middle", "old") && doc.SetData("new\n"));
+    ASSERT_TRUE(doc.SetAttrib("T", "no") && doc.SetAttrib("T", "a\n\"b\"") && doc.SetAttrib("N", -1));
+    EXPECT_EQ(doc.GetDoc(), declaration +
+                                "<R><First/><Middle T=\"a&#10;&quot;b&quot;\" N=\"-1\">new\n</Middle>"
+                                "<Last>&lt;&amp;&gt;</Last></R>");
+}
+
+TEST(Markup, FindsWithinTheLevel) {
+    CMarkupSTL doc;
+    ASSERT_TRUE(doc.SetDoc("<r><a>1</a><b><deep/></b><a>2</a></r>"));
+    ASSERT_TRUE(doc.FindElem("r", true) && doc.IntoElem());
+    EXPECT_EQ(doc.GetData(), "") << "no current element after IntoElem";
+    ASSERT_TRUE(doc.FindElem("a", false) && doc.FindElem("a", false));
+    EXPECT_FALSE(doc.FindElem("a", false) || doc.FindElem("deep", true) || doc.FindElem("A", true));
+    EXPECT_EQ(doc.GetData(), "2") << "a failed search keeps the position";
+    EXPECT_TRUE(doc.FindElem("a", true) && doc.GetData() == "1");
+}
+
+TEST(Markup, TextIsAllOwnPiecesJoined) {
+    CMarkupSTL doc;
+    ASSERT_TRUE(doc.SetDoc("<r> a<!-- c -->b <i>no</i> <![CDATA[<c>]]>&lt; </r>") && doc.FindElem("r", true));
+    EXPECT_EQ(doc.GetData(), " ab  <c>< ");
+    ASSERT_TRUE(doc.SetData("x"));
+    EXPECT_EQ(doc.GetDoc(), "<r>x<i>no</i></r>");
+    ASSERT_TRUE(doc.SetDoc("<!DOCTYPE r [<!ENTITY e 'long'>]><r>&e; </r>") && doc.FindElem("r", true));
+    EXPECT_EQ(doc.GetData(), "&e; ") << "entities are not expanded";
+}
+
+TEST(Markup, RefusesWhatIsNoDocument) {
+    CMarkupSTL doc;
+    for (const char *text : {"<a/>\n<b> </b>", "\xef\xbb\xbf<?xml version=\"1.0\"?>\n<a/>\n", "<?xml?>"}) {
+        EXPECT_TRUE(doc.SetDoc(text)) << text;
+    }
+    for (const char *text : {"", " ", "text", "<a/>text", "<![CDATA[x]]>", "<a>", "<a></b>", "</a>",
+                             "<a b=1/>", "<!-- c -->", "<a/><?xml version=\"1.0\"?>"}) {
+        ASSERT_TRUE(doc.SetDoc("<old/>"));
+        EXPECT_FALSE(doc.SetDoc(text)) << text;
+        EXPECT_EQ(doc.GetDoc(), "") << text;
+    }
+    EXPECT_FALSE(doc.SetDoc(nullptr));
+}
+
+void *NestDeeply(void *) {
+    constexpr std::size_t kLevels = 500'000;
+    CMarkupSTL doc;
+    for (std::size_t i = 0; i < kLevels; ++i) {
+        doc.AddElem("a");
+        doc.IntoElem();
+    }
+    doc.AddElem("b");
+    const std::string text = doc.GetDoc();
+    EXPECT_EQ(text.size(), kLevels * 7 + 4);
+    EXPECT_TRUE(doc.SetDoc(text.c_str()));
+    EXPECT_TRUE(doc.GetDoc() == text);
+    EXPECT_FALSE(doc.SetDoc(text.substr(0, kLevels * 3).c_str()));
+    EXPECT_TRUE(doc.SetDoc(text.c_str())) << "destroyed as it is";
+    return nullptr;
+}
+
+TEST(Markup, NestingCostsNoStack) {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, 256 << 10);
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(&thread, &attributes, NestDeeply, nullptr), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+}
+
+struct Device {
+    tqDevSDK_Shadow_data_type_t type;
+    std::string text;
+    int32_t length;
+    int result, calls;
+};
+Device g_device;
+
+int Parse(const tqDevSDK_Shadow_value_t *value, tqDevSDK_Shadow_ParseSync_Param_S *param) {
+    ++g_device.calls;
+    g_device.type = value->type;
+    EXPECT_EQ(static_cast<std::size_t>(value->length), strlen(value->value));
+    EXPECT_TRUE(Shadow(reinterpret_cast<const char *>(param->pkey))) << "callbacks may ask the host";
+    return g_device.result;
+}
+
+int Generate(tqDevSDK_Shadow_value_t *value, tqDevSDK_Shadow_GenValue_Param_S *param) {
+    param->uiVersion = static_cast<UINT32>(++g_device.calls);
+    g_device.text.copy(value->value, g_device.text.size());
+    value->type = shd_data_type_array;
+    value->length = g_device.length;
+    return g_device.result;
+}
+
+tqDevSDK_Shadow_Service_S g_table[1];
+tqDevSDK_Shadow_Service_S_v3 g_table_v3[2];
+const tqDevSDK_Shadow_Res_t kResource{{'S', 'N'}, {'V', 'i', 'd', 'e', 'o'}, 1};
+
+class ShadowTest : public HostTest {
+protected:
+    ShadowTest() {
+        g_device = {};
+        g_table[0] = {"Rules", 0, 1, 0, 0, 1, Parse, Generate};
+        g_table_v3[0] = {{'A'}, Parse, Generate};
+        g_table_v3[1] = {{'B'}, Parse, Generate};
+        const tqDevSDK_Shadow_DomainReg_S reg{"", 0, 0, 1, g_table};
+        const tqDevSDK_Shadow_DomainReg_V3_S reg_v3{0, 2, g_table_v3};
+        EXPECT_EQ(tqDevSDK_Shadow_DomainReg(7000, &reg), 0);
+        EXPECT_EQ(tqDevSDK_Shadow_DomainReg_v3(&kResource, "Link", &reg_v3), 0);
+    }
+
+    int GetWith(const std::string &text, int32_t length, int result) {
+        g_device.text = text;
+        g_device.length = length;
+        g_device.result = result;
+        return ShadowGet("Rules").value_or(99);
+    }
+};
+
+TEST_F(ShadowTest, RedeliversUntilAccepted) {
+    g_device.result = 7;
+    EXPECT_EQ(ShadowDesire("Rules", " [1]"), 7);
+    EXPECT_EQ(g_device.type, shd_data_type_array);
+    g_device.result = 0;
+    EXPECT_EQ(ShadowDesire("Rules", " [1]"), 0);
+    EXPECT_EQ(ShadowDesire("Rules", " [1]"), 0);
+    EXPECT_EQ(g_device.calls, 2) << "an accepted value is not delivered again";
+    EXPECT_EQ(ShadowDesire("A", ""), 0);
+    EXPECT_EQ(Shadow("A")->desired_version, 1U) << "an empty value is new, too";
+    EXPECT_EQ(g_device.type, shd_data_type_string);
+    EXPECT_EQ(ShadowDesire("Rules", "{}"), 0);
+    EXPECT_EQ(g_device.type, shd_data_type_object);
+    EXPECT_EQ(Shadow("Rules")->desired_version, 2U);
+    EXPECT_EQ(ShadowDesire("C", "[]"), std::nullopt);
+}
+
+TEST_F(ShadowTest, KeepsTheLastGoodValue) {
+    SetShadowCapacity(4);
+    SetLogLevel(LOG_ERROR);
+    EXPECT_EQ(GetWith("[12]", 4, 0), 0);
+    EXPECT_EQ(Take<ShadowReport>().at(0).text, "[12]");
+    EXPECT_EQ(GetWith("[123]", 5, 0), -1) << "a byte more than the capacity";
+    EXPECT_EQ(GetWith("", -1, 0), -1);
+    EXPECT_EQ(GetWith("[]", 2, 5), 5);
+    EXPECT_EQ(Shadow("Rules")->reported, "[12]");
+    EXPECT_EQ(Shadow("Rules")->reported_version, 1U);
+    EXPECT_EQ(g_table[0].usVersion, 1U);
+    EXPECT_EQ(Take<LogLine>().size(), 3U);
+}
+
+TEST_F(ShadowTest, ReportsWhatIsOwedOnce) {
+    g_device.result = -1;
+    ShadowReportOwed();
+    g_device.result = 0;
+    ShadowReportOwed();
+    ShadowReportOwed();
+    EXPECT_EQ(g_device.calls, 2) << "asked until reported, and only the key that owes";
+    EXPECT_EQ(Shadow("Rules")->reports, 1U);
+}
+
+TEST_F(ShadowTest, PushesAndForgetsByResource) {
+    Take<Call>();
+    EXPECT_EQ(tqDevSDK_Shadow_PushStatus_v3(&kResource, "Link", &g_table_v3[1], 0), 0);
+    ASSERT_EQ(seen_.size(), 2U);
+    EXPECT_EQ(std::get<Call>(seen_[0]).arguments, "SN Video 1 Link B 0");
+    EXPECT_EQ(std::get<ShadowReport>(seen_[1]).key, "B");
+
+    tqDevSDK_Shadow_Res_t other = kResource;
+    other.local_index = 2;
+    EXPECT_EQ(tqDevSDK_Shadow_DomainDereg_v3(&other, "Link"), -1);
+    EXPECT_EQ(tqDevSDK_Shadow_DomainDereg_v3(&kResource, "Link"), 0);
+    EXPECT_EQ(tqDevSDK_Shadow_PushStatus_v3(&kResource, "Link", &g_table_v3[1], 0), -1);
+    EXPECT_TRUE(Shadow("Rules") && !Shadow("A"));
+}
+
+int g_changed, g_report_result;
+std::string g_asked; // One letter for each question, one digit for each report.
+
+int IsChanged() {
+    return g_asked += 'q', g_changed;
+}
+int Report(int force) {
+    return g_asked += std::to_string(force), g_report_result;
+}
+int ForceItself(int force) {
+    return Report(force), tqDevSDK_report_set_force_report(74);
+}
+
+std::string Pass(int changed, int report_result) {
+    g_asked.clear();
+    g_changed = changed;
+    g_report_result = report_result;
+    StatusPass();
+    return g_asked;
+}
+
+TEST_F(HostTest, StatusPassRules) {
+    tqDevSDK_report_status_info item{0, 74, 0, IsChanged, Report, nullptr};
+    EXPECT_EQ(tqDevSDK_report_set_force_report(74), -1) << "not registered";
+    tqDevSDK_report_status_register(&item);
+    EXPECT_EQ(Pass(0, 0), "q");
+    tqDevSDK_report_set_force_report(74);
+    EXPECT_EQ(Pass(-1, 0), "q") << "a forced item that cannot be asked is not reported";
+    EXPECT_EQ(Pass(0, -1), "q1") << "and keeps its force";
+    EXPECT_EQ(Pass(0, 0), "q1") << "a failed forced report is still forced";
+    EXPECT_EQ(Pass(1, -1), "q0");
+    EXPECT_EQ(Pass(0, 0), "q0") << "a failed report comes again";
+    EXPECT_EQ(Pass(0, 0), "q");
+
+    item.report_status = ForceItself;
+    tqDevSDK_report_status_register(&item);
+    EXPECT_EQ(Pass(1, 0), "q0");
+    EXPECT_EQ(Pass(0, 0), "q1") << "a force during the report counts for the next pass";
+    tqDevSDK_report_status_fini();
+    EXPECT_EQ(Pass(1, 0), "");
+}
+
+TEST_F(HostTest, FailuresByName) {
+    EXPECT_FALSE(Fail("tqdev_get_sleep_status", 1) || Fail("", 1));
+    EXPECT_TRUE(Fail("tqdev_sdk_kernel_send", 3, 1) && Fail("tqdev_dclog_DeregisterMod", -5));
+    const UINT8 body[] = {'o', 'k', '!'}; // Not terminated.
+    tqdev_sdk_kernel_pubmsg msg{};
+    msg.msg_body = body;
+    msg.msg_body_len = sizeof body;
+    EXPECT_EQ(tqdev_sdk_kernel_send(&msg), 3);
+    EXPECT_TRUE(seen_.empty()) << "a refused message is not observed";
+    EXPECT_EQ(tqdev_sdk_kernel_send(&msg), 0);
+    EXPECT_EQ(Take<CommandMessage>().at(0).body, "ok!");
+
+    EXPECT_EQ(tqdev_dclog_DeregisterMod(1050), -5);
+    EXPECT_EQ(tqdev_dclog_DeregisterMod(1050), -5) << "until the failure is ended";
+    EXPECT_EQ(tqdev_dclog_check_push_enable(1050), 1) << "a failed call does nothing";
+    EXPECT_EQ(Take<Call>().at(0).result, -5) << "but is observed";
+    EXPECT_TRUE(Fail("tqdev_dclog_DeregisterMod", 0) && tqdev_dclog_DeregisterMod(1050) == 0);
+    EXPECT_EQ(tqdev_dclog_check_push_enable(1050), 0);
+}
+
+TEST_F(HostTest, DeviceTextsOutliveTheirSetting) {
+    SetDeviceInfo("dev_type", std::string(100, 'a'));
+    const char *text = tqdev_sdk_kernel_getdevinfo_bykey("dev_type");
+    SetDeviceInfo("dev_type", std::nullopt);
+    EXPECT_EQ(tqdev_sdk_kernel_getdevinfo_bykey("dev_type"), nullptr);
+    Reset();
+    EXPECT_EQ(text, std::string(100, 'a'));
+    EXPECT_STREQ(tqdev_sdk_kernel_getdevinfo_bykey("dev_type"), "TQ-HUB");
+}
+
+TEST(HostTime, HoursAndMinutes) {
+    EXPECT_EQ(tqdev_ParseTimeHHMM("7:5"), 7 * 3600 + 5 * 60);
+    EXPECT_EQ(tqdev_ParseTimeHHMM("23:59"), 86340);
+    for (const char *text :
+         {"", "24:00", "1:60", " 1:00", "1:00 ", "001:00", "1:000", "1", "1:", ":1", "-1:0"}) {
+        EXPECT_EQ(tqdev_ParseTimeHHMM(text), 0) << text;
+    }
+    EXPECT_EQ(tqdev_MakeTimeHHMM(86399), "23:59");
+    EXPECT_TRUE(tqdev_MakeTimeHHMM(-1) == "00:00" && tqdev_MakeTimeHHMM(86400) == "00:00");
+}
+
+} // namespace
