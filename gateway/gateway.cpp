@@ -80,7 +80,13 @@ void Gateway::Take(const std::string &line) {
             output_.Heading(line.substr(begin, line.find_last_not_of(" \t\r") + 1 - begin));
             return;
         }
-        const Json json = ParseJson(line);
+        Json json;
+        try {
+            json = ParseJson(line);
+        } catch (const LineError &) {
+            output_.Echo(line);
+            throw;
+        }
         output_.Echo(json);
         const std::optional<int> result = CarryOut({module_, hub_, status_service_, failures_}, json);
         output_.Show({{"result", result ? Json(*result) : Json()}});

@@ -99,8 +99,11 @@ public:
     void Trailing(const char *count_name, Count &count, const char *name, Item *items) {
         const Json &array = Array(name, std::numeric_limits<Count>::max());
         count = static_cast<Count>(array.size());
-        if (const Json *given = object_.Find(count_name))
-            ReadWhole(*given, object_.Path(count_name), count, count);
+        Count given = count;
+        object_.Whole(count_name, given);
+        if (given != count)
+            throw LineError(object_.Path(count_name) + ": expected " + std::to_string(count) + ", as " +
+                            name + " has");
         for (std::size_t i = 0; i < array.size(); ++i)
             Element(array[i], ElementPath(name, i), items[i]);
     }

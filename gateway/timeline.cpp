@@ -3,6 +3,7 @@
 #include "output.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 
 #include <nlohmann/json.hpp>
@@ -11,7 +12,7 @@ namespace tqgateway {
 namespace {
 
 constexpr std::size_t kShownBytes = 1000; // of a message's fields; JSON Lines have them all
-constexpr std::size_t kNameColumns = 26;
+constexpr std::size_t kNameColumns = 30;
 
 constexpr const char *kPlain = "";
 constexpr const char *kBold = "\033[1m";
@@ -105,6 +106,19 @@ std::string Clipped(std::string text) {
     return text.substr(0, end) + "… (" + std::to_string(text.size()) + " bytes)";
 }
 
+/// An XML document without its declaration, its attributes as they were before they were quoted.
+std::string PlainXml(std::string text) {
+    if (text.rfind("<?xml", 0) != 0)
+        return text;
+    text.erase(0, std::min(text.find("?>"), text.size() - 2) + 2);
+    for (const auto &[quoted, plain] :
+         {std::pair("&#10;", ""), {"&#09;", ""}, {"&quot;", "\""}, {"\n", ""}}) {
+        for (std::size_t at = 0; (at = text.find(quoted, at)) != std::string::npos;)
+            text.replace(at, strlen(quoted), plain);
+    }
+    return text;
+}
+
 std::string Padded(std::string text, std::size_t columns) {
     text.resize(std::max(text.size(), columns), ' ');
     return text;
@@ -118,7 +132,7 @@ std::string FieldsText(const Json &object, const std::string &but, const std::st
             continue;
         const bool plain = member.key() == "body" || member.key() == "value";
         text += (text.empty() ? "" : " ") + Printable(member.key()) + '=';
-        text += plain ? Printable(AsText(member.value())) : Dump(member.value());
+        text += plain ? Printable(PlainXml(AsText(member.value()))) : Dump(member.value());
     }
     return Clipped(text);
 }
@@ -129,7 +143,10 @@ public:
 
     void Echo(const Json &line) override { Message(line, nullptr); }
 
-    void Heading(const std::string &comment) override { Write(kBold, '\n' + Printable(comment)); }
+    void Heading(const std::string &comment) override {
+        WriteLine(fd_, "");
+        Write(kBold, Printable(comment));
+    }
 
     void Show(const Json &line) override {
         if (line.contains("to"))
@@ -149,8 +166,10 @@ private:
     void Message(const Json &line, const char *to) {
         const auto look = std::find_if(std::begin(kLooks), std::end(kLooks),
                                        [&](const Look &row) { return line.contains(row.key); });
-        if (look == std::end(kLooks))
+        if (look == std::end(kLooks)) {
+            Write(kPlain, Row("?", Clipped(Printable(AsText(line)))));
             return;
+        }
         const std::string from = to == nullptr ? look->from : "module";
         const std::string towards = to == nullptr ? look->to : to;
         const Json &value = line[look->key];
@@ -166,7 +185,9 @@ private:
             return from == row.from && towards == row.to;
         });
         Write(arrow == std::end(kArrows) ? kPlain : arrow->colour,
-              Row(Padded(from, 8) + " → " + Padded(towards, 8), Padded(name, kNameColumns)), fields);
+              Row(Padded(from, 8) + " → " + Padded(towards, 8),
+                  fields.empty() ? name : Padded(name, kNameColumns)),
+              fields);
     }
 
     static std::string Row(const std::string &left, const std::string &right) {
