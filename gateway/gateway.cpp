@@ -40,8 +40,9 @@ Gateway::Gateway(const Module &module, Output &output) : module_(module), output
     g_hub = &hub_;
     tqhost::Observe([this](const tqhost::Observation &observation) {
         Guarded([&] {
-            if (const auto line = PlatformLine(observation))
+            if (const auto line = PlatformLine(observation)) {
                 output_.Show(*line);
+            }
             return 0;
         });
     });
@@ -73,8 +74,9 @@ void Gateway::Stop() {
 
 void Gateway::Take(const std::string &line) {
     const std::size_t begin = line.find_first_not_of(" \t\r");
-    if (begin == std::string::npos)
+    if (begin == std::string::npos) {
         return;
+    }
     try {
         if (line[begin] == '#') {
             output_.Heading(line.substr(begin, line.find_last_not_of(" \t\r") + 1 - begin));

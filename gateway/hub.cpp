@@ -70,26 +70,30 @@ std::optional<std::string> OptionalText(const char *text) {
 
 void ChangeIcrDss(ObjectReader &hub, tqDevSDK_SmartControl_msg_IcrDss_S &icr_dss) {
     const Json *value = hub.Find("icr_dss");
-    if (value == nullptr)
+    if (value == nullptr) {
         return;
+    }
     ObjectReader v(*value, hub.Path("icr_dss"));
     v.Whole("mode", icr_dss.ucMode);
     v.Whole("sensitivity", icr_dss.ucSensitivity);
     for (auto [key, time] : {std::pair("autoTimeBegin", &icr_dss.autoTime.begin),
                              std::pair("autoTimeEnd", &icr_dss.autoTime.end)}) {
-        if (v.Find(key) != nullptr)
+        if (v.Find(key) != nullptr) {
             *time = static_cast<int32_t>(ReadTime(v.Text(key, SIZE_MAX), v.Path(key)));
+        }
     }
     v.Done();
 }
 
 void ChangeSignals(ObjectReader &hub, std::map<std::string, int> &signals) {
     const Json *value = hub.Find("signals");
-    if (value == nullptr)
+    if (value == nullptr) {
         return;
+    }
     ObjectReader reader(*value, hub.Path("signals"));
-    for (const auto &member : value->items())
+    for (const auto &member : value->items()) {
         signals[member.key()] = reader.Whole<int>(member.key().c_str());
+    }
 }
 
 // ---- Answers. ----
@@ -99,8 +103,9 @@ int ChimeSignal(const HubState &state, const tqDevSDK_Smartcontrol_ap_signal_res
     for (const std::string &name :
          {FieldText(chime.unInfo.stChime.acDevSerial), FieldText(chime.unInfo.stChime.acMac)}) {
         const auto found = state.signals.find(name);
-        if (found != state.signals.end())
+        if (found != state.signals.end()) {
             return found->second;
+        }
     }
     return 0;
 }
@@ -120,8 +125,9 @@ void AnswerSignals(const HubState &state, tqDevSDK_Smartcontrol_ap_signal_info &
 
 char *HeapText(const std::string &text) {
     char *copy = strdup(text.c_str());
-    if (copy == nullptr)
+    if (copy == nullptr) {
         throw std::bad_alloc();
+    }
     return copy;
 }
 
@@ -132,15 +138,18 @@ void Hub::Change(const Json &changes) {
     const std::lock_guard lock(mutex_);
     HubState next = state_;
 
-    for (const Setting &row : kSettings)
+    for (const Setting &row : kSettings) {
         v.Whole(row.key, next.*row.value);
+    }
     ChangeIcrDss(v, next.icr_dss);
-    if (v.Find("rules") != nullptr)
+    if (v.Find("rules") != nullptr) {
         SetRules(next, ReadRules(v));
+    }
     v.Whole("rules_version", next.rules_version);
     for (const Text &row : kTexts) {
-        if (const Json *value = v.Find(row.key))
+        if (const Json *value = v.Find(row.key)) {
             SetText(next.*row.rules, value->is_null() ? std::nullopt : std::optional(AsText(*value)));
+        }
     }
     ChangeSignals(v, next.signals);
     v.Text("ssid", sizeof(tqDevSDK_Smartcontrol_ap_signal_result::unInfo.stRoute.acSSID), next.ssid);
@@ -155,30 +164,37 @@ int Hub::Receive(const tqDevSDK_SmartControl_msg_to_dev &message) {
     output_.Show(DeviceLine(message));
 
     const std::lock_guard lock(mutex_);
-    if (state_.recv_msg != 0)
+    if (state_.recv_msg != 0) {
         return state_.recv_msg;
+    }
     for (const Setting &row : kSettings) {
-        if (message.type == row.message)
+        if (message.type == row.message) {
             state_.*row.value = As<UINT32>(message.data);
+        }
     }
     for (const Text &row : kTexts) {
-        if (message.type == row.message)
+        if (message.type == row.message) {
             SetText(state_.*row.rules, OptionalText(As<tqDevSDK_SmartControl_Rule_S>(message.data).rule));
+        }
     }
-    if (message.type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_ICR_DSS)
+    if (message.type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_ICR_DSS) {
         state_.icr_dss = As<tqDevSDK_SmartControl_msg_IcrDss_S>(message.data);
-    if (message.type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_RULES)
+    }
+    if (message.type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_RULES) {
         SetRules(state_, CopyRules(As<tqDevSDK_SmartControl_ConfigRules>(message.data)));
+    }
     return 0;
 }
 
 int Hub::Answer(tqDevSDK_SmartControl_runtime_info &info) {
     const std::lock_guard lock(mutex_);
-    if (state_.on_get_runtime_info != 0)
+    if (state_.on_get_runtime_info != 0) {
         return state_.on_get_runtime_info;
+    }
     for (const Setting &row : kSettings) {
-        if (info.type == row.query)
+        if (info.type == row.query) {
             As<UINT32>(info.data) = state_.*row.value;
+        }
     }
     for (const Text &row : kTexts) {
         if (info.type == row.query) {
@@ -198,8 +214,9 @@ int Hub::Answer(tqDevSDK_SmartControl_runtime_info &info) {
         rules->uiVersion = state_.rules_version;
         info.data = reinterpret_cast<char *>(rules.release());
     }
-    if (info.type == TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_AP_SIGNAL_WITH_MAC)
+    if (info.type == TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_AP_SIGNAL_WITH_MAC) {
         AnswerSignals(state_, As<tqDevSDK_Smartcontrol_ap_signal_info>(info.data));
+    }
     return 0;
 }
 

@@ -19,8 +19,9 @@ const char *ExceededLimit(const std::string &text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char c = text[i];
         if (quoted) {
-            if (c == '\\')
+            if (c == '\\') {
                 ++i;
+            }
             quoted = c != '"';
             continue;
         }
@@ -28,8 +29,9 @@ const char *ExceededLimit(const std::string &text) {
             quoted = true;
         } else if (c == '{' || c == '[') {
             members.push_back(0);
-            if (members.size() > kMaxDepth)
+            if (members.size() > kMaxDepth) {
                 return "nested deeper than 600 levels";
+            }
         } else if ((c == '}' || c == ']') && !members.empty()) {
             members.pop_back();
         } else if (c == ':' && !members.empty() && ++members.back() > kMaxMembers) {
@@ -42,8 +44,9 @@ const char *ExceededLimit(const std::string &text) {
 } // namespace
 
 Json ParseJson(const std::string &text) {
-    if (const char *limit = ExceededLimit(text))
+    if (const char *limit = ExceededLimit(text)) {
         throw LineError(limit);
+    }
     try {
         return Json::parse(text);
     } catch (const Json::exception &error) {
@@ -54,8 +57,9 @@ Json ParseJson(const std::string &text) {
 }
 
 Json ParseOrText(const std::string &text) {
-    if (ExceededLimit(text) != nullptr)
+    if (ExceededLimit(text) != nullptr) {
         return text;
+    }
     Json value = Json::parse(text, nullptr, false);
     return value.is_discarded() ? Json(text) : value;
 }
@@ -71,21 +75,24 @@ std::string AsText(const Json &value) {
 std::int64_t ReadWhole(const Json &value, const std::string &path, std::int64_t low, std::int64_t high) {
     const double number = value.is_number() ? value.get<double>() : std::nan("");
     if (!(number >= static_cast<double>(low) && number <= static_cast<double>(high)) ||
-        number != std::floor(number))
+        number != std::floor(number)) {
         throw LineError(path + ": expected a whole number from " + std::to_string(low) + " to " +
                         std::to_string(high));
+    }
     return static_cast<std::int64_t>(number);
 }
 
 std::string ReadText(const Json &value, const std::string &path, std::size_t width) {
-    if (!value.is_string() || value.get_ref<const std::string &>().size() > width)
+    if (!value.is_string() || value.get_ref<const std::string &>().size() > width) {
         throw LineError(path + ": expected a text of at most " + std::to_string(width) + " bytes");
+    }
     return value.get<std::string>();
 }
 
 ObjectReader::ObjectReader(const Json &object, std::string path) : object_(object), path_(std::move(path)) {
-    if (!object_.is_object())
+    if (!object_.is_object()) {
         throw LineError((path_.empty() ? std::string() : path_ + ": ") + "expected an object");
+    }
 }
 
 const Json *ObjectReader::Find(const char *key) {
@@ -96,8 +103,9 @@ const Json *ObjectReader::Find(const char *key) {
 
 const Json &ObjectReader::Get(const char *key) {
     const Json *value = Find(key);
-    if (value == nullptr)
+    if (value == nullptr) {
         throw LineError(Path(key) + ": missing");
+    }
     return *value;
 }
 
@@ -107,8 +115,9 @@ std::string ObjectReader::Path(const char *key) const {
 
 void ObjectReader::Done() const {
     for (const auto &member : object_.items()) {
-        if (std::find(asked_.begin(), asked_.end(), member.key()) == asked_.end())
+        if (std::find(asked_.begin(), asked_.end(), member.key()) == asked_.end()) {
             throw LineError(Path(member.key().c_str()) + ": unknown field");
+        }
     }
 }
 

@@ -37,8 +37,9 @@ std::string AsText(const Json &value);
 template <std::size_t N>
 std::string FieldText(const char (&field)[N]) {
     std::size_t length = 0;
-    while (length < N && field[length] != '\0')
+    while (length < N && field[length] != '\0') {
         ++length;
+    }
     return {field, length};
 }
 
@@ -68,16 +69,18 @@ public:
     /// The same, left as it is when absent.
     template <typename Number>
     void Whole(const char *key, Number &number) {
-        if (Find(key) != nullptr)
+        if (Find(key) != nullptr) {
             number = Whole<Number>(key);
+        }
     }
 
     std::string Text(const char *key, std::size_t width) { return ReadText(Get(key), Path(key), width); }
 
     /// The same, left as it is when absent.
     void Text(const char *key, std::size_t width, std::string &text) {
-        if (Find(key) != nullptr)
+        if (Find(key) != nullptr) {
             text = Text(key, width);
+        }
     }
 
     /// Throws for a member that nobody has asked for.

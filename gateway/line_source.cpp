@@ -20,13 +20,15 @@ LineSource::Got LineSource::Next(std::string &line) {
     bool too_long = false;
     std::size_t searched = begin_;
     for (;;) {
-        if (Readable(stop_fd_))
+        if (Readable(stop_fd_)) {
             return Got::end;
+        }
         const std::size_t newline = buffer_.find('\n', searched);
         const bool ended = newline != std::string::npos;
         const std::size_t length = (ended ? newline : buffer_.size()) - begin_;
-        if (length > kLongest)
+        if (length > kLongest) {
             too_long = true;
+        }
         if (ended) {
             line.assign(buffer_, begin_, too_long ? 0 : length);
             begin_ = newline + 1;
@@ -53,18 +55,21 @@ LineSource::Filled LineSource::Fill() {
     constexpr std::size_t kChunk = std::size_t{64} << 10;
     pollfd waiting[] = {{fd_, POLLIN, 0}, {stop_fd_, POLLIN, 0}};
     while (poll(waiting, 2, -1) < 0) {
-        if (errno != EINTR)
+        if (errno != EINTR) {
             return Filled::error;
+        }
     }
-    if (waiting[1].revents != 0)
+    if (waiting[1].revents != 0) {
         return Filled::some; // the caller looks at it first
+    }
 
     const std::size_t size = buffer_.size();
     buffer_.resize(size + kChunk);
     const ssize_t got = read(fd_, buffer_.data() + size, kChunk);
     buffer_.resize(size + (got > 0 ? static_cast<std::size_t>(got) : 0));
-    if (got < 0)
+    if (got < 0) {
         return errno == EINTR || errno == EAGAIN ? Filled::some : Filled::error;
+    }
     return got == 0 ? Filled::end : Filled::some;
 }
 

@@ -21,8 +21,9 @@ std::optional<std::string> OptionalText(ObjectReader &line, const char *key) {
 template <std::size_t N>
 std::string OneOf(const std::string &prefix, const char *const (&names)[N]) {
     std::string text = prefix + ": expected";
-    for (std::size_t i = 0; i < N; ++i)
+    for (std::size_t i = 0; i < N; ++i) {
         text += (i == 0 ? " " : i + 1 == N ? " or " : ", ") + std::string(names[i]);
+    }
     return text;
 }
 
@@ -30,23 +31,26 @@ std::string OneOf(const std::string &prefix, const char *const (&names)[N]) {
 template <std::size_t N>
 std::size_t ReadName(const std::string &text, const char *key, const char *const (&names)[N]) {
     const auto found = std::find(std::begin(names), std::end(names), text);
-    if (found == std::end(names))
+    if (found == std::end(names)) {
         throw LineError(OneOf(key, names));
+    }
     return static_cast<std::size_t>(found - std::begin(names));
 }
 
 /// The result of a call that has one only for targets that are registered.
 int Registered(std::optional<int> result, const char *key, const std::string &target) {
-    if (!result)
+    if (!result) {
         throw LineError(std::string(key) + ": " + target + " is not registered");
+    }
     return *result;
 }
 
 // ---- The platform. ----
 
 std::optional<int> Deliver(const tqhost::PlatformCommand &command) {
-    if (!tqhost::DeliverCommand(command))
+    if (!tqhost::DeliverCommand(command)) {
         throw LineError("domain: " + std::to_string(command.domain) + " is not registered");
+    }
     return std::nullopt;
 }
 
@@ -64,14 +68,15 @@ std::optional<int> Command(const Parts &, ObjectReader &line) {
 std::string XmlText(const std::string &text) {
     std::string escaped;
     for (const char c : text) {
-        if (c == '&')
+        if (c == '&') {
             escaped += "&amp;";
-        else if (c == '<')
+        } else if (c == '<') {
             escaped += "&lt;";
-        else if (c == '>')
+        } else if (c == '>') {
             escaped += "&gt;";
-        else
+        } else {
             escaped += c;
+        }
     }
     return escaped;
 }
@@ -83,8 +88,9 @@ std::optional<int> Set(const Parts &, ObjectReader &line) {
     line.Whole("seq", command.seq);
     line.Done();
     const auto redirect = tqhost::Redirection(key);
-    if (!redirect)
+    if (!redirect) {
         throw LineError("set: " + key + " is not registered");
+    }
     command.domain = static_cast<int>(redirect->uiDomainId);
     command.command = static_cast<int>(redirect->uiCmdId);
     command.body = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<Request><Type>" + XmlText(key) +
@@ -123,8 +129,9 @@ tqhost::ModelMessage ReadModel(ObjectReader &line, const char *key) {
     message.type = static_cast<tq_model_type>(ReadName(type, "type", kModelTypes));
     const Json *body = line.Find("body");
     message.value_type = body == nullptr ? model_data_type_null : ValueType(*body);
-    if (body != nullptr && (body->is_string() || body->is_structured()))
+    if (body != nullptr && (body->is_string() || body->is_structured())) {
         message.text = AsText(*body);
+    }
     return message;
 }
 
@@ -170,8 +177,9 @@ std::optional<int> KernelEvent(const Parts &, ObjectReader &line) {
 }
 
 std::optional<int> StatusPass(const Parts &parts, ObjectReader &line) {
-    if (line.Get("status_pass") != true)
+    if (line.Get("status_pass") != true) {
         throw LineError("status_pass: expected true");
+    }
     line.Done();
     const std::lock_guard lock(parts.status_service);
     tqhost::StatusPass();
@@ -209,15 +217,17 @@ std::optional<int> Host(const Parts &parts, ObjectReader &line) {
     std::map<std::string, int> failures;
     if (const Json *texts = host.Find("devinfo")) {
         ObjectReader reader(*texts, host.Path("devinfo"));
-        for (const auto &member : texts->items())
+        for (const auto &member : texts->items()) {
             devinfo[member.key()] = member.value().is_null()
                                         ? std::nullopt
                                         : std::optional(reader.Text(member.key().c_str(), SIZE_MAX));
+        }
     }
     if (const Json *codes = host.Find("fail")) {
         ObjectReader reader(*codes, host.Path("fail"));
-        for (const auto &member : codes->items())
+        for (const auto &member : codes->items()) {
             failures[member.key()] = reader.Whole<int>(member.key().c_str());
+        }
     }
     const auto flag = [&](const char *key) {
         const Json *value = host.Find(key);
@@ -228,12 +238,15 @@ std::optional<int> Host(const Parts &parts, ObjectReader &line) {
     host.Done();
 
     SetFailures(parts.failures, failures);
-    for (const auto &[key, text] : devinfo)
+    for (const auto &[key, text] : devinfo) {
         tqhost::SetDeviceInfo(key, text);
-    if (sleep)
+    }
+    if (sleep) {
         tqhost::SetSleepStatus(*sleep ? 1 : 0);
-    if (dclog)
+    }
+    if (dclog) {
         tqhost::SetDclogEnabled(*dclog);
+    }
     return std::nullopt;
 }
 
@@ -285,14 +298,17 @@ std::optional<int> CarryOut(const Parts &parts, const Json &line) {
     std::string known;
     for (const LineKind &row : kLineKinds) {
         known += (known.empty() ? "" : ", ") + std::string(row.key);
-        if (!line.contains(row.key))
+        if (!line.contains(row.key)) {
             continue;
-        if (kind != nullptr)
+        }
+        if (kind != nullptr) {
             throw LineError("both " + std::string(kind->key) + " and " + row.key + ": expected one of them");
+        }
         kind = &row;
     }
-    if (kind == nullptr)
+    if (kind == nullptr) {
         throw LineError("no known key: expected one of " + known);
+    }
     return kind->carry_out(parts, reader);
 }
 

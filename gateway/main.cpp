@@ -81,12 +81,14 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
 class StatusThread {
 public:
     StatusThread(Gateway &gateway, double seconds) {
-        if (seconds > 0)
+        if (seconds > 0) {
             thread_ = std::thread([this, &gateway, interval = std::chrono::duration<double>(seconds)] {
                 std::unique_lock lock(mutex_);
-                while (!wakeup_.wait_for(lock, interval, [this] { return stopping_; }))
+                while (!wakeup_.wait_for(lock, interval, [this] { return stopping_; })) {
                     gateway.StatusPass();
+                }
             });
+        }
     }
 
     ~StatusThread() {
@@ -95,8 +97,9 @@ public:
             stopping_ = true;
         }
         wakeup_.notify_one();
-        if (thread_.joinable())
+        if (thread_.joinable()) {
             thread_.join();
+        }
     }
 
     StatusThread(const StatusThread &) = delete;
@@ -146,8 +149,9 @@ int Fail(int code, const std::string &what) {
 int Run(const Options &options) {
     const int input =
         options.script.empty() ? STDIN_FILENO : open(options.script.c_str(), O_RDONLY | O_CLOEXEC);
-    if (input < 0)
+    if (input < 0) {
         return Fail(kExitUsage, options.script + ": " + strerror(errno));
+    }
     const int stop_signals = OpenStopSignals();
 
     StdoutCapture captured;
@@ -159,15 +163,17 @@ int Run(const Options &options) {
     Output output(captured, *sink);
     tqhost::SetLogLevel(options.log);
     Gateway gateway(LoadModule(options.module), output);
-    if (const int result = gateway.Start(options.reset_report_all); result != 0)
+    if (const int result = gateway.Start(options.reset_report_all); result != 0) {
         return Fail(kExitFailed, "the module could not be initialised: " + std::to_string(result));
+    }
 
     int code = EXIT_SUCCESS;
     {
         const StatusThread status(gateway, options.status_interval);
-        if (!FeedLines({input, stop_signals}, gateway))
+        if (!FeedLines({input, stop_signals}, gateway)) {
             code = Fail(kExitUsage, (options.script.empty() ? "standard input" : options.script) + ": " +
                                         strerror(errno));
+        }
     }
     gateway.Stop();
     return code;
@@ -178,8 +184,9 @@ int Run(const Options &options) {
 int main(int argc, char **argv) {
     try {
         Options options;
-        if (const std::optional<int> code = ReadOptions(argc, argv, options))
+        if (const std::optional<int> code = ReadOptions(argc, argv, options)) {
             return *code;
+        }
         return Run(options);
     } catch (const std::exception &error) {
         return Fail(kExitFailed, error.what());

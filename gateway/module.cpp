@@ -11,16 +11,18 @@ namespace {
 template <typename Function>
 void Resolve(void *library, const char *name, Function &function) {
     function = reinterpret_cast<Function>(dlsym(library, name));
-    if (function == nullptr)
+    if (function == nullptr) {
         throw std::runtime_error(dlerror());
+    }
 }
 
 } // namespace
 
 Module LoadModule(const std::string &path) {
     void *library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr)
+    if (library == nullptr) {
         throw std::runtime_error(dlerror());
+    }
     Module module{};
     Resolve(library, "tqDevSDK_SmartControl_init", module.init);
     Resolve(library, "tqDevSDK_SmartControl_fini", module.fini);

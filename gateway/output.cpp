@@ -32,8 +32,9 @@ void WriteLine(int fd, std::string text) {
     text += '\n';
     for (std::size_t done = 0; done < text.size();) {
         const ssize_t written = write(fd, text.data() + done, text.size() - done);
-        if (written < 0 && errno != EINTR)
+        if (written < 0 && errno != EINTR) {
             return; // nobody is left to tell
+        }
         done += written < 0 ? 0 : static_cast<std::size_t>(written);
     }
 }
@@ -44,8 +45,9 @@ std::unique_ptr<Sink> MakeJsonLines(int fd) {
 
 StdoutCapture::StdoutCapture()
     : terminal_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3)), captured_(memfd_create("stdout", MFD_CLOEXEC)) {
-    if (captured_ < 0 || dup2(captured_, STDOUT_FILENO) < 0)
+    if (captured_ < 0 || dup2(captured_, STDOUT_FILENO) < 0) {
         throw std::system_error(errno, std::generic_category(), "cannot capture the standard output");
+    }
 }
 
 std::string StdoutCapture::Take() {
@@ -57,8 +59,9 @@ std::string StdoutCapture::Take() {
         text.resize(static_cast<std::size_t>(size));
         const ssize_t got = pread(captured_, text.data(), text.size(), 0);
         text.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
-        if (ftruncate(captured_, 0) == 0)
+        if (ftruncate(captured_, 0) == 0) {
             lseek(captured_, 0, SEEK_SET);
+        }
     }
     funlockfile(stdout);
     return text;

@@ -26,11 +26,13 @@ using HeapBlock = std::unique_ptr<void, FreeDelete>;
 /// Zeroed elements, in a block of their own so that overruns show; null for none.
 template <typename Item>
 Item *AllocateItems(std::size_t count) {
-    if (count == 0)
+    if (count == 0) {
         return nullptr;
+    }
     void *items = calloc(count, sizeof(Item));
-    if (items == nullptr)
+    if (items == nullptr) {
         throw std::bad_alloc();
+    }
     return static_cast<Item *>(items);
 }
 
@@ -74,8 +76,9 @@ public:
     /// A field that the module never reads.
     template <typename Type>
     void Unread(const char *name, Type &field) {
-        if (object_.Find(name) != nullptr)
+        if (object_.Find(name) != nullptr) {
             Field(name, field);
+        }
     }
 
     /// Values with the count of those used; a given count is taken as it is.
@@ -101,11 +104,13 @@ public:
         count = static_cast<Count>(array.size());
         Count given = count;
         object_.Whole(count_name, given);
-        if (given != count)
+        if (given != count) {
             throw LineError(object_.Path(count_name) + ": expected " + std::to_string(count) + ", as " +
                             name + " has");
-        for (std::size_t i = 0; i < array.size(); ++i)
+        }
+        for (std::size_t i = 0; i < array.size(); ++i) {
             Element(array[i], ElementPath(name, i), items[i]);
+        }
     }
 
     /// JSON that is kept as text; null stays null.
@@ -117,8 +122,9 @@ public:
     /// A required array of at most `most` elements.
     const Json &Array(const char *name, std::size_t most) {
         const Json &array = object_.Get(name);
-        if (!array.is_array() || array.size() > most)
+        if (!array.is_array() || array.size() > most) {
             throw LineError(object_.Path(name) + ": expected an array of at most " + std::to_string(most));
+        }
         return array;
     }
 
@@ -139,18 +145,20 @@ private:
     template <typename Number>
     std::size_t Numbers(const char *name, Number *numbers, std::size_t most) {
         const Json &array = Array(name, most);
-        for (std::size_t i = 0; i < array.size(); ++i)
+        for (std::size_t i = 0; i < array.size(); ++i) {
             Element(array[i], ElementPath(name, i), numbers[i]);
+        }
         return array.size();
     }
 
     template <typename Item>
     void Element(const Json &json, const std::string &path, Item &item) {
-        if constexpr (std::is_integral_v<Item>)
+        if constexpr (std::is_integral_v<Item>) {
             item = static_cast<Item>(
                 ReadWhole(json, path, std::numeric_limits<Item>::min(), std::numeric_limits<Item>::max()));
-        else
+        } else {
             ReadRecord(json, path, item);
+        }
     }
 
     template <typename Record>

@@ -256,16 +256,21 @@ auto Fields(Visitor &v, Record &r) -> decltype(void(r.uiReqRetrySuccCnt)) {
 /// The member of a private part that the system name selects; none for another name.
 template <typename Visitor, typename Union>
 void PrivateMember(Visitor &v, const std::string &system_name, Union &r) {
-    if (system_name == "device_lan_smart_run")
+    if (system_name == "device_lan_smart_run") {
         v.Field("stRunEvent", r.stRunEvent);
-    if (system_name == "device_lan_smart_network")
+    }
+    if (system_name == "device_lan_smart_network") {
         v.Field("stNetParam", r.stNetParam);
-    if (system_name == "device_lan_smart_center_statistics")
+    }
+    if (system_name == "device_lan_smart_center_statistics") {
         v.Field("stCentStatis", r.stCentStatis);
-    if (system_name == "device_lan_smart_member_statistics")
+    }
+    if (system_name == "device_lan_smart_member_statistics") {
         v.Field("stMembStatis", r.stMembStatis);
-    if (system_name == "device_lan_smart_comm_statistics")
+    }
+    if (system_name == "device_lan_smart_comm_statistics") {
         v.Field("stCommStatis", r.stCommStatis);
+    }
 }
 
 /// The unions around the member may be left out, one or both.
@@ -333,8 +338,9 @@ public:
     void List(const char *count_name, Count count, const char *name, Item *items) {
         object_[count_name] = count;
         Json &array = object_[name] = Json::array();
-        for (std::size_t i = 0; items != nullptr && i < count; ++i)
+        for (std::size_t i = 0; items != nullptr && i < count; ++i) {
             array.push_back(Write(items[i]));
+        }
     }
 
 private:
@@ -494,9 +500,10 @@ Report ReadReport(ObjectReader line) {
     const std::string name = line.Text("report", SIZE_MAX);
     const auto kind = std::find_if(std::begin(kReports), std::end(kReports),
                                    [&](const ReportKind &row) { return name == row.name; });
-    if (kind == std::end(kReports))
+    if (kind == std::end(kReports)) {
         throw LineError("report: expected event, action_result, undone_actions, undone_actions_v3, "
                         "undone_scene_v3, lan_centor, lan_centor_v3 or dclog");
+    }
     Report report;
     report.type = kind->type;
     RecordReader reader(std::move(line), report.storage);

@@ -22,8 +22,9 @@ void CopyList(const Item *from, Count from_count, Item *&to, Count &to_count,
               void (*copy)(const Item &, Item &)) {
     to = from == nullptr ? nullptr : AllocateItems<Item>(from_count);
     to_count = to == nullptr ? Count{} : from_count;
-    for (std::size_t i = 0; i < to_count; ++i)
+    for (std::size_t i = 0; i < to_count; ++i) {
         copy(from[i], to[i]);
+    }
 }
 
 template <typename Item>
@@ -76,8 +77,9 @@ void ReadAction(RecordReader &v, Action &r) {
     RecordReader params = v.Inner("params");
     for (; r.ucValueNum < TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX; ++r.ucValueNum) {
         const std::string key = "value" + std::to_string(r.ucValueNum + 1);
-        if (params.Object().Find(key.c_str()) == nullptr)
+        if (params.Object().Find(key.c_str()) == nullptr) {
             break;
+        }
         params.Field(key.c_str(), r.ausValue[r.ucValueNum]);
     }
     params.Done();
@@ -87,8 +89,9 @@ void ReadAction(RecordReader &v, Action &r) {
 void ReadWeekdays(RecordReader &v, Rule &r) {
     for (const Json &day : v.Array("weekdays", std::size(r.aucWeekDaysEn))) {
         const std::string text = AsText(day);
-        if (!day.is_string() || text.size() != 1 || text < "1" || text > "7")
+        if (!day.is_string() || text.size() != 1 || text < "1" || text > "7") {
             throw LineError(v.Object().Path("weekdays") + ": expected the texts \"1\" to \"7\"");
+        }
         r.aucWeekDaysEn[text[0] - '1'] = 1;
     }
 }
@@ -120,8 +123,9 @@ void ReadRule(RecordReader &v, Rule &r) {
 
 void ReadUnit(RecordReader &v, Unit &r) {
     if (const Json *type = v.Object().Find("Type")) {
-        if (*type != "Global")
+        if (*type != "Global") {
             throw LineError(v.Object().Path("Type") + ": expected \"Global\"");
+        }
         r.usType = TQDEVSDK_SMART_CONTROL_CONFIG_RULE_STATUS_TYPE_GLOBAL;
     }
     v.Field("channel", r.ucChannel);
@@ -152,8 +156,9 @@ RuleSet CopyRules(const Rules &rules) {
 
 RuleSet ReadRules(ObjectReader hub) {
     RuleSet rules(AllocateItems<Rules>(1));
-    if (hub.Get("rules").is_null())
+    if (hub.Get("rules").is_null()) {
         return rules;
+    }
     RecordStorage storage;
     RecordReader reader(std::move(hub), storage);
     ReadList(reader, "rules", rules->usNum, rules->pstUnit, ReadUnit);
@@ -163,8 +168,9 @@ RuleSet ReadRules(ObjectReader hub) {
 time_t ReadTime(const std::string &text, const std::string &path) {
     const time_t time = tqdev_ParseTimeHHMM(text.c_str());
     const std::string canonical = tqdev_MakeTimeHHMM(time);
-    if (text != canonical && '0' + text != canonical)
+    if (text != canonical && '0' + text != canonical) {
         throw LineError(path + ": expected hours and minutes such as \"07:05\"");
+    }
     return time;
 }
 

@@ -72,10 +72,12 @@ constexpr CommandName kCommandNames[] = {
 
 std::string CommandText(const Json &number) {
     for (const CommandName &row : kCommandNames) {
-        if (number == row.request)
+        if (number == row.request) {
             return Dump(number) + ' ' + row.name;
-        if (number == row.request + 1)
+        }
+        if (number == row.request + 1) {
             return Dump(number) + ' ' + row.name + " reply";
+        }
     }
     return AsText(number);
 }
@@ -85,36 +87,41 @@ std::string Printable(const std::string &text) {
     std::string printable;
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
-        if (c == '\n')
+        if (c == '\n') {
             printable += "\\n";
-        else if (c == '\t')
+        } else if (c == '\t') {
             printable += "\\t";
-        else if (byte < 0x20 || byte == 0x7f)
+        } else if (byte < 0x20 || byte == 0x7f) {
             printable += '?';
-        else
+        } else {
             printable += c;
+        }
     }
     return printable;
 }
 
 std::string Clipped(std::string text) {
-    if (text.size() <= kShownBytes)
+    if (text.size() <= kShownBytes) {
         return text;
+    }
     std::size_t end = kShownBytes;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80)
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) {
         --end; // not within a character
+    }
     return text.substr(0, end) + "… (" + std::to_string(text.size()) + " bytes)";
 }
 
 /// An XML document without its declaration, its attributes as they were before they were quoted.
 std::string PlainXml(std::string text) {
-    if (text.rfind("<?xml", 0) != 0)
+    if (text.rfind("<?xml", 0) != 0) {
         return text;
+    }
     text.erase(0, std::min(text.find("?>"), text.size() - 2) + 2);
     for (const auto &[quoted, plain] :
          {std::pair("&#10;", ""), {"&#09;", ""}, {"&quot;", "\""}, {"\n", ""}}) {
-        for (std::size_t at = 0; (at = text.find(quoted, at)) != std::string::npos;)
+        for (std::size_t at = 0; (at = text.find(quoted, at)) != std::string::npos;) {
             text.replace(at, strlen(quoted), plain);
+        }
     }
     return text;
 }
@@ -128,8 +135,9 @@ std::string Padded(std::string text, std::size_t columns) {
 std::string FieldsText(const Json &object, const std::string &but, const std::string &and_but) {
     std::string text;
     for (const auto &member : object.items()) {
-        if (member.key() == but || member.key() == and_but)
+        if (member.key() == but || member.key() == and_but) {
             continue;
+        }
         const bool plain = member.key() == "body" || member.key() == "value";
         text += (text.empty() ? "" : " ") + Printable(member.key()) + '=';
         text += plain ? Printable(PlainXml(AsText(member.value()))) : Dump(member.value());
@@ -149,16 +157,17 @@ public:
     }
 
     void Show(const Json &line) override {
-        if (line.contains("to"))
+        if (line.contains("to")) {
             Message(line, AsText(line["to"]).c_str());
-        else if (line.contains("log"))
+        } else if (line.contains("log")) {
             Write(kDim, Row("log " + AsText(line["log"]), Clipped(Printable(AsText(line["text"])))));
-        else if (line.contains("error"))
+        } else if (line.contains("error")) {
             Write(kRed, Row("", "error: " + Printable(AsText(line["error"]))));
-        else if (line["result"].is_null())
+        } else if (line["result"].is_null()) {
             Write(kDim, Row("", "done"));
-        else
+        } else {
             Write(line["result"] == 0 ? kDim : kRed, Row("", "result " + Dump(line["result"])));
+        }
     }
 
 private:
@@ -174,10 +183,11 @@ private:
         const std::string towards = to == nullptr ? look->to : to;
         const Json &value = line[look->key];
         std::string name = look->label;
-        if (look->key == std::string("command"))
+        if (look->key == std::string("command")) {
             name += CommandText(value);
-        else if (!value.is_object() && !value.is_boolean())
+        } else if (!value.is_object() && !value.is_boolean()) {
             name += Printable(AsText(value));
+        }
         const std::string fields =
             value.is_object() ? FieldsText(value, "", "") : FieldsText(line, look->key, "to");
 

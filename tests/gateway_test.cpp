@@ -17,16 +17,18 @@ using Lines = std::vector<std::string>;
 
 std::string Joined(const Lines &lines) {
     std::string text;
-    for (const std::string &line : lines)
+    for (const std::string &line : lines) {
         text += line + '\n';
+    }
     return text;
 }
 
 Lines Split(const std::string &text) {
     Lines lines;
     std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);)
+    for (std::string line; std::getline(stream, line);) {
         lines.push_back(line);
+    }
     return lines;
 }
 
@@ -220,8 +222,9 @@ TEST(Gateway, TourShowsEveryKindOfLineWithoutAnError) {
         "status_reset report hub host CHIME_ALARM_ACTION CONFIG_RULES CAPTURE_PIC ICR_DSS "
         "SCREEN_OVERTIME VIDEO PIC_AND_VIDEO SLEEP CONFIG_AIRULES CONFIG_SCENE_RULES "
         "MANUAL_SCENE AssistExecAction AssistExecScene ReportNetTopology dclog");
-    for (std::string name; names >> name;)
+    for (std::string name; names >> name;) {
         EXPECT_TRUE(Contains(script + output, '"' + name + '"')) << name;
+    }
 }
 
 TEST(Gateway, TimelineReadsLikeAConversation) {
@@ -249,9 +252,10 @@ TEST(Gateway, ExitCodesTellHowItEnded) {
         {"--log loud", 2}, {"--script /nowhere", 2},    {"--status-interval 0", 2},
         {"--script /", 2}, {"--module /nowhere.so", 1},
     };
-    for (const auto &row : rows)
+    for (const auto &row : rows) {
         EXPECT_EQ(RunGateway(row.arguments + std::string(" 2>/dev/null"), "").code, row.code)
             << row.arguments;
+    }
 }
 
 TEST(Gateway, EndsOnASignalWhilePassesRunAndInputIsOpen) {
@@ -266,8 +270,9 @@ TEST(Gateway, EndsOnASignalWhilePassesRunAndInputIsOpen) {
         << "the first pass reports the settings";
     kill(pid, SIGTERM);
     EXPECT_EQ(Wait(pid), 0);
-    for (const int fd : {in[0], in[1], out[0]})
+    for (const int fd : {in[0], in[1], out[0]}) {
         close(fd);
+    }
 }
 
 } // namespace
