@@ -74,7 +74,7 @@ int SmartControl_ShadowV3_FiniService() {
     return tqDevSDK_Shadow_DomainDereg_v3(&resource, kModelDomain) == 0 ? 0 : -1;
 }
 
-int smart_control_shadow_push_status(SMART_CONTROL_SHADOW_STATUS_TYPE_E push_type) {
+int smart_control_shadow_push_status(int push_type) {
     const auto index = static_cast<unsigned>(push_type);
     if (index >= std::size(g_astServiceV3)) {
         return -1;

@@ -18,8 +18,9 @@ int SmartControl_Shadow_FnitService(void);
 int SmartControl_ShadowV3_InitService(void);
 int SmartControl_ShadowV3_FiniService(void);
 
-/// Has the shadow service report a version-3 value; the host's result, -1 for an unknown type.
-int smart_control_shadow_push_status(SMART_CONTROL_SHADOW_STATUS_TYPE_E push_type);
+/// Has the shadow service report a version-3 value, given as a SMART_CONTROL_SHADOW_STATUS_TYPE_E; the
+/// host's result, -1 for any other number.
+int smart_control_shadow_push_status(int push_type);
 
 // ---- Linkage rules, key "InterconnectionRule" (SmartControl_shadow_rules) ----
 
