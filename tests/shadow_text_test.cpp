@@ -13,6 +13,10 @@ struct Key {
     const char *to_device, *value_level, *to_device_failure, *to_cloud, *to_cloud_failure;
 };
 
+std::ostream &operator<<(std::ostream &out, const Key &key) {
+    return out << key.key;
+}
+
 const Key kKeys[] = {
     {"SceneLink", 12, 6, false, "CenPlt2PuParseJsonSetLinkRuleReq", "error",
      "error: Failed to send msg to dev in shadow by ParseSync_SmartControl_Rules",

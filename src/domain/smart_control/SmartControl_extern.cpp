@@ -20,8 +20,8 @@ namespace {
 // How one command is served; the result is logged when it is not 0.
 struct Route {
     int request;
-    int (*serve)(const tqdev_sdk_kernel_submsg &msg, const Route &route);
     int response;
+    int (*serve)(const tqdev_sdk_kernel_submsg &msg, const Route &route);
     SmartControl_handle_platform_req_and_rsp handler;
 };
 
@@ -39,13 +39,13 @@ int ServeXml(const tqdev_sdk_kernel_submsg &msg, const Route &route) {
 }
 
 constexpr Route kRoutes[] = {
-    {kCenPlt2PuSetDevCaptureReq, ServeJson, kCenPlt2PuSetDevCaptureRsp, SetDevCaptureReq},
-    {kCenPlt2PuSetDevVideoReq, ServeJson, kCenPlt2PuSetDevVideoRsp, SetDevVideoReq},
-    {kCenPlt2PuSetDevCaptureAndVideoReq, ServeJson, kCenPlt2PuSetDevCaptureAndVideoRsp, SetDevPicAndVideoReq},
-    {kCenPlt2PuSetDevSleepReq, ServeJson, kCenPlt2PuSetDevSleepRsp, SetDevSleepReq},
-    {kPu2CenPlt2PuQueryChimeSignalReq, ServeSignalQuery, kPu2CenPlt2PuQueryChimeSignalRsp, nullptr},
-    {kCenPlt2PuSetChimeAlarmReq, ServeJson, kCenPlt2PuSetChimeAlarmRsp, SetChimeAlarmAction},
-    {kCenPlt2PuSetKeyValueReq, ServeXml, kCenPlt2PuSetKeyValueRsp, nullptr},
+    {kCenPlt2PuSetDevCaptureReq, kCenPlt2PuSetDevCaptureRsp, ServeJson, SetDevCaptureReq},
+    {kCenPlt2PuSetDevVideoReq, kCenPlt2PuSetDevVideoRsp, ServeJson, SetDevVideoReq},
+    {kCenPlt2PuSetDevCaptureAndVideoReq, kCenPlt2PuSetDevCaptureAndVideoRsp, ServeJson, SetDevPicAndVideoReq},
+    {kCenPlt2PuSetDevSleepReq, kCenPlt2PuSetDevSleepRsp, ServeJson, SetDevSleepReq},
+    {kPu2CenPlt2PuQueryChimeSignalReq, kPu2CenPlt2PuQueryChimeSignalRsp, ServeSignalQuery, nullptr},
+    {kCenPlt2PuSetChimeAlarmReq, kCenPlt2PuSetChimeAlarmRsp, ServeJson, SetChimeAlarmAction},
+    {kCenPlt2PuSetKeyValueReq, kCenPlt2PuSetKeyValueRsp, ServeXml, nullptr},
 };
 
 void SmartControl_extend_data_route_cb(const tqdev_sdk_kernel_submsg *submsg, void * /*pUser*/) {

@@ -30,7 +30,7 @@ bool WriteEntry(bscJSON *array, const Entry &entry) {
     if (entry.iDevType == tqDevSDK_SmartControl_Ap_DevType_Chime && entry.iSignalStrength < 1) {
         return true;
     }
-    bscJSON *object = AppendObject(array);
+    bscJSON *object = AppendItem(array, JsonTree(bscJSON_CreateObject()));
     if (object == nullptr) {
         return false;
     }

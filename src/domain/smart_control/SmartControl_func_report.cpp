@@ -41,7 +41,7 @@ JsonTree CreateReportArray(const char *failure) {
 }
 
 bscJSON *AppendReportObject(bscJSON *array, const char *failure) {
-    bscJSON *object = AppendObject(array);
+    bscJSON *object = AppendItem(array, JsonTree(bscJSON_CreateObject()));
     if (object == nullptr) {
         tqdev_debug(LOG_ERROR, "%s\n", failure);
     }

@@ -145,12 +145,10 @@ bool HasScenes(const tqDevSDK_SmartControl_UndoneSceneList_S *scenes) {
 bool WriteSceneId(bscJSON *ids, UINT32 id) {
     char text[16];
     snprintf(text, sizeof text, "%d", static_cast<int>(id));
-    JsonTree item(bscJSON_CreateString(text));
-    if (item == nullptr || !bscJSON_AddItemToArray(ids, item.get())) {
+    if (AppendItem(ids, JsonTree(bscJSON_CreateString(text))) == nullptr) {
         tqdev_debug(LOG_ERROR, "Failed to bscJSON_CreateString for [%d]\n", static_cast<int>(id));
         return false;
     }
-    item.release();
     return true;
 }
 

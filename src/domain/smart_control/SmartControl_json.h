@@ -86,13 +86,13 @@ inline bscJSON *AttachItem(bscJSON *object, const char *key, JsonTree item) {
     return item.release();
 }
 
-/// Appends an empty object and returns it; null when there is no memory.
-inline bscJSON *AppendObject(bscJSON *array) {
-    JsonTree object(bscJSON_CreateObject());
-    if (object == nullptr || !bscJSON_AddItemToArray(array, object.get())) {
+/// Appends an item and returns it; null, and nothing kept, when there is no memory.
+inline bscJSON *AppendItem(bscJSON *array, JsonTree item) {
+    bscJSON *appended = item.get();
+    if (appended == nullptr || !bscJSON_AddItemToArray(array, appended)) {
         return nullptr;
     }
-    return object.release();
+    return item.release();
 }
 
 /// Keys of an action's values, in order.

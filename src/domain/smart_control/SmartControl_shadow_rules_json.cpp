@@ -59,7 +59,7 @@ bool WriteElements(bscJSON *array, UINT16 num, const Record *records,
                    bool (*write)(bscJSON *element, const Record &record)) {
     const UINT16 count = records != nullptr ? num : 0;
     for (UINT16 i = 0; i < count; ++i) {
-        bscJSON *element = AppendObject(array);
+        bscJSON *element = AppendItem(array, JsonTree(bscJSON_CreateObject()));
         if (element == nullptr) {
             return Fail("Failed to bscJSON_CreateObject");
         }
@@ -157,12 +157,8 @@ bool WriteWeekdays(bscJSON *json, const Rule &rule) {
     }
     char text[] = "1";
     for (const UINT8 enabled : rule.aucWeekDaysEn) {
-        if (enabled != 0) {
-            JsonTree day(bscJSON_CreateString(text));
-            if (day == nullptr || !bscJSON_AddItemToArray(weekdays, day.get())) {
-                return Fail("Failed to bscJSON_CreateString");
-            }
-            day.release();
+        if (enabled != 0 && AppendItem(weekdays, JsonTree(bscJSON_CreateString(text))) == nullptr) {
+            return Fail("Failed to bscJSON_CreateString");
         }
         ++text[0];
     }
@@ -332,6 +328,6 @@ bool WriteConfigRules(bscJSON *root, const Rules &rules) {
         return WriteElements(root, rules.usNum, rules.pstUnit, WriteUnit);
     }
     // An empty set is one unit that has only a channel.
-    bscJSON *unit = AppendObject(root);
+    bscJSON *unit = AppendItem(root, JsonTree(bscJSON_CreateObject()));
     return (unit != nullptr && WriteItem(unit, "channel", 0)) || Fail("Failed to bscJSON_CreateObject");
 }

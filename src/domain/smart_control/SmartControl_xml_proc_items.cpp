@@ -185,7 +185,8 @@ int ICR_DSS_IsChanged() {
     if (!Query(TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_ICR_DSS, &setting, kIcrDssLen, outcome)) {
         return outcome;
     }
-    // Bytewise, padding included.
+    // Bytewise: the padding counts.
+    // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison,cert-exp42-c,cert-flp37-c)
     if (memcmp(&setting, &g_stIcrDss, sizeof setting) == 0) {
         return kUnchanged;
     }
