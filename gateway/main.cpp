@@ -141,6 +141,15 @@ int OpenStopSignals() {
     return signalfd(-1, &signals, SFD_CLOEXEC);
 }
 
+/// Keeps files opened later out of the places of standard streams that the caller closed.
+void OpenStandardStreams() {
+    int fd = 0;
+    while (fd >= 0 && fd <= STDERR_FILENO) {
+        fd = open("/dev/null", O_RDWR);
+    }
+    close(fd);
+}
+
 int Fail(int code, const std::string &what) {
     fprintf(stderr, "tq_gateway: %s\n", what.c_str());
     return code;
@@ -183,6 +192,7 @@ int Run(const Options &options) {
 
 int main(int argc, char **argv) {
     try {
+        OpenStandardStreams();
         Options options;
         if (const std::optional<int> code = ReadOptions(argc, argv, options)) {
             return *code;

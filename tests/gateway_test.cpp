@@ -250,7 +250,7 @@ TEST(Gateway, ExitCodesTellHowItEnded) {
     } rows[] = {
         {"--help", 0},     {"--no-such-option", 2},     {"--text --json", 2},
         {"--log loud", 2}, {"--script /nowhere", 2},    {"--status-interval 0", 2},
-        {"--script /", 2}, {"--module /nowhere.so", 1},
+        {"--script /", 2}, {"--module /nowhere.so", 1}, {"<&- >&-", 0},
     };
     for (const auto &row : rows) {
         EXPECT_EQ(RunGateway(row.arguments + std::string(" 2>/dev/null"), "").code, row.code)
