@@ -12,7 +12,7 @@ class LineSource {
 public:
     enum class Got { line, too_long, end, error };
 
-    static constexpr std::size_t kLongest = std::size_t{16} << 20;
+    static constexpr std::size_t kLongest = std::size_t{64} << 20;
 
     /// `stop_fd` becomes readable when reading is to end, even in the middle of a line.
     LineSource(int fd, int stop_fd) : fd_(fd), stop_fd_(stop_fd) {}

@@ -121,7 +121,7 @@ bool FeedLines(LineSource source, Gateway &gateway) {
             gateway.Take(line);
             break;
         case LineSource::Got::too_long:
-            gateway.Refuse("a line longer than 16 MiB");
+            gateway.Refuse("a line longer than 64 MiB");
             break;
         case LineSource::Got::end:
             return true;

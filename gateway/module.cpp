@@ -5,6 +5,8 @@
 
 #include <dlfcn.h>
 
+#include "tqdev_host.h"
+
 namespace tqgateway {
 namespace {
 
@@ -17,6 +19,9 @@ void Resolve(void *library, const char *name, Function &function) {
 }
 
 } // namespace
+
+// What the module is built to fill is what its host has.
+static_assert(TQ_SHADOW_VALUE_CAPACITY > 0 && TQ_SHADOW_VALUE_CAPACITY <= tqhost::kShadowCapacity);
 
 Module LoadModule(const std::string &path) {
     void *library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);

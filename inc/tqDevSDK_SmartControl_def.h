@@ -93,9 +93,12 @@ typedef enum {
     TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_SCREEN_AUTO_ROUSE = 4,
     /** `UINT32`: the current screen lightness. */
     TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_SCREEN_LIGHTNESS = 5,
-    /** `tqDevSDK_SmartControl_Rule_S`: the scene rules, `rule` null when there are none. */
+    /**
+     * `tqDevSDK_SmartControl_Rule_S`: the scene rules, `rule` null when there are none; `len` is 0 when the
+     * shadow service asks and 8 when the status-report service does.
+     */
     TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_SCENE_RULES = 6,
-    /** `tqDevSDK_SmartControl_Rule_S`: the AI rules, `rule` null when there are none. */
+    /** `tqDevSDK_SmartControl_Rule_S`: the AI rules, in the same way. */
     TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_AI_RULES = 7,
     /** `tqDevSDK_Smartcontrol_ap_signal_info`: fill the signal of each entry; `len` is 8 on every build. */
     TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_AP_SIGNAL_WITH_MAC = 8,
@@ -567,8 +570,9 @@ typedef struct {
  * trying again.
  *
  * @param info callbacks and options; read during the call only.
- * @return 0 done, or done before; 2 the SDK kernel refused the command domain (everything else is
- *         registered, and fini undoes it); 3 `info` is null.
+ * @return 0 done, or done before; 2 the SDK kernel refused the command domain: status items and shadow
+ *         services are registered, commands, model domain and setting keys are not, and fini undoes it;
+ *         3 `info` is null.
  *
  * @code
  * static int recv_msg(tqDevSDK_SmartControl_msg_to_dev *msg)

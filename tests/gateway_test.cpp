@@ -120,7 +120,7 @@ TEST(Gateway, RefusesWhatItDoesNotUnderstandAndGoesOn) {
         {R"({"host":{"sleep":1,"fail":{"tqdev_sdk_kernel_send":1,"no_such":1}}})", "host.fail.no_such"},
         {R"({"host":{"sleep":1,"devinfo":{"dev_type":5}}})", "host.devinfo.dev_type: expected a text"},
         {R"({"command":20034,"body":)" + std::string(100000, '['), "nested deeper"},
-        {'"' + std::string(std::size_t{17} << 20, 'x') + '"', "longer than 16 MiB"},
+        {'"' + std::string(std::size_t{65} << 20, 'x') + '"', "longer than 64 MiB"},
     };
     Lines input;
     for (const auto &row : rows) {

@@ -40,6 +40,11 @@ std::string Render(const tqhost::CommandMessage &message) {
 
 std::string Render(const tqhost::RawModelMessage &message) {
     const tqdev_sdk_kernel_pubmsg_v3 &record = message.record;
+    EXPECT_EQ(record.msg_response, 0);
+    EXPECT_EQ(record.msg_qos, QOS_T0);
+    EXPECT_EQ(record.msg_seq, 0U);
+    EXPECT_STREQ(record.sub_serial, "");
+    EXPECT_STREQ(record.msg_compress, "");
     return std::string("raw ") + record.module + " " + record.method + " " + record.msg_type + " " +
            record.resource_id + " " + record.resource_type + " " + record.ext_msg + " " +
            std::to_string(record.msg_body_len) + " " + message.body;

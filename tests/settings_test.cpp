@@ -146,6 +146,7 @@ TEST_F(SetTest, BadRequestsAreAnsweredWithTheirClass) {
         {"text", 3, parse},
         {"<Request><Type>", 3, parse},
         {"<Request></Reply>", 3, parse},
+        {"<Other/><Request><Type>device_auto_rouse</Type><Value>1</Value></Request>", 3, parse},
         {"<Other/>", 3, root},
         {"<request/>", 3, root},
         {"<?xml version=\"1.0\"?>", 3, root},

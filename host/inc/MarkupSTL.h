@@ -20,7 +20,8 @@ public:
     CMarkupSTL &operator=(const CMarkupSTL &) = delete;
 
     /// Replaces the document and goes to its top level. False, and an empty document, when the text is
-    /// null or not well-formed. A declaration alone is well-formed; text outside elements is not.
+    /// null or not well-formed. A declaration alone is well-formed; text outside elements, or a
+    /// second root, is not.
     /// Entities of a document type are not expanded.
     bool SetDoc(const char *text);
 

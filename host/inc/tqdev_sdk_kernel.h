@@ -43,6 +43,7 @@ typedef struct {
     char msg_type[64];
     char sub_serial[72];
     char ext_msg[128]; /**< "domain/identifier". */
+    char msg_compress[16];
 } tqdev_sdk_kernel_pubmsg_v3;
 
 /** A platform command as the data route receives it; valid during the call. */

@@ -45,16 +45,19 @@ bool MayStandAtTop(const pugi::xml_node &node) {
     }
 }
 
-/// A fragment may be anything; a document has a declaration or an element, and no text at its top level.
+/// A fragment may be anything; a document has a declaration or an element, one element at most, and no text
+/// at its top level.
 bool IsDocument(const pugi::xml_document &xml) {
     bool empty = true;
+    int elements = 0;
     for (const pugi::xml_node node : xml) {
         if (!MayStandAtTop(node)) {
             return false;
         }
         empty = empty && IsText(node);
+        elements += node.type() == pugi::node_element ? 1 : 0;
     }
-    return !empty;
+    return !empty && elements <= 1;
 }
 
 struct StringWriter : pugi::xml_writer {

@@ -26,7 +26,7 @@ int SmartControl_send_msg_to_platform(const char *msg, int cmd_id, const char *c
                                       unsigned msg_response, unsigned msg_seq);
 
 /// Sends bytes on the model channel, past the model layer; the kernel's result, -1 for a null `info`.
-/// Kept for modules that share this bus; the reports of this one go through the model layer.
+/// The module's own reports go through the model layer instead.
 int SmartControl_send_msg_to_platform_v3(const SmartControl_ModelInfo_S *info, const char *msg_body,
                                          unsigned msg_body_len);
 

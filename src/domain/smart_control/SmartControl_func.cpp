@@ -87,18 +87,19 @@ UINT32 GetNextSeqNum() {
     return seq;
 }
 
-bool HasReceiver() {
-    if (SmartControl_get_callback()->recv_msg == nullptr) {
+RecvMsg GetReceiver() {
+    const RecvMsg recv_msg = SmartControl_get_callback()->recv_msg;
+    if (recv_msg == nullptr) {
         tqdev_debug(LOG_ERROR, "NULL cb func of recv_msg.\n");
-        return false;
     }
-    return true;
+    return recv_msg;
 }
 
 int SendToDevice(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_TYPE_E type, void *data, int len) {
-    if (!HasReceiver()) {
+    const RecvMsg recv_msg = GetReceiver();
+    if (recv_msg == nullptr) {
         return -1;
     }
     tqDevSDK_SmartControl_msg_to_dev msg{type, static_cast<char *>(data), len};
-    return SmartControl_get_callback()->recv_msg(&msg);
+    return recv_msg(&msg);
 }

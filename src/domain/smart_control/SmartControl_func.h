@@ -24,8 +24,9 @@ const tqDevSDK_SmartControl_callback *SmartControl_get_callback(void);
 /// The number of the next message that the device originates: 0 after load and after fini.
 UINT32 GetNextSeqNum(void);
 
-/// Whether the application has a `recv_msg`; logs when it has not.
-bool HasReceiver(void);
+/// The application's `recv_msg`; logs when it is null.
+using RecvMsg = int (*)(tqDevSDK_SmartControl_msg_to_dev *msg);
+RecvMsg GetReceiver(void);
 
 /// Lends a record to the application's `recv_msg`; its result, -1 without the callback.
 int SendToDevice(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_TYPE_E type, void *data, int len);

@@ -88,7 +88,7 @@ bool Perform(const Action &action, const bscJSON *root) {
         return false;
     }
     const Attr attr(parsed);
-    if (!HasReceiver()) {
+    if (GetReceiver() == nullptr) {
         return false;
     }
     action.deliver(*attr);

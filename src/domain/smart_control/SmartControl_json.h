@@ -115,15 +115,14 @@ UINT8 ReadValues(const bscJSON *params, Value (&values)[TQDEVSDK_SMART_CONTROL_A
     return count;
 }
 
-/// The mirror of ReadValues; false when there is no memory.
+/// The mirror of ReadValues; false when there was no memory for one of them, which is then missing.
 inline bool WriteValues(bscJSON *params, const UINT16 (&values)[TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX],
                         UINT8 count) {
+    bool all = true;
     for (UINT8 i = 0; i < count; ++i) {
-        if (!WriteItem(params, kValueKeys[i], values[i])) {
-            return false;
-        }
+        all = WriteItem(params, kValueKeys[i], values[i]) && all;
     }
-    return true;
+    return all;
 }
 
 #endif

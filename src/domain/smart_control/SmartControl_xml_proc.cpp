@@ -58,7 +58,7 @@ bool ReadIcrDss(const bscJSON *root, tqDevSDK_SmartControl_msg_IcrDss_S &setting
 int ICR_DSS_SetVal(const char *pcValStr) {
     tqDevSDK_SmartControl_msg_IcrDss_S setting;
     memset(&setting, 0, sizeof setting); // the padding too: the record is compared bytewise
-    if (!HasReceiver()) {
+    if (GetReceiver() == nullptr) {
         return -1;
     }
     const JsonTree root(bscJSON_Parse(pcValStr));
@@ -77,7 +77,7 @@ int ICR_DSS_SetVal(const char *pcValStr) {
 }
 
 int SetNumber(const char *pcValStr, TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_TYPE_E type, const char *name) {
-    if (!HasReceiver()) {
+    if (GetReceiver() == nullptr) {
         return -1;
     }
     UINT32 value = ParseUnsigned(pcValStr);

@@ -158,7 +158,9 @@ int IsChanged(const RuleItem &item) {
     if (*item.cache != nullptr && strcmp(*item.cache, record.rule) != 0) {
         return kUnchanged;
     }
-    free(*item.cache);
+    if (*item.cache != record.rule) { // or the application gave the same memory again
+        free(*item.cache);
+    }
     *item.cache = record.rule;
     return 1;
 }

@@ -110,7 +110,7 @@ SIZE(tqDevSDK_SmartControl_DclogMsg_S, 12);
 SIZE(tqdev_sdk_kernel_pubmsg, 84);
 OFFSET(tqdev_sdk_kernel_pubmsg, msg_body, 12);
 OFFSET(tqdev_sdk_kernel_pubmsg, command_ver, 36);
-SIZE(tqdev_sdk_kernel_pubmsg_v3, 556);
+SIZE(tqdev_sdk_kernel_pubmsg_v3, 572);
 OFFSET(tqdev_sdk_kernel_pubmsg_v3, msg_body, 16);
 OFFSET(tqdev_sdk_kernel_pubmsg_v3, ext_msg, 428);
 SIZE(tqdev_sdk_kernel_submsg, 72);
