@@ -258,6 +258,27 @@ TEST_F(CommandTest, CommandsAfterFiniAreSurvived) {
     EXPECT_EQ(signal.log, Lines{"error: NULL cb func of getting runtime info."});
 }
 
+TEST_F(CommandTest, ApplicationWithoutCallbacksIsSurvived) {
+    tqDevSDK_SmartControl_fini();
+    init_info.cb = {nullptr, nullptr};
+    Init();
+    Take();
+    TakeLog();
+    EXPECT_EQ(AfterCommand(kVideo, R"({"delay":0,"channelNo":1,"params":{}})").sent,
+              Lines{Answer(kVideo, -1)});
+    const Outcome alarm = AfterCommand(kChimeAlarm, R"({"eventId":1,"channelNo":1,"params":{}})");
+    EXPECT_EQ(alarm.sent, Lines{});
+    EXPECT_EQ(alarm.log,
+              (Lines{"error: NULL cb func of recv_msg.",
+                     "error: Failed to seng msg to app while setting chime alarm action.",
+                     "error: Failed to handle ReqAndRsp:code=0xffffffff", "error: result_code -1"}));
+    tqhost::ModelMessage scene;
+    scene.identifier = "ExecManualScene";
+    scene.text = R"({"ruleId":"1"})";
+    EXPECT_EQ(tqhost::DeliverModelRequest(scene), 0);
+    EXPECT_NE(Take().at(0).find(" 400 -1 "), std::string::npos);
+}
+
 TEST_F(CommandTest, ChimeAlarmFillsItsBufferEvenWhenItFails) {
     char buffer[5] = "zzzz";
     tqDevSDK_SmartControl_fini();
