@@ -246,6 +246,22 @@ TEST_F(RulesTest, TextsAndNumbersAreCutToTheirFields) {
     EXPECT_EQ(rule.usCondition, 65535);
 }
 
+TEST_F(RulesTest, FirstOfAKeyCountsWhateverTheOrder) {
+    const std::string rest =
+        R"("endTime":"3:4","startTime":"1:2","weekdays":[],"enable":1,"name":"N","rule":{"actions":[],"events":[],"condition":7})";
+    for (const char *head :
+         {R"("userId":"a","id":1,"userId":"b","id":2,)", R"("ID":1,"USERID":"a","id":2,"userId":"b",)",
+          R"("id":1,"x":0,"userId":"a","userId":"b",)", R"("UserId":"a","userId":"b","id":1,)"}) {
+        SCOPED_TRACE(head);
+        const auto rule = RuleOf("{" + std::string(head) + rest + "}");
+        EXPECT_EQ(rule.uiRuleId, 1U);
+        EXPECT_STREQ(rule.acUserId, "a");
+        EXPECT_EQ(rule.uiStart_min, 2U);
+        EXPECT_EQ(rule.uiEnd_hour, 3U);
+        EXPECT_EQ(rule.usCondition, 7);
+    }
+}
+
 TEST_F(RulesTest, OneMissingKeyRejectsTheWholeValue) {
     const Lines of_rule = {"error: Failed to GenerateStatusRules"};
     const Lines of_array = {"error: Failed to generate rule events.", "error: Failed to GenerateStatusRules"};

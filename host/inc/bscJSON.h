@@ -31,6 +31,8 @@ bscJSON *bscJSON_Duplicate(const bscJSON *item, bool recurse);
 
 bool bscJSON_AddItemToArray(bscJSON *array, bscJSON *item);
 bool bscJSON_AddItemToObject(bscJSON *object, const char *name, bscJSON *item);
+/* The name is not copied: it must outlive the object. */
+bool bscJSON_AddItemToObjectCS(bscJSON *object, const char *name, bscJSON *item);
 bool bscJSON_AddObjectToObject(bscJSON *object, const char *name, bscJSON *item);
 bool bscJSON_AddArrayToObject(bscJSON *object, const char *name, bscJSON *item);
 bscJSON *bscJSON_AddNumberToObject(bscJSON *object, const char *name, double number);

@@ -45,6 +45,9 @@ bool bscJSON_AddItemToObject(bscJSON *object, const char *name, bscJSON *item) {
     return cJSON_AddItemToObject(object, name, item) != 0;
 }
 
+bool bscJSON_AddItemToObjectCS(bscJSON *object, const char *name, bscJSON *item) {
+    return cJSON_AddItemToObjectCS(object, name, item) != 0;
+}
 bool bscJSON_AddObjectToObject(bscJSON *object, const char *name, bscJSON *item) {
     return bscJSON_AddItemToObject(object, name, item);
 }

@@ -115,7 +115,8 @@ int DoAction_ParseCommonAttr(const bscJSON *root, DoAction_Common_Attr_S **out) 
     if (attr == nullptr) {
         return -1;
     }
-    const char *extra = TextOf(bscJSON_GetObjectItem(root, "extendValue"));
+    Members members(root);
+    const char *extra = TextOf(members.Find("extendValue"));
     const std::size_t extra_size = strlen(extra) + 1;
     attr->pcExtra = static_cast<char *>(AllocateZeroed(extra_size));
     if (attr->pcExtra == nullptr) {
@@ -123,10 +124,10 @@ int DoAction_ParseCommonAttr(const bscJSON *root, DoAction_Common_Attr_S **out) 
     }
     memcpy(attr->pcExtra, extra, extra_size);
 
-    if (!ReadItem(root, "delay", attr->uiDelay) || !ReadItem(root, "channelNo", attr->uiChannel)) {
+    if (!ReadItem(members, "delay", attr->uiDelay) || !ReadItem(members, "channelNo", attr->uiChannel)) {
         return -1;
     }
-    const bscJSON *params = bscJSON_GetObjectItem(root, "params");
+    const bscJSON *params = members.Find("params");
     if (!IsObject(params)) {
         tqdev_debug(LOG_ERROR, "Item is invalid:params\n");
         return -1;
@@ -187,12 +188,13 @@ int SetChimeAlarmAction(const char *req, char *rsp, UINT32 rsp_size) {
     }
 
     tqDevSDK_SmartControl_SetChimeAlarmAction record{};
-    CopyText(record.acDevId, TextOf(bscJSON_GetObjectItem(root.get(), "deviceId")));
-    if (!ReadItem(root.get(), "eventId", record.uiEventId) ||
-        !ReadItem(root.get(), "channelNo", record.uiChannel)) {
+    Members members(root.get());
+    CopyText(record.acDevId, TextOf(members.Find("deviceId")));
+    if (!ReadItem(members, "eventId", record.uiEventId) ||
+        !ReadItem(members, "channelNo", record.uiChannel)) {
         return -1;
     }
-    const bscJSON *params = bscJSON_GetObjectItem(root.get(), "params");
+    const bscJSON *params = members.Find("params");
     if (!IsObject(params)) {
         tqdev_debug(LOG_ERROR, "Failed to find item:params\n");
         return -1;

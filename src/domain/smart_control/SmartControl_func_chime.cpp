@@ -19,9 +19,10 @@ constexpr int kSignalInfoLen = 8;
 void ReadChimes(const bscJSON *chimes, Entry *entries) {
     for (const bscJSON *chime = chimes != nullptr ? chimes->child : nullptr; chime != nullptr;
          chime = chime->next, ++entries) {
+        Members members(chime);
         entries->iDevType = tqDevSDK_SmartControl_Ap_DevType_Chime;
-        CopyText(entries->unInfo.stChime.acDevSerial, TextOf(bscJSON_GetObjectItem(chime, "deviceSerial")));
-        CopyText(entries->unInfo.stChime.acMac, TextOf(bscJSON_GetObjectItem(chime, "mac")));
+        CopyText(entries->unInfo.stChime.acDevSerial, TextOf(members.Find("deviceSerial")));
+        CopyText(entries->unInfo.stChime.acMac, TextOf(members.Find("mac")));
     }
 }
 

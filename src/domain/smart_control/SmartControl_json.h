@@ -53,10 +53,35 @@ void Assign(const bscJSON *item, char (&field)[N]) {
     CopyText(field, TextOf(item));
 }
 
+/// The members of an object, each found by its key: the first of that name, in any case, as the JSON library
+/// finds it. Keys that are asked for in the order of the text are found without a search. Not to be asked for
+/// the same key twice.
+class Members {
+public:
+    Members(const bscJSON *object) : object_(object), next_(object != nullptr ? object->child : nullptr) {}
+
+    /// The member; null when there is none, or no object.
+    const bscJSON *Find(const char *key) {
+        // All members before next_ were found under other keys, so none of them is meant.
+        const bscJSON *item = next_;
+        if (item == nullptr || item->string == nullptr || strcmp(item->string, key) != 0) {
+            item = bscJSON_GetObjectItem(object_, key);
+        }
+        if (item != nullptr && item == next_) {
+            next_ = item->next;
+        }
+        return item;
+    }
+
+private:
+    const bscJSON *object_;
+    const bscJSON *next_;
+};
+
 /// Reads one required member into a field of any width; logs when it is missing.
 template <typename Field>
-bool ReadItem(const bscJSON *object, const char *key, Field &field) {
-    const bscJSON *item = bscJSON_GetObjectItem(object, key);
+bool ReadItem(Members &object, const char *key, Field &field) {
+    const bscJSON *item = object.Find(key);
     if (item == nullptr) {
         tqdev_debug(LOG_ERROR, "Failed to find item:%s\n", key);
         return false;
@@ -65,25 +90,29 @@ bool ReadItem(const bscJSON *object, const char *key, Field &field) {
     return true;
 }
 
-/// Adds one member, a number or a text of fixed width or NUL-terminated; false when there is no memory.
-template <typename Value>
-bool WriteItem(bscJSON *object, const char *key, const Value &value) {
-    if constexpr (std::is_arithmetic_v<Value>) {
-        return bscJSON_AddNumberToObject(object, key, value) != nullptr;
-    } else if constexpr (std::is_array_v<Value>) {
-        return bscJSON_AddStringToObject(object, key, FieldText(value)) != nullptr;
-    } else {
-        return bscJSON_AddStringToObject(object, key, value) != nullptr;
-    }
-}
-
-/// Adds an array or object and returns it; null, and nothing kept, when there is no memory.
+/// Adds an item under a key that outlives the object, and returns it; null, and nothing kept, when there is
+/// no memory.
 inline bscJSON *AttachItem(bscJSON *object, const char *key, JsonTree item) {
     bscJSON *attached = item.get();
-    if (attached == nullptr || !bscJSON_AddObjectToObject(object, key, attached)) {
+    if (attached == nullptr || !bscJSON_AddItemToObjectCS(object, key, attached)) {
         return nullptr;
     }
     return item.release();
+}
+
+/// Adds one member, a number or a text of fixed width or NUL-terminated; false when there is no memory. The
+/// key must outlive the object.
+template <typename Value>
+bool WriteItem(bscJSON *object, const char *key, const Value &value) {
+    bscJSON *item = nullptr;
+    if constexpr (std::is_arithmetic_v<Value>) {
+        item = bscJSON_CreateNumber(value);
+    } else if constexpr (std::is_array_v<Value>) {
+        item = bscJSON_CreateString(FieldText(value));
+    } else {
+        item = bscJSON_CreateString(value);
+    }
+    return AttachItem(object, key, JsonTree(item)) != nullptr;
 }
 
 /// Appends an item and returns it; null, and nothing kept, when there is no memory.
@@ -103,10 +132,10 @@ static_assert(std::size(kValueKeys) == TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX);
 
 /// Reads value1 and so on up to the first missing key; returns how many there are.
 template <typename Value>
-UINT8 ReadValues(const bscJSON *params, Value (&values)[TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX]) {
+UINT8 ReadValues(Members params, Value (&values)[TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX]) {
     UINT8 count = 0;
     for (const char *key : kValueKeys) {
-        const bscJSON *item = bscJSON_GetObjectItem(params, key);
+        const bscJSON *item = params.Find(key);
         if (item == nullptr) {
             break;
         }

@@ -34,7 +34,7 @@ UINT16 CountElements(const bscJSON *array) {
 
 template <typename Record>
 bool ReadElements(const bscJSON *array, UINT16 &num, Record *&records,
-                  bool (*read)(const bscJSON *element, Record &record)) {
+                  bool (*read)(Members element, Record &record)) {
     const UINT16 count = CountElements(array);
     if (count == 0) {
         tqdev_debug(LOG_WARNING, "Array item num is empty.\n");
@@ -93,7 +93,7 @@ bool WriteText(bscJSON *object, const char *key, const char (&text)[N]) {
 
 // ---- Event ----
 
-bool ReadEvent(const bscJSON *json, Event &event) {
+bool ReadEvent(Members json, Event &event) {
     return ReadItem(json, "domain", event.uiDomain) && ReadItem(json, "cmdId", event.uiCmdId) &&
            ReadItem(json, "deviceId", event.acDevId) && ReadItem(json, "channelNo", event.ucChannel) &&
            ReadItem(json, "value", event.usValue);
@@ -107,8 +107,8 @@ bool WriteEvent(bscJSON *json, const Event &event) {
 
 // ---- Action ----
 
-bool ReadParams(const bscJSON *json, Action &action) {
-    const bscJSON *params = bscJSON_GetObjectItem(json, "params");
+bool ReadParams(Members &json, Action &action) {
+    const bscJSON *params = json.Find("params");
     if (!IsObject(params)) {
         return Fail("Item is invalid:params");
     }
@@ -122,7 +122,7 @@ bool WriteParams(bscJSON *json, const Action &action) {
     return params != nullptr && WriteValues(params, action.ausValue, count);
 }
 
-bool ReadAction(const bscJSON *json, Action &action) {
+bool ReadAction(Members json, Action &action) {
     return ReadItem(json, "domain", action.uiDomain) && ReadItem(json, "cmdId", action.uiCmdId) &&
            ReadItem(json, "deviceId", action.acDevId) && ReadItem(json, "channelNo", action.ucChannel) &&
            ReadItem(json, "delay", action.uiDelay) && ReadParams(json, action);
@@ -136,8 +136,8 @@ bool WriteAction(bscJSON *json, const Action &action) {
 
 // ---- Weekdays: the day numbers, as texts, of the days that are on ----
 
-bool ReadWeekdays(const bscJSON *json, Rule &rule) {
-    const bscJSON *weekdays = bscJSON_GetObjectItem(json, "weekdays");
+bool ReadWeekdays(Members &json, Rule &rule) {
+    const bscJSON *weekdays = json.Find("weekdays");
     if (!IsArray(weekdays)) {
         return Fail("Item error:weekdays");
     }
@@ -167,8 +167,8 @@ bool WriteWeekdays(bscJSON *json, const Rule &rule) {
 
 // ---- Times: "hour:minute"; an end on the next day is marked by "n" ----
 
-bool ReadStartTime(const bscJSON *json, Rule &rule) {
-    const bscJSON *item = bscJSON_GetObjectItem(json, "startTime");
+bool ReadStartTime(Members &json, Rule &rule) {
+    const bscJSON *item = json.Find("startTime");
     if (item == nullptr) {
         return Fail("Failed to find item:startTime");
     }
@@ -176,8 +176,8 @@ bool ReadStartTime(const bscJSON *json, Rule &rule) {
     return true;
 }
 
-bool ReadEndTime(const bscJSON *json, Rule &rule) {
-    const bscJSON *item = bscJSON_GetObjectItem(json, "endTime");
+bool ReadEndTime(Members &json, Rule &rule) {
+    const bscJSON *item = json.Find("endTime");
     if (item == nullptr) {
         return Fail("Failed to find item:endTime");
     }
@@ -200,8 +200,8 @@ bool WriteTime(bscJSON *json, const char *key, const char *mark, UINT32 hour, UI
 
 // ---- Rule ----
 
-bool ReadEvents(const bscJSON *json, Rule &rule) {
-    const bscJSON *events = bscJSON_GetObjectItem(json, "events");
+bool ReadEvents(Members &json, Rule &rule) {
+    const bscJSON *events = json.Find("events");
     if (events == nullptr) {
         return Fail("Failed to find item:events");
     }
@@ -213,8 +213,8 @@ bool ReadEvents(const bscJSON *json, Rule &rule) {
            Fail("Failed to generate rule events.");
 }
 
-bool ReadActions(const bscJSON *json, Rule &rule) {
-    const bscJSON *actions = bscJSON_GetObjectItem(json, "actions");
+bool ReadActions(Members &json, Rule &rule) {
+    const bscJSON *actions = json.Find("actions");
     if (actions == nullptr) {
         return Fail("Failed to find item:actions");
     }
@@ -226,11 +226,12 @@ bool ReadActions(const bscJSON *json, Rule &rule) {
            Fail("Failed to generate rule events.");
 }
 
-bool ReadTrigger(const bscJSON *json, Rule &rule) {
-    const bscJSON *trigger = bscJSON_GetObjectItem(json, "rule");
-    if (trigger == nullptr) {
+bool ReadTrigger(Members &json, Rule &rule) {
+    const bscJSON *item = json.Find("rule");
+    if (item == nullptr) {
         return Fail("Failed to find item:rule");
     }
+    Members trigger(item);
     return ReadItem(trigger, "condition", rule.usCondition) && ReadEvents(trigger, rule) &&
            ReadActions(trigger, rule);
 }
@@ -248,7 +249,7 @@ bool WriteTrigger(bscJSON *json, const Rule &rule) {
     return actions != nullptr && WriteElements(actions, rule.usActions_Num, rule.pstActions, WriteAction);
 }
 
-bool ReadRule(const bscJSON *json, Rule &rule) {
+bool ReadRule(Members json, Rule &rule) {
     return ReadItem(json, "id", rule.uiRuleId) && ReadItem(json, "userId", rule.acUserId) &&
            ReadItem(json, "name", rule.acRuleName) && ReadItem(json, "enable", rule.ucEnable) &&
            ReadWeekdays(json, rule) && ReadStartTime(json, rule) && ReadEndTime(json, rule) &&
@@ -268,14 +269,14 @@ bool WriteRule(bscJSON *json, const Rule &rule) {
 
 constexpr const char *kGlobalType = "Global";
 
-bool ReadUnit(const bscJSON *json, int index, Unit &unit) {
-    const bool global = strcmp(TextOf(bscJSON_GetObjectItem(json, "Type")), kGlobalType) == 0;
+bool ReadUnit(Members json, int index, Unit &unit) {
+    const bool global = strcmp(TextOf(json.Find("Type")), kGlobalType) == 0;
     unit.usType = global ? TQDEVSDK_SMART_CONTROL_CONFIG_RULE_STATUS_TYPE_GLOBAL
                          : TQDEVSDK_SMART_CONTROL_CONFIG_RULE_STATUS_TYPE_UNKNOWN;
     if (!ReadItem(json, "channel", unit.ucChannel)) {
         return false;
     }
-    const bscJSON *status = bscJSON_GetObjectItem(json, "status");
+    const bscJSON *status = json.Find("status");
     if (!IsArray(status)) {
         tqdev_debug(LOG_ERROR, "Array value[%d], item error:status\n", index);
         return false;

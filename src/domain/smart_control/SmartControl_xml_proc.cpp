@@ -42,14 +42,14 @@ void SmartControl_xml_set_result(CMarkupSTL &rsp, int result) {
 
 // ---- Setters: 0 when the application accepted the value, else -1 ----
 
-bool ReadIcrDss(const bscJSON *root, tqDevSDK_SmartControl_msg_IcrDss_S &setting) {
+bool ReadIcrDss(Members root, tqDevSDK_SmartControl_msg_IcrDss_S &setting) {
     if (!ReadItem(root, "mode", setting.ucMode) || !ReadItem(root, "sensitivity", setting.ucSensitivity)) {
         return false;
     }
-    if (const bscJSON *begin = bscJSON_GetObjectItem(root, "autoTimeBegin"); begin != nullptr) {
+    if (const bscJSON *begin = root.Find("autoTimeBegin"); begin != nullptr) {
         setting.autoTime.begin = static_cast<int32_t>(tqdev_ParseTimeHHMM(TextOf(begin)));
     }
-    if (const bscJSON *end = bscJSON_GetObjectItem(root, "autoTimeEnd"); end != nullptr) {
+    if (const bscJSON *end = root.Find("autoTimeEnd"); end != nullptr) {
         setting.autoTime.end = static_cast<int32_t>(tqdev_ParseTimeHHMM(TextOf(end)));
     }
     return true;
