@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 
+#include <malloc.h>
+
 #include "bench.h"
 #include "tqdev_host.h"
 
@@ -76,6 +78,13 @@ void Compare(const Contestants &contestants) {
         first = value;
     }
     g_showing = false;
+}
+
+void FixHeap() {
+    constexpr int kMiB = 1 << 20;
+    // Setting anything joins the freed blocks.
+    Need(mallopt(M_MMAP_THRESHOLD, 32 * kMiB) == 1, "setting the mmap threshold");
+    Need(mallopt(M_TRIM_THRESHOLD, 2047 * kMiB) == 1, "setting the trim threshold");
 }
 
 void Need(bool happened, const char *what) {

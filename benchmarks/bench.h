@@ -59,8 +59,13 @@ void Need(bool happened, const char *what);
 
 using Figures = std::map<std::string, double>;
 
-/// What one program finds out about each contestant: "ns", or "allocations" and "peak" (bytes), all for
-/// one message.
+/// Makes the heap alike for whoever is measured next: it never gives memory back and maps only the largest
+/// blocks by themselves; what was freed is joined. Without that, the order in which one contestant freed its
+/// small blocks moves the next one's times by half.
+void FixHeap();
+
+/// What one program finds out about each contestant: "ns" and, in cases with a floor, "ratio" to it, or
+/// "allocations" and "peak" (bytes); all for one message.
 std::vector<Figures> Measure(const Contestants &contestants);
 
 // ---- Reporting (report) ----

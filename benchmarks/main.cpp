@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // tq_bench [--plot FILE] [FILTER] measures every case whose name contains FILTER, each in processes of its
-// own, and prints tables. tq_bench --case NAME is such a process.
+// own, and prints tables. tq_bench --case NAME [CONTESTANT...] is such a process; with contestants named, for
+// a profile say, it runs these alone.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -8,7 +9,6 @@
 #include <memory>
 #include <stdexcept>
 
-#include <malloc.h>
 #include <unistd.h>
 
 #include "bench.h"
@@ -27,15 +27,7 @@ Cases AllCases() {
     return cases;
 }
 
-// The heap behaves alike for all contestants: it never gives memory back, and maps only the largest blocks
-// by themselves.
-void FixHeap() {
-    constexpr int kMiB = 1 << 20;
-    Need(mallopt(M_MMAP_THRESHOLD, 32 * kMiB) == 1, "setting the mmap threshold");
-    Need(mallopt(M_TRIM_THRESHOLD, 2047 * kMiB) == 1, "setting the trim threshold");
-}
-
-int RunCase(const char *name) {
+int RunCase(const char *name, const std::vector<std::string> &only) {
     FixHeap();
     // The module writes to the standard output, too: that goes nowhere.
     FILE *out = fdopen(dup(STDOUT_FILENO), "w");
@@ -43,9 +35,16 @@ int RunCase(const char *name) {
     InitModule();
     for (const Case &item : AllCases()) {
         if (item.name == name) {
-            const Contestants contestants = item.set_up();
+            Contestants contestants = item.set_up();
             if (item.rules < kLargeRules) {
                 Compare(contestants);
+            }
+            if (!only.empty()) {
+                const auto unwanted = [&](const Contestant &contestant) {
+                    return std::find(only.begin(), only.end(), contestant.name) == only.end();
+                };
+                contestants.erase(std::remove_if(contestants.begin(), contestants.end(), unwanted),
+                                  contestants.end());
             }
             const std::vector<Figures> figures = Measure(contestants);
             for (std::size_t i = 0; i < contestants.size(); ++i) {
@@ -132,14 +131,15 @@ int main(int argc, char **argv) {
     const char *plot = nullptr;
     int next = 1;
     if (argc > 2 && strcmp(argv[1], "--case") == 0) {
-        return RunCase(argv[2]);
+        return RunCase(argv[2], {argv + 3, argv + argc});
     }
     if (argc > 2 && strcmp(argv[1], "--plot") == 0) {
         plot = argv[2];
         next = 3;
     }
     if (argc > next + 1 || (argc > next && argv[next][0] == '-')) {
-        fprintf(stderr, "usage: tq_bench [--plot FILE] [FILTER]\n");
+        fprintf(stderr,
+                "usage: tq_bench [--plot FILE] [FILTER]\n       tq_bench --case NAME [CONTESTANT...]\n");
         return 2;
     }
     return Run(argc > next ? argv[next] : "", plot);
