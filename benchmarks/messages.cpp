@@ -8,14 +8,10 @@
 #include <dlfcn.h>
 
 #include "MarkupSTL.h"
-#include "bench.h"
-#include "bscJSON.h"
+#include "floor.h"
 #include "tqdev_host.h"
 
 namespace {
-
-constexpr auto Num = bscJSON_AddNumberToObject;
-constexpr auto Str = bscJSON_AddStringToObject;
 
 constexpr double kCommandLimit = 1.4;
 constexpr double kReportLimit = 1.1;
@@ -29,28 +25,10 @@ void ParseAndDelete(const char *text) {
     bscJSON_Delete(root);
 }
 
-void PrintAndDelete(bscJSON *root) {
-    char *text = bscJSON_Print(root);
-    Show(text);
-    free(text);
-    bscJSON_Delete(root);
-}
-
 void AnswerResult() {
     bscJSON *root = bscJSON_CreateObject();
     Num(root, "result", 0);
     PrintAndDelete(root);
-}
-
-bscJSON *Append(bscJSON *array) {
-    bscJSON *object = bscJSON_CreateObject();
-    bscJSON_AddItemToArray(array, object);
-    return object;
-}
-
-bscJSON *Attach(bscJSON *object, const char *key, bscJSON *item) {
-    bscJSON_AddItemToObject(object, key, item);
-    return item;
 }
 
 template <std::size_t N>

@@ -10,8 +10,7 @@
 
 #include <sys/mman.h>
 
-#include "bench.h"
-#include "bscJSON.h"
+#include "floor.h"
 #include "tqdev_host.h"
 
 namespace {
@@ -19,9 +18,6 @@ namespace {
 constexpr unsigned kSizes[] = {1, 10, 100, 1000, 10000, 65535};
 constexpr double kParseLimit = 1.25;
 constexpr double kGenerateLimit = 1.0;
-
-constexpr auto Num = bscJSON_AddNumberToObject;
-constexpr auto Str = bscJSON_AddStringToObject;
 
 template <typename Record>
 Record *NewRecords(std::size_t count) {
@@ -70,17 +66,6 @@ Rules *MakeRules(unsigned count) {
 
 // ---- Floor ----
 
-bscJSON *Append(bscJSON *array) {
-    bscJSON *object = bscJSON_CreateObject();
-    bscJSON_AddItemToArray(array, object);
-    return object;
-}
-
-bscJSON *Attach(bscJSON *object, const char *key, bscJSON *item) {
-    bscJSON_AddItemToObject(object, key, item);
-    return item;
-}
-
 // The tree as the records of MakeRule give it; what needs formatting stands here as it comes out.
 bscJSON *BuildTree(const Rules &rules) {
     bscJSON *root = bscJSON_CreateArray();
@@ -127,13 +112,6 @@ bscJSON *BuildTree(const Rules &rules) {
         }
     }
     return root;
-}
-
-void ShowAndDelete(bscJSON *root) {
-    char *text = bscJSON_Print(root);
-    Show(text);
-    free(text);
-    bscJSON_Delete(root);
 }
 
 // ---- The module ----
@@ -212,7 +190,7 @@ Contestants Generate(unsigned count) {
     const Rules *rules = MakeRules(count); // for the life of the process
     return {{"module", [=, generate = Service().gen_value_JsStr] { show(ModuleGenerate(generate, buffer)); },
              prepare},
-            {"floor", [=] { ShowAndDelete(BuildTree(*rules)); }},
+            {"floor", [=] { PrintAndDelete(BuildTree(*rules)); }},
             {"nlohmann", [=] { show(NlohmannGenerate(TakeAnswer(), buffer)); }, prepare},
             {"RapidJSON", [=] { show(RapidGenerate(TakeAnswer(), buffer)); }, prepare}};
 }
@@ -234,7 +212,7 @@ void FreeRules(Rules *rules) {
 
 void Receive(const Rules &rules) {
     if (Showing()) {
-        ShowAndDelete(BuildTree(rules));
+        PrintAndDelete(BuildTree(rules));
     }
 }
 

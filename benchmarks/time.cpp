@@ -13,7 +13,7 @@
 namespace {
 
 constexpr double kBatch = 0.5e6; // ns at least, so that the clock is cheap
-constexpr double kCase = 300e6;  // ns at least, in one process
+constexpr double kCase = 150e6;  // ns at least, in one process
 constexpr std::size_t kFewestRounds = 5;
 
 double Now() {
@@ -31,6 +31,7 @@ double RunBatch(const Contestant &contestant, unsigned messages) {
     for (unsigned i = 0; i < messages; ++i) {
         contestant.run();
     }
+    FixHeap(); // joining the blocks that it freed is its work, too, whenever it is done
     return Now() - start;
 }
 
