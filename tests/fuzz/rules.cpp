@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Linkage rules: the input behind the first byte is the shadow's value. What the device got, it reports,
 // and what it reports, it can be given again without a change.
+#include "bscJSON.h"
 #include "harness.h"
 
 namespace {
@@ -28,6 +29,64 @@ std::string Generate() {
     return {buffer.data(), static_cast<std::size_t>(value.length)};
 }
 
+// ---- The numbers that the device got, against the text, each key looked up on its own ----
+
+template <typename Field>
+void CheckNumber(const bscJSON *object, const char *key, Field field) {
+    Check(field == static_cast<Field>(bscJSON_GetObjectItem(object, key)->valueint), key);
+}
+
+// Calls check(element, record) for each record.
+template <typename Record, typename CheckRecord>
+void CheckArray(const bscJSON *object, const char *key, const std::vector<Record> &records,
+                CheckRecord check) {
+    const bscJSON *element = bscJSON_GetObjectItem(object, key)->child;
+    for (const Record &record : records) {
+        check(element, record);
+        element = element->next;
+    }
+}
+
+void CheckEvent(const bscJSON *json, const tqDevSDK_SmartControl_ConfigRule_Events &event) {
+    CheckNumber(json, "domain", event.uiDomain);
+    CheckNumber(json, "cmdId", event.uiCmdId);
+    CheckNumber(json, "channelNo", event.ucChannel);
+    CheckNumber(json, "value", event.usValue);
+}
+
+void CheckAction(const bscJSON *json, const tqDevSDK_SmartControl_ConfigRule_Actions &action) {
+    CheckNumber(json, "domain", action.uiDomain);
+    CheckNumber(json, "cmdId", action.uiCmdId);
+    CheckNumber(json, "channelNo", action.ucChannel);
+    CheckNumber(json, "delay", action.uiDelay);
+    const bscJSON *params = bscJSON_GetObjectItem(json, "params");
+    for (int i = 0; i < action.ucValueNum; ++i) {
+        CheckNumber(params, ("value" + std::to_string(i + 1)).c_str(), action.ausValue[i]);
+    }
+}
+
+void CheckRule(const bscJSON *json, const Rule &rule) {
+    CheckNumber(json, "id", rule.record.uiRuleId);
+    CheckNumber(json, "enable", rule.record.ucEnable);
+    const bscJSON *trigger = bscJSON_GetObjectItem(json, "rule");
+    CheckNumber(trigger, "condition", rule.record.usCondition);
+    CheckArray(trigger, "events", rule.events, CheckEvent);
+    CheckArray(trigger, "actions", rule.actions, CheckAction);
+}
+
+void CheckRules(const std::string &text) {
+    bscJSON *root = bscJSON_Parse(text.c_str());
+    const bscJSON *json = root->child;
+    for (const Unit &unit : g_application.rules) {
+        CheckNumber(json, "channel", unit.record.ucChannel);
+        CheckArray(json, "status", unit.rules, CheckRule);
+        json = json->next;
+    }
+    bscJSON_Delete(root);
+}
+
+// ---- The second round ----
+
 // Numbers are written unsigned, and read up to the largest signed one.
 void Saturate(UINT32 &number) {
     number = std::min<UINT32>(number, INT32_MAX);
@@ -53,12 +112,14 @@ void Saturate(std::vector<Unit> &units) {
 } // namespace
 
 void Run(Input &input) {
-    const int result = Parse(input.TakeText());
+    const std::string text = input.TakeText();
+    const int result = Parse(text);
     Check(result == (g_application.received == 0 ? -1 : (g_application.accepts ? 0 : 1)),
           "the result is the application's once it is asked");
     if (g_application.received == 0) {
         return;
     }
+    CheckRules(text);
     const std::string first = Generate();
     Saturate(g_application.rules);
     const std::string expected = Generate();
