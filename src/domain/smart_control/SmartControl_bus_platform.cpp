@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "SmartControl_bus_platform.h"
 
-#include <cstdio>
 #include <cstring>
 
 #include "SmartControl_command.h"
@@ -47,7 +46,7 @@ int SmartControl_send_msg_to_platform_v3(const SmartControl_ModelInfo_S *info, c
     CopyText(record.module, "model");
     CopyText(record.method, info->method);
     CopyText(record.msg_type, info->msg_type);
-    snprintf(record.ext_msg, sizeof record.ext_msg, "%.64s/%.64s", info->domain, info->identifier);
+    TextWriter(record.ext_msg).Add(info->domain).Add("/").Add(info->identifier);
     return tqdev_sdk_kernel_send_v3(&record);
 }
 

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "SmartControl_extern.h"
 
-#include <cstdio>
-
 #include "SmartControl_bus_platform.h"
 #include "SmartControl_command.h"
 #include "SmartControl_func.h"
@@ -98,9 +96,9 @@ void SmartControl_extend_event_cb(const tqdev_sdk_kernel_event *event, void * /*
 // ---- Model domain ----
 
 // The platform's answers to undone-action and undone-scene reports carry these identifiers.
-bool IsAssistResult(const char *identifier) {
-    return strcmp(identifier, "AssistExecActionResult") == 0 ||
-           strcmp(identifier, "AssistExecSceneResult") == 0;
+bool IsAssistResult(const tq_basic_info &info) {
+    return Equals(info.identifier, "AssistExecActionResult") ||
+           Equals(info.identifier, "AssistExecSceneResult");
 }
 
 bool HasText(const tq_model_msg &msg) {
@@ -115,19 +113,18 @@ int SmartControl_das_req_router_req(tq_basic_info *basic_info, const char *msg_t
         tqdev_debug(LOG_ERROR, "motion_detect_area_req,input null\n");
         return -1;
     }
-    const FieldText identifier(basic_info->identifier);
     const char *text = HasText(*buf) ? buf->value : nullptr;
-    tqdev_debug(LOG_INFO, "identifier:%s, res_id:%.64s,msg_type:%s, type:%d\n",
-                static_cast<const char *>(identifier), basic_info->resource_id, TextOrEmpty(msg_type),
-                buf->type);
+    tqdev_debug(LOG_INFO, "identifier:%.64s, res_id:%.64s,msg_type:%s, type:%d\n", basic_info->identifier,
+                basic_info->resource_id, TextOrEmpty(msg_type), buf->type);
     if (text != nullptr) {
         tqdev_debug(LOG_ERROR, "buf:%s\n", text);
     }
 
     // The assist results are expected as replies only; as requests they are refused like any other.
     char *reply_text = nullptr;
-    const int result =
-        strcmp(identifier, "ExecManualScene") == 0 ? ReportManualScene(text, buf->length, &reply_text) : -1;
+    const int result = Equals(basic_info->identifier, "ExecManualScene")
+                           ? ReportManualScene(text, buf->length, &reply_text)
+                           : -1;
     const JsonText reply_owner(reply_text);
 
     tq_model_msg reply{};
@@ -145,7 +142,7 @@ int SmartControl_das_req_router_req(tq_basic_info *basic_info, const char *msg_t
         reply.type = model_data_type_null;
         tqdev_debug(LOG_INFO, "SmartControl_das_req_router_req,reply_to_das,msg_type:%s\n", attr.msg_type);
     }
-    snprintf(err.err_code, sizeof err.err_code, "%d", result);
+    TextWriter(err.err_code).AddDecimal(result);
     attr.msg_seq = msg_seq;
     if (basic_info->type == tq_service && strcmp(TextOrEmpty(msg_type), "operate") == 0) {
         CopyText(attr.msg_type, "operate_reply");
@@ -163,7 +160,7 @@ int SmartControl_das_req_router_rsp(tq_basic_info *basic_info, const char *msg_t
     }
     tqdev_debug(LOG_INFO, "SmartControl_das_req_router_req,res_id:%.64s,msg_type:%s, type:%d\n",
                 basic_info->resource_id, TextOrEmpty(msg_type), buf->type);
-    return IsAssistResult(FieldText(basic_info->identifier)) ? 0 : -1;
+    return IsAssistResult(*basic_info) ? 0 : -1;
 }
 
 // ---- Registration ----

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <cstdio>
-
 #include "SmartControl_func.h"
 
 namespace {
@@ -32,7 +30,11 @@ bool FillResult(char *buffer, UINT32 size, int result, const char *create_failur
         tqdev_debug(LOG_ERROR, "%s\n", print_failure);
         return false;
     }
-    snprintf(buffer, size, "%s", text.get());
+    if (size > 0) {
+        const std::size_t length = strnlen(text.get(), size - 1);
+        memcpy(buffer, text.get(), length);
+        buffer[length] = '\0';
+    }
     return true;
 }
 

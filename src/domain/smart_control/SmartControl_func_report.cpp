@@ -4,7 +4,6 @@
 #include "SmartControl_bus_platform.h"
 #include "SmartControl_command.h"
 #include "SmartControl_func.h"
-#include "SmartControl_model.h"
 
 namespace {
 
@@ -68,17 +67,8 @@ int SendReport(const ModelReport &report, const bscJSON *root) {
     if (text == nullptr) {
         return -1;
     }
-    tq_basic_info info{};
-    info.type = report.type;
-    CopyText(info.resource_id, "1");
-    CopyText(info.resource_type, kResourceType);
-    CopyText(info.domain, kModelDomain);
-    CopyText(info.identifier, report.identifier);
-    tq_msg_attr attr{};
-    CopyText(attr.msg_type, report.msg_type);
-
     const int length = static_cast<int>(strlen(text.get()));
-    const int result = tq_model_send_to_platform(&info, text.get(), length, 0, &attr);
+    const int result = tq_model_send_to_platform(&report.info, text.get(), length, 0, &report.attributes);
     if (result != 0) {
         tqdev_debug(LOG_ERROR, "%s\n", report.failure);
     }

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <cstdio>
 #include <ctime>
 
 #include "SmartControl_command.h"
@@ -19,8 +18,14 @@ void FormatTime(char (&text)[64]) {
     const time_t now = time(nullptr);
     tm utc{};
     gmtime_r(&now, &utc);
-    snprintf(text, sizeof text, "%d-%02d-%02d %02d:%02d:%02d", utc.tm_year, utc.tm_mon, utc.tm_mday,
-             utc.tm_hour, utc.tm_min, utc.tm_sec);
+    TextWriter writer(text);
+    writer.AddDecimal(utc.tm_year).Add("-").AddTwoDigits(utc.tm_mon).Add("-").AddTwoDigits(utc.tm_mday);
+    writer.Add(" ")
+        .AddTwoDigits(utc.tm_hour)
+        .Add(":")
+        .AddTwoDigits(utc.tm_min)
+        .Add(":")
+        .AddTwoDigits(utc.tm_sec);
 }
 
 } // namespace
@@ -44,7 +49,7 @@ int ReportActionResultToPlt(const tqDevSDK_SmartControl_Info_ActionResult *resul
         tqdev_debug(LOG_ERROR, "NULL input param!\n");
         return -1;
     }
-    char time_text[64] = {};
+    char time_text[64];
     FormatTime(time_text);
 
     const JsonTree root = CreateReportObject();

@@ -7,9 +7,9 @@ namespace {
 
 constexpr CommandReport kLanCentorReport{kPu2CenPltReportCenterDeviceReq, kPu2CenPltReportCenterDeviceReq,
                                          "Report lan centor info to Plt: "};
-constexpr ModelReport kLanCentorReportV3{tq_event, "ReportNetTopology", "report",
-                                         "Failed to send msg to platform_v3 for reporting center status.",
-                                         nullptr};
+constexpr ModelReport kLanCentorReportV3 =
+    MakeModelReport(tq_event, "ReportNetTopology", "report",
+                    "Failed to send msg to platform_v3 for reporting center status.", nullptr);
 
 using Center = tqDevSDK_SmartControl_ReportLanCentor;
 using Member = tqDevSDK_SmartControl_LanDevice;

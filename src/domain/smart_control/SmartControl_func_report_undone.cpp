@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <cstdio>
-
 #include "SmartControl_command.h"
 #include "SmartControl_func.h"
 #include "SmartControl_func_report.h"
@@ -9,12 +7,12 @@ namespace {
 
 constexpr CommandReport kUndoneActionsReport{kPu2CenPltReportUndoneActionsReq,
                                              kPu2CenPltReportUndoneActionsReq, "Undone Actions to plt:"};
-constexpr ModelReport kUndoneActionsReportV3{tq_event, "AssistExecAction", "report",
-                                             "Failed to send msg to platform for reporting undone action",
-                                             "Undone Actions to plt:"};
-constexpr ModelReport kUndoneSceneReportV3{tq_service, "AssistExecScene", "query",
-                                           "Failed to send msg to platform for reporting undone Scene",
-                                           "Undone Scene to plt:"};
+constexpr ModelReport kUndoneActionsReportV3 =
+    MakeModelReport(tq_event, "AssistExecAction", "report",
+                    "Failed to send msg to platform for reporting undone action", "Undone Actions to plt:");
+constexpr ModelReport kUndoneSceneReportV3 =
+    MakeModelReport(tq_service, "AssistExecScene", "query",
+                    "Failed to send msg to platform for reporting undone Scene", "Undone Scene to plt:");
 
 constexpr std::size_t kTopicSize = 128;
 
@@ -77,13 +75,16 @@ const char *ModelTypeText(UINT32 model_type) {
     return model_type < std::size(kTexts) ? kTexts[model_type] : nullptr;
 }
 
-const char *SerialOrGlobal(const char *serial) {
-    return serial[0] != '\0' ? serial : "global";
+void CopySerial(char (&serial)[16], const char (&field)[16]) {
+    CopyText(serial, field);
+    if (serial[0] == '\0') {
+        CopyText(serial, "global");
+    }
 }
 
 // Writes the topic, cut to 127 characters; -1 and an empty topic for an unknown model type.
 int Protocol_GenOtapTopic(const tqDevSDK_SmartControl_OtapBaseInfo_S &info, char (&acTopic)[kTopicSize]) {
-    acTopic[0] = '\0';
+    TextWriter topic(acTopic);
     const char *model_type = ModelTypeText(info.uiModelType);
     if (model_type == nullptr) {
         tqdev_debug(LOG_ERROR, "gen ModelType[] is invalid\n");
@@ -91,13 +92,12 @@ int Protocol_GenOtapTopic(const tqDevSDK_SmartControl_OtapBaseInfo_S &info, char
     }
     char serial[16];
     char sub_serial[16];
-    CopyText(serial, info.acSerial);
-    CopyText(sub_serial, info.acSubSerial);
-    char whole[320]; // holds the widest fields
-    snprintf(whole, sizeof whole, "/%.16s/%s/%s/%.32s-%.32s/model/%s/%.16s/%.64s/%.64s", info.acSceneType,
-             SerialOrGlobal(serial), SerialOrGlobal(sub_serial), info.acResourceId, info.acResourceType,
-             model_type, info.acMethodType, info.acDomain, info.acIdentifier);
-    CopyText(acTopic, whole);
+    CopySerial(serial, info.acSerial);
+    CopySerial(sub_serial, info.acSubSerial);
+    topic.Add("/").Add(info.acSceneType).Add("/").Add(serial).Add("/").Add(sub_serial);
+    topic.Add("/").Add(info.acResourceId).Add("-").Add(info.acResourceType);
+    topic.Add("/model/").Add(model_type).Add("/").Add(info.acMethodType);
+    topic.Add("/").Add(info.acDomain).Add("/").Add(info.acIdentifier);
     return 0;
 }
 
@@ -128,7 +128,7 @@ bool WriteOtapAction(bscJSON *actions, const tqDevSDK_SmartControl_OtapMsg_S &ac
     }
     char topic[kTopicSize];
     Protocol_GenOtapTopic(action.stBaseInfo, topic); // an element without a topic is sent all the same
-    WriteItem(element, "URL", topic);
+    WriteItem(element, "URL", static_cast<const char *>(topic));
     return WritePayloadParams(element, action.stBody.acPayload);
 }
 
@@ -144,7 +144,7 @@ bool HasScenes(const tqDevSDK_SmartControl_UndoneSceneList_S *scenes) {
 
 bool WriteSceneId(bscJSON *ids, UINT32 id) {
     char text[16];
-    snprintf(text, sizeof text, "%d", static_cast<int>(id));
+    TextWriter(text).AddDecimal(static_cast<int32_t>(id));
     if (AppendItem(ids, JsonTree(bscJSON_CreateString(text))) == nullptr) {
         tqdev_debug(LOG_ERROR, "Failed to bscJSON_CreateString for [%d]\n", static_cast<int>(id));
         return false;

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "SmartControl_shadow_rules_json.h"
 
-#include <cstdio>
-
 // For each record its reader and its writer stand side by side: a new field is one line in each. Readers
 // stop at the first missing key. They attach arrays as soon as these exist, so that a rule set given up
 // half-way is released like a complete one.
@@ -194,7 +192,11 @@ bool ReadEndTime(Members &json, Rule &rule) {
 
 bool WriteTime(bscJSON *json, const char *key, const char *mark, UINT32 hour, UINT32 minute) {
     char text[32];
-    snprintf(text, sizeof text, "%s%02d:%02d", mark, static_cast<int>(hour), static_cast<int>(minute));
+    TextWriter(text)
+        .Add(mark)
+        .AddTwoDigits(static_cast<int32_t>(hour))
+        .Add(":")
+        .AddTwoDigits(static_cast<int32_t>(minute));
     return WriteText(json, key, text);
 }
 

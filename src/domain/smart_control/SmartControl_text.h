@@ -5,6 +5,7 @@
 #define SMARTCONTROL_TEXT_H
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -18,18 +19,55 @@ inline const char *TextOrEmpty(const char *text) {
     return text != nullptr ? text : "";
 }
 
-/// Copies a text, cut to the field, and terminates it. The source is a NUL-terminated text, which may be
-/// null, or a fixed-width field, terminated or not.
+/// Puts a text together in a field, piece by piece; what does not fit is cut. The field is terminated
+/// throughout.
+template <std::size_t N>
+class TextWriter {
+public:
+    explicit TextWriter(char (&field)[N]) : field_(field) { field_[0] = '\0'; }
+
+    /// Adds a NUL-terminated text or a fixed-width field, terminated or not.
+    template <typename Source>
+    TextWriter &Add(const Source &source) {
+        std::size_t limit = N - 1 - length_;
+        if constexpr (std::is_array_v<Source>) {
+            limit = std::min(limit, std::extent_v<Source>);
+        }
+        const char *text = TextOrEmpty(source);
+        const std::size_t length = strnlen(text, limit);
+        memcpy(field_ + length_, text, length);
+        length_ += length;
+        field_[length_] = '\0';
+        return *this;
+    }
+
+    /// Adds a number as "%d" does.
+    TextWriter &AddDecimal(int32_t value) {
+        char digits[12];
+        *std::to_chars(digits, digits + sizeof digits - 1, value).ptr = '\0';
+        return Add(digits);
+    }
+
+    /// Adds a number as "%02d" does.
+    TextWriter &AddTwoDigits(int32_t value) {
+        return (value >= 0 && value < 10 ? Add("0") : *this).AddDecimal(value);
+    }
+
+private:
+    char (&field_)[N];
+    std::size_t length_ = 0;
+};
+
+/// Copies a text, cut to the field, and terminates it. The source is as for TextWriter::Add.
 template <std::size_t N, typename Source>
 void CopyText(char (&field)[N], const Source &source) {
-    std::size_t limit = N - 1;
-    if constexpr (std::is_array_v<Source>) {
-        limit = std::min(limit, std::extent_v<Source>);
-    }
-    const char *text = TextOrEmpty(source);
-    const std::size_t length = strnlen(text, limit);
-    memcpy(field, text, length);
-    field[length] = '\0';
+    TextWriter<N>(field).Add(source);
+}
+
+/// Whether a fixed-width text, terminated or not, is this one.
+template <std::size_t N>
+bool Equals(const char (&field)[N], const char *text) {
+    return strncmp(field, text, N) == 0;
 }
 
 /// A fixed-width text, terminated or not, as terminated text.

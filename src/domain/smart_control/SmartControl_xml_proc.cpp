@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "SmartControl_xml_proc.h"
 
-#include <cstdio>
 #include <new>
 
 #include "MarkupSTL.h"
@@ -35,8 +34,8 @@ void SmartControl_xml_set_result(CMarkupSTL &rsp, int result) {
     if (!rsp.FindElem("Result", true)) {
         return;
     }
-    char text[32] = {};
-    snprintf(text, sizeof text, "%d", result);
+    char text[32];
+    TextWriter(text).AddDecimal(result);
     rsp.SetData(text);
 }
 
