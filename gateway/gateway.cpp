@@ -86,18 +86,28 @@ void Gateway::Take(const std::string &line) {
         try {
             json = ParseJson(line);
         } catch (const LineError &) {
-            output_.Echo(line);
+            output_.Echo(Input::line, line);
             throw;
         }
-        output_.Echo(json);
-        const std::optional<int> result = CarryOut({module_, hub_, status_service_, failures_}, json);
+        output_.Echo(Input::line, json.is_object() ? json : Json(line));
+        const std::optional<int> result = CarryOut(parts_, json);
         output_.Show({{"result", result ? Json(*result) : Json()}});
     } catch (const std::exception &error) {
-        Refuse(error.what());
+        ShowError(error.what());
     }
 }
 
+void Gateway::TakeEvent(const Json &event) {
+    output_.Echo(Input::event, event);
+    CarryOut(parts_, event);
+}
+
 void Gateway::Refuse(const std::string &reason) {
+    output_.Echo(Input::refusal, reason);
+    ShowError(reason);
+}
+
+void Gateway::ShowError(const std::string &reason) {
     output_.Show(
         {{"error", reason.size() <= kShownErrorBytes ? reason : reason.substr(0, kShownErrorBytes) + "…"}});
 }

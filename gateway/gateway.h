@@ -44,6 +44,9 @@ public:
     /// Takes a line. Blank lines and comments cause nothing; any other is closed by a result or an error.
     void Take(const std::string &line);
 
+    /// Takes an event of the gateway's own, a line that nobody sent: no result closes it.
+    void TakeEvent(const Json &event);
+
     /// Closes a line that could not be taken.
     void Refuse(const std::string &reason);
 
@@ -51,11 +54,14 @@ public:
     void StatusPass();
 
 private:
+    void ShowError(const std::string &reason);
+
     Module module_;
     Output &output_;
     Hub hub_;
     std::mutex status_service_;
     std::map<std::string, int> failures_;
+    const Parts parts_{module_, hub_, status_service_, failures_};
 };
 
 } // namespace tqgateway

@@ -9,11 +9,10 @@
 namespace tqgateway {
 namespace {
 
-constexpr std::size_t kMaxDepth = 600;
 constexpr unsigned kMaxMembers = 1000;
 
-/// Null when the text keeps within the limits, else what it exceeds. Says nothing about its syntax.
-const char *ExceededLimit(const std::string &text) {
+/// Empty when the text keeps within the limits, else what it exceeds. Says nothing about its syntax.
+std::string ExceededLimit(const std::string &text, std::size_t max_depth) {
     std::vector<unsigned> members; // of each open level
     bool quoted = false;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -29,8 +28,8 @@ const char *ExceededLimit(const std::string &text) {
             quoted = true;
         } else if (c == '{' || c == '[') {
             members.push_back(0);
-            if (members.size() > kMaxDepth) {
-                return "nested deeper than 600 levels";
+            if (members.size() > max_depth) {
+                return "nested deeper than " + std::to_string(max_depth) + " levels";
             }
         } else if ((c == '}' || c == ']') && !members.empty()) {
             members.pop_back();
@@ -38,13 +37,13 @@ const char *ExceededLimit(const std::string &text) {
             return "an object of more than 1000 members";
         }
     }
-    return nullptr;
+    return {};
 }
 
 } // namespace
 
-Json ParseJson(const std::string &text) {
-    if (const char *limit = ExceededLimit(text)) {
+Json ParseJson(const std::string &text, std::size_t max_depth) {
+    if (const std::string limit = ExceededLimit(text, max_depth); !limit.empty()) {
         throw LineError(limit);
     }
     try {
@@ -57,7 +56,7 @@ Json ParseJson(const std::string &text) {
 }
 
 Json ParseOrText(const std::string &text) {
-    if (ExceededLimit(text) != nullptr) {
+    if (!ExceededLimit(text, kMaxDepth).empty()) {
         return text;
     }
     Json value = Json::parse(text, nullptr, false);
@@ -70,6 +69,17 @@ std::string Dump(const Json &value) {
 
 std::string AsText(const Json &value) {
     return value.is_string() ? value.get_ref<const std::string &>() : Dump(value);
+}
+
+std::string Clipped(std::string text, std::size_t bytes) {
+    if (text.size() <= bytes) {
+        return text;
+    }
+    std::size_t end = bytes;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) {
+        --end; // not within a character
+    }
+    return text.substr(0, end) + "… (" + std::to_string(text.size()) + " bytes)";
 }
 
 std::int64_t ReadWhole(const Json &value, const std::string &path, std::int64_t low, std::int64_t high) {

@@ -20,9 +20,12 @@ struct LineError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// The value of a JSON text. LineError when it is none, is nested deeper than 600 levels or has an object
-/// of more than 1000 members: printing recurses, and members are looked up one by one.
-Json ParseJson(const std::string &text);
+/// Levels that a line may be nested: printing recurses.
+constexpr std::size_t kMaxDepth = 600;
+
+/// The value of a JSON text. LineError when it is none, is nested too deep or has an object of more than
+/// 1000 members, which are looked up one by one.
+Json ParseJson(const std::string &text, std::size_t max_depth = kMaxDepth);
 
 /// The value of a JSON text; a text that ParseJson refuses stays a text.
 Json ParseOrText(const std::string &text);
@@ -32,6 +35,9 @@ std::string Dump(const Json &value);
 
 /// A text value as it is, any other value dumped.
 std::string AsText(const Json &value);
+
+/// The text up to about so many bytes, and how long it is when that is not all.
+std::string Clipped(std::string text, std::size_t bytes);
 
 /// The text of a fixed-width field: up to its NUL or its width.
 template <std::size_t N>

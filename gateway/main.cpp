@@ -7,75 +7,24 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <map>
 #include <thread>
 
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include "gateway.h"
 #include "line_source.h"
-#include "tqdev_debug.h"
+#include "options.h"
 #include "tqdev_host.h"
 
 namespace {
 
 using namespace tqgateway;
-
-constexpr int kExitFailed = 1;
-constexpr int kExitUsage = 2;
-
-constexpr const char *kDescription = "Runs the smart control module between a platform and a virtual hub.\n"
-                                     "Takes JSON Lines and shows every message that crosses.";
-
-constexpr const char *kExamples = R"(Examples:
-  tq_gateway --script tour.jsonl
-  echo '{"command":20034,"seq":7,"body":{"delay":0,"channelNo":1,"params":{}}}' | tq_gateway --json
-  echo '{"report":"event","channel":1,"value":5}' | tq_gateway --text --log error)";
-
-struct Options {
-    bool text = false;
-    bool json = false;
-    int log = LOG_NON;
-    std::string script;
-    std::string module = "libtqDevSDK_smart_control.so";
-    bool reset_report_all = false;
-    double status_interval = 0;
-};
-
-/// Nothing when the program is to go on, else its exit code.
-std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
-    const std::map<std::string, int> levels = {{"non", LOG_NON},
-                                               {"error", LOG_ERROR},
-                                               {"warning", LOG_WARNING},
-                                               {"debug", LOG_DEBUG},
-                                               {"info", LOG_INFO}};
-    CLI::App app(kDescription, "tq_gateway");
-    app.footer(kExamples);
-    auto *text = app.add_flag("--text", options.text, "Show a timeline; the default on a terminal");
-    app.add_flag("--json", options.json, "Show JSON Lines; the default elsewhere")->excludes(text);
-    app.add_option("--log", options.log,
-                   "Show SDK log lines up to LEVEL: non (the default), error, warning, debug, info or 0 to 4")
-        ->type_name("LEVEL")
-        ->transform(CLI::CheckedTransformer(levels, CLI::ignore_case).description(""));
-    app.add_option("--script", options.script, "Read lines from FILE instead of the standard input")
-        ->type_name("FILE");
-    app.add_option("--module", options.module, "The module to load; by default the one beside the program")
-        ->type_name("PATH");
-    app.add_flag("--reset-report-all", options.reset_report_all, "Have the linkage rules reported at start");
-    app.add_option("--status-interval", options.status_interval, "Run a status pass every SECONDS")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0.001, 1e6).description(""));
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? EXIT_SUCCESS : kExitUsage;
-    }
-    return std::nullopt;
-}
 
 /// A status pass every interval, on a thread of its own, until destruction.
 class StatusThread {
@@ -131,6 +80,39 @@ bool FeedLines(LineSource source, Gateway &gateway) {
     }
 }
 
+/// Feeds all that arrives to the gateway, until a signal asks to stop.
+void FeedArrivals(MqttLink &link, int stop_fd, Gateway &gateway) {
+    pollfd waiting[] = {{link.WakeFd(), POLLIN, 0}, {stop_fd, POLLIN, 0}};
+    for (bool more = false;;) {
+        if (poll(waiting, 2, more ? 0 : -1) >= 0 && waiting[1].revents != 0) {
+            return;
+        }
+        if (!more) {
+            eventfd_t count = 0;
+            eventfd_read(link.WakeFd(), &count);
+        }
+        const std::optional<Arrival> arrival = link.Next();
+        more = arrival.has_value();
+        if (!arrival) {
+            continue;
+        }
+        switch (arrival->kind) {
+        case Arrival::Kind::line:
+            gateway.Take(arrival->text);
+            break;
+        case Arrival::Kind::refusal:
+            gateway.Refuse(arrival->text);
+            break;
+        case Arrival::Kind::up:
+            gateway.TakeEvent({{"kernel_event", "online"}});
+            break;
+        case Arrival::Kind::down:
+            gateway.TakeEvent({{"kernel_event", "break"}});
+            break;
+        }
+    }
+}
+
 /// Becomes readable at SIGINT and SIGTERM, which then do nothing else, in any thread.
 int OpenStopSignals() {
     sigset_t signals;
@@ -139,6 +121,11 @@ int OpenStopSignals() {
     sigaddset(&signals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     return signalfd(-1, &signals, SFD_CLOEXEC);
+}
+
+/// Stops the program as a signal from outside would.
+void RequestStop() {
+    kill(getpid(), SIGTERM);
 }
 
 /// Keeps files opened later out of the places of standard streams that the caller closed.
@@ -155,37 +142,72 @@ int Fail(int code, const std::string &what) {
     return code;
 }
 
+/// Says why not all lines could be written.
+int Written(const LineWriter &writer, const std::string &name) {
+    return writer.Error() == 0 ? EXIT_SUCCESS : Fail(kExitFailed, name + ": " + strerror(writer.Error()));
+}
+
 int Run(const Options &options) {
     const int input =
         options.script.empty() ? STDIN_FILENO : open(options.script.c_str(), O_RDONLY | O_CLOEXEC);
     if (input < 0) {
         return Fail(kExitUsage, options.script + ": " + strerror(errno));
     }
+    const int record = options.record.empty()
+                           ? -1
+                           : open(options.record.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (record < 0 && !options.record.empty()) {
+        return Fail(kExitUsage, options.record + ": " + strerror(errno));
+    }
+    const auto link = options.mqtt ? MakeMqttLink(*options.mqtt) : nullptr;
     const int stop_signals = OpenStopSignals();
+    signal(SIGPIPE, SIG_IGN); // the writers notice
 
     StdoutCapture captured;
     const bool terminal = isatty(captured.Terminal()) != 0;
     const bool coloured = terminal && getenv("NO_COLOR") == nullptr;
-    const auto sink = options.text || (terminal && !options.json)
-                          ? MakeTimeline(captured.Terminal(), coloured)
-                          : MakeJsonLines(captured.Terminal());
-    Output output(captured, *sink);
-    tqhost::SetLogLevel(options.log);
+    LineWriter standard_output(captured.Terminal(), RequestStop);
+    LineWriter record_file(record, RequestStop);
+    const auto shown = options.text || (terminal && !options.json) ? MakeTimeline(standard_output, coloured)
+                                                                   : MakeJsonLines(standard_output);
+    const auto recorder = record < 0 ? nullptr : MakeRecorder(record_file, options.session);
+    std::vector<Sink *> sinks = {shown.get()};
+    for (Sink *sink : {recorder.get(), static_cast<Sink *>(link.get())}) {
+        if (sink != nullptr) {
+            sinks.push_back(sink);
+        }
+    }
+    Output output(captured, sinks);
+    tqhost::SetLogLevel(options.session.log);
     Gateway gateway(LoadModule(options.module), output);
-    if (const int result = gateway.Start(options.reset_report_all); result != 0) {
+    if (const int result = gateway.Start(options.session.reset_report_all); result != 0) {
         return Fail(kExitFailed, "the module could not be initialised: " + std::to_string(result));
     }
 
     int code = EXIT_SUCCESS;
     {
         const StatusThread status(gateway, options.status_interval);
-        if (!FeedLines({input, stop_signals}, gateway)) {
+        if (link) {
+            link->Connect();
+            FeedArrivals(*link, stop_signals, gateway);
+        } else if (!FeedLines({input, stop_signals}, gateway)) {
             code = Fail(kExitUsage, (options.script.empty() ? "standard input" : options.script) + ": " +
                                         strerror(errno));
         }
     }
     gateway.Stop();
-    return code;
+    if (link) {
+        link->Close();
+    }
+    if (standard_output.Error() != EPIPE) { // a reader that has seen enough is no failure
+        code = std::max(code, Written(standard_output, "standard output"));
+    }
+    return std::max(code, Written(record_file, options.record));
+}
+
+int RunReplay(const Options &options) {
+    const std::string difference = Replay(options.replay, LoadModule(options.module));
+    return difference.empty() ? EXIT_SUCCESS : Fail(kExitFailed, difference);
 }
 
 } // namespace
@@ -197,7 +219,9 @@ int main(int argc, char **argv) {
         if (const std::optional<int> code = ReadOptions(argc, argv, options)) {
             return *code;
         }
-        return Run(options);
+        return options.replay.empty() ? Run(options) : RunReplay(options);
+    } catch (const std::invalid_argument &error) {
+        return Fail(kExitUsage, error.what());
     } catch (const std::exception &error) {
         return Fail(kExitFailed, error.what());
     }

@@ -16,31 +16,33 @@ namespace {
 
 class JsonLines : public Sink {
 public:
-    explicit JsonLines(int fd) : fd_(fd) {}
+    explicit JsonLines(LineWriter &writer) : writer_(writer) {}
 
-    void Show(const Json &line) override { WriteLine(fd_, Dump(line)); }
-    void Echo(const Json &) override {}
+    void Show(const Json &line) override { writer_.Write(Dump(line)); }
+    void Echo(Input, const Json &) override {}
     void Heading(const std::string &) override {}
 
 private:
-    int fd_;
+    LineWriter &writer_;
 };
 
 } // namespace
 
-void WriteLine(int fd, std::string text) {
+void LineWriter::Write(std::string text) {
     text += '\n';
-    for (std::size_t done = 0; done < text.size();) {
-        const ssize_t written = write(fd, text.data() + done, text.size() - done);
-        if (written < 0 && errno != EINTR) {
-            return; // nobody is left to tell
+    for (std::size_t done = 0; done < text.size() && error_ == 0;) {
+        const ssize_t written = write(fd_, text.data() + done, text.size() - done);
+        if (written >= 0) {
+            done += static_cast<std::size_t>(written);
+        } else if (errno != EINTR) {
+            error_ = errno;
+            failed_();
         }
-        done += written < 0 ? 0 : static_cast<std::size_t>(written);
     }
 }
 
-std::unique_ptr<Sink> MakeJsonLines(int fd) {
-    return std::make_unique<JsonLines>(fd);
+std::unique_ptr<Sink> MakeJsonLines(LineWriter &writer) {
+    return std::make_unique<JsonLines>(writer);
 }
 
 StdoutCapture::StdoutCapture()
@@ -70,19 +72,23 @@ std::string StdoutCapture::Take() {
 void Output::Show(const Json &line) {
     const std::lock_guard lock(mutex_);
     ShowPrintedLocked();
-    sink_.Show(line);
+    ShowLocked(line);
 }
 
-void Output::Echo(const Json &line) {
+void Output::Echo(Input what, const Json &input) {
     const std::lock_guard lock(mutex_);
     ShowPrintedLocked();
-    sink_.Echo(line);
+    for (Sink *sink : sinks_) {
+        sink->Echo(what, input);
+    }
 }
 
 void Output::Heading(const std::string &comment) {
     const std::lock_guard lock(mutex_);
     ShowPrintedLocked();
-    sink_.Heading(comment);
+    for (Sink *sink : sinks_) {
+        sink->Heading(comment);
+    }
 }
 
 void Output::ShowPrinted() {
@@ -90,11 +96,17 @@ void Output::ShowPrinted() {
     ShowPrintedLocked();
 }
 
+void Output::ShowLocked(const Json &line) {
+    for (Sink *sink : sinks_) {
+        sink->Show(line);
+    }
+}
+
 void Output::ShowPrintedLocked() {
     const std::string text = captured_.Take();
     for (std::size_t begin = 0; begin < text.size();) {
         const std::size_t end = std::min(text.find('\n', begin), text.size());
-        sink_.Show({{"log", "stdout"}, {"text", text.substr(begin, end - begin)}});
+        ShowLocked({{"log", "stdout"}, {"text", text.substr(begin, end - begin)}});
         begin = end + 1;
     }
 }

@@ -6,28 +6,44 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "json.h"
 
 namespace tqgateway {
 
+/// What goes in: a line (one that is no JSON object as its text), an event of the gateway's own, which no
+/// result closes, or why a line could not even be taken.
+enum class Input { line, event, refusal };
+
 /// One place that lines go to. Called by one thread at a time.
 class Sink {
 public:
     virtual ~Sink() = default;
-    virtual void Show(const Json &line) = 0; ///< A line out.
-    virtual void Echo(const Json &line) = 0; ///< A line in, before it is carried out.
+    virtual void Show(const Json &line) = 0;              ///< A line out.
+    virtual void Echo(Input what, const Json &input) = 0; ///< Before it is carried out.
     virtual void Heading(const std::string &comment) = 0;
 };
 
-/// Writes the text and a newline. An error ends it silently.
-void WriteLine(int fd, std::string text);
+/// Writes lines to a file descriptor until that fails, which asks the program to stop.
+class LineWriter {
+public:
+    LineWriter(int fd, void (*failed)()) : fd_(fd), failed_(failed) {}
+
+    void Write(std::string text);        ///< The text and a newline.
+    int Error() const { return error_; } ///< An errno; 0 while all could be written.
+
+private:
+    int fd_;
+    void (*failed_)();
+    int error_ = 0;
+};
 
 /// JSON Lines, of the lines out only.
-std::unique_ptr<Sink> MakeJsonLines(int fd);
+std::unique_ptr<Sink> MakeJsonLines(LineWriter &writer);
 
 /// A timeline for people: one line per message with its direction, name and fields.
-std::unique_ptr<Sink> MakeTimeline(int fd, bool coloured);
+std::unique_ptr<Sink> MakeTimeline(LineWriter &writer, bool coloured);
 
 /// Takes what the process prints on its standard output, from construction to its end.
 class StdoutCapture {
@@ -42,22 +58,24 @@ private:
     int captured_;
 };
 
-/// Gives lines to a sink, those of all threads in one order; what was printed before a line goes first.
+/// Gives lines to all sinks, those of all threads in one order; what was printed before a line goes first.
 class Output {
 public:
-    Output(StdoutCapture &captured, Sink &sink) : captured_(captured), sink_(sink) {}
+    Output(StdoutCapture &captured, std::vector<Sink *> sinks)
+        : captured_(captured), sinks_(std::move(sinks)) {}
 
     void Show(const Json &line);
-    void Echo(const Json &line);
+    void Echo(Input what, const Json &input);
     void Heading(const std::string &comment);
     void ShowPrinted(); ///< Only what was printed.
 
 private:
+    void ShowLocked(const Json &line);
     void ShowPrintedLocked();
 
     std::mutex mutex_;
     StdoutCapture &captured_;
-    Sink &sink_;
+    const std::vector<Sink *> sinks_;
 };
 
 } // namespace tqgateway

@@ -100,17 +100,6 @@ std::string Printable(const std::string &text) {
     return printable;
 }
 
-std::string Clipped(std::string text) {
-    if (text.size() <= kShownBytes) {
-        return text;
-    }
-    std::size_t end = kShownBytes;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) {
-        --end; // not within a character
-    }
-    return text.substr(0, end) + "… (" + std::to_string(text.size()) + " bytes)";
-}
-
 /// An XML document without its declaration, its attributes as they were before they were quoted.
 std::string PlainXml(std::string text) {
     if (text.rfind("<?xml", 0) != 0) {
@@ -142,17 +131,21 @@ std::string FieldsText(const Json &object, const std::string &but, const std::st
         text += (text.empty() ? "" : " ") + Printable(member.key()) + '=';
         text += plain ? Printable(PlainXml(AsText(member.value()))) : Dump(member.value());
     }
-    return Clipped(text);
+    return Clipped(text, kShownBytes);
 }
 
 class Timeline : public Sink {
 public:
-    Timeline(int fd, bool coloured) : fd_(fd), coloured_(coloured) {}
+    Timeline(LineWriter &writer, bool coloured) : writer_(writer), coloured_(coloured) {}
 
-    void Echo(const Json &line) override { Message(line, nullptr); }
+    void Echo(Input what, const Json &input) override {
+        if (what != Input::refusal) { // whose error says it all
+            Message(input, nullptr);
+        }
+    }
 
     void Heading(const std::string &comment) override {
-        WriteLine(fd_, "");
+        writer_.Write("");
         Write(kBold, Printable(comment));
     }
 
@@ -160,7 +153,8 @@ public:
         if (line.contains("to")) {
             Message(line, AsText(line["to"]).c_str());
         } else if (line.contains("log")) {
-            Write(kDim, Row("log " + AsText(line["log"]), Clipped(Printable(AsText(line["text"])))));
+            Write(kDim,
+                  Row("log " + AsText(line["log"]), Clipped(Printable(AsText(line["text"])), kShownBytes)));
         } else if (line.contains("error")) {
             Write(kRed, Row("", "error: " + Printable(AsText(line["error"]))));
         } else if (line["result"].is_null()) {
@@ -176,7 +170,7 @@ private:
         const auto look = std::find_if(std::begin(kLooks), std::end(kLooks),
                                        [&](const Look &row) { return line.contains(row.key); });
         if (look == std::end(kLooks)) {
-            Write(kPlain, Row("?", Clipped(Printable(AsText(line)))));
+            Write(kPlain, Row("?", Clipped(Printable(AsText(line)), kShownBytes)));
             return;
         }
         const std::string from = to == nullptr ? look->from : "module";
@@ -205,19 +199,19 @@ private:
         return Padded(left, 19 + arrow_extra) + "  " + right;
     }
 
-    void Write(const char *colour, const std::string &text, const std::string &rest = {}) const {
+    void Write(const char *colour, const std::string &text, const std::string &rest = {}) {
         const bool paint = coloured_ && *colour != '\0';
-        WriteLine(fd_, (paint ? colour + text + kReset : text) + (rest.empty() ? "" : ' ' + rest));
+        writer_.Write((paint ? colour + text + kReset : text) + (rest.empty() ? "" : ' ' + rest));
     }
 
-    int fd_;
+    LineWriter &writer_;
     bool coloured_;
 };
 
 } // namespace
 
-std::unique_ptr<Sink> MakeTimeline(int fd, bool coloured) {
-    return std::make_unique<Timeline>(fd, coloured);
+std::unique_ptr<Sink> MakeTimeline(LineWriter &writer, bool coloured) {
+    return std::make_unique<Timeline>(writer, coloured);
 }
 
 } // namespace tqgateway

@@ -1,0 +1,279 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "recording.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "gateway.h"
+#include "tqdev_debug.h"
+#include "tqdev_host.h"
+
+namespace tqgateway {
+namespace {
+
+constexpr const char *kInputKeys[] = {"in", "event", "refusal"}; // by Input
+
+constexpr std::size_t kShownBytes = 2000;       // of a line
+constexpr std::size_t kShownValueBytes = 200;   // of the value that differs
+constexpr std::size_t kRecordedExtraLevels = 2; // around a body: its line, and the recorded one
+constexpr int kActionResult = 19988;
+
+class Recorder : public Sink {
+public:
+    explicit Recorder(LineWriter &writer) : writer_(writer) {}
+
+    void Show(const Json &line) override { writer_.Write(Dump({{"out", line}})); }
+    void Echo(Input what, const Json &input) override {
+        writer_.Write(Dump({{kInputKeys[static_cast<int>(what)], IsUtf8(input) ? input : Bytes(input)}}));
+    }
+    void Heading(const std::string &comment) override { writer_.Write(comment); }
+
+private:
+    static bool IsUtf8(const Json &value) {
+        try {
+            value.dump();
+            return true;
+        } catch (const Json::type_error &) {
+            return false;
+        }
+    }
+
+    static Json Bytes(const std::string &text) {
+        Json bytes = Json::array();
+        for (const char c : text) {
+            bytes.push_back(static_cast<unsigned char>(c));
+        }
+        return bytes;
+    }
+
+    LineWriter &writer_;
+};
+
+/// Keeps what comes out until it is taken.
+class Collector : public Sink {
+public:
+    void Show(const Json &line) override { lines_.push_back(line); }
+    void Echo(Input, const Json &) override {}
+    void Heading(const std::string &) override {}
+
+    std::vector<Json> Take() { return std::exchange(lines_, {}); }
+
+private:
+    std::vector<Json> lines_;
+};
+
+/// A line that came out, and where the recording has it.
+struct RecordedOutput {
+    std::size_t number; ///< Of the line in the file, from 1.
+    Json line;
+};
+
+/// What went in, and all that came out before the next.
+struct RecordedStep {
+    std::size_t number;
+    Input what;
+    Json input;
+    std::vector<RecordedOutput> outputs;
+};
+
+struct Recording {
+    Session session;
+    std::vector<RecordedStep> steps; ///< The first has no input: it is the start.
+};
+
+// ---- Reading. ----
+
+Session ReadSession(ObjectReader &line) {
+    Session session;
+    ObjectReader reader(line.Get("session"), "session");
+    session.log = static_cast<int>(ReadWhole(reader.Get("log"), reader.Path("log"), LOG_NON, LOG_INFO));
+    const Json &reset = reader.Get("reset_report_all");
+    if (!reset.is_boolean()) {
+        throw LineError(reader.Path("reset_report_all") + ": expected true or false");
+    }
+    session.reset_report_all = reset.get<bool>();
+    reader.Done();
+    line.Done();
+    return session;
+}
+
+/// An input from its recorded form.
+Json ReadInput(const Json &recorded, Input what) {
+    if (what == Input::line && recorded.is_array()) {
+        std::string text;
+        for (const Json &byte : recorded) {
+            text += static_cast<char>(ReadWhole(byte, "in", 0, 255));
+        }
+        return text;
+    }
+    if (!(recorded.is_object() && what != Input::refusal) &&
+        !(recorded.is_string() && what != Input::event)) {
+        throw LineError("not an input that can have been taken");
+    }
+    return recorded;
+}
+
+/// Adds a line after the session.
+void ReadStep(const Json &json, std::size_t number, std::vector<RecordedStep> &steps) {
+    ObjectReader line(json, "");
+    if (const Json *output = line.Find("out")) {
+        steps.back().outputs.push_back({number, *output});
+        line.Done();
+        return;
+    }
+    for (const Input what : {Input::line, Input::event, Input::refusal}) {
+        if (const Json *input = line.Find(kInputKeys[static_cast<int>(what)])) {
+            steps.push_back({number, what, ReadInput(*input, what), {}});
+            line.Done();
+            return;
+        }
+    }
+    throw LineError("expected in, event, refusal or out");
+}
+
+Recording ReadRecording(const std::string &file) {
+    std::ifstream stream(file);
+    if (!stream) {
+        throw std::invalid_argument(file + ": " + strerror(errno));
+    }
+    Recording recording;
+    std::size_t number = 0;
+    for (std::string text; std::getline(stream, text);) {
+        ++number;
+        if (text.empty() || text[0] == '#') {
+            continue;
+        }
+        try {
+            const Json json = ParseJson(text, kMaxDepth + kRecordedExtraLevels);
+            if (recording.steps.empty()) {
+                ObjectReader line(json, "");
+                recording.session = ReadSession(line);
+                recording.steps.push_back({number, Input::line, {}, {}});
+            } else {
+                ReadStep(json, number, recording.steps);
+            }
+        } catch (const LineError &error) {
+            throw std::invalid_argument(file + ':' + std::to_string(number) + ": " + error.what());
+        }
+    }
+    if (stream.bad() || recording.steps.empty()) {
+        throw std::invalid_argument(file + (stream.bad() ? ": cannot be read" : ": holds no recording"));
+    }
+    return recording;
+}
+
+// ---- Comparing. ----
+
+/// The line as the recording has it, without what differs each time.
+Json Comparable(const Json &line) {
+    Json comparable = Json::parse(Dump(line));
+    if (comparable.is_object() && comparable.value("command", Json()) == kActionResult &&
+        comparable["body"].contains("time")) {
+        comparable["body"]["time"] = "";
+    }
+    return comparable;
+}
+
+std::string Value(const Json &line, const std::string &path) {
+    const Json::json_pointer pointer(path);
+    return line.contains(pointer) ? Clipped(Dump(line.at(pointer)), kShownValueBytes) : "nothing";
+}
+
+/// Where two different lines differ first: "/body/result: expected 0, got -1".
+std::string Place(const Json &expected, const Json &got) {
+    const Json changes = Json::diff(expected, got);
+    if (changes.empty()) {
+        return "the order of the members";
+    }
+    const std::string path = changes[0]["path"];
+    return (path.empty() ? "the whole line" : path) + ": expected " + Value(expected, path) + ", got " +
+           Value(got, path);
+}
+
+/// The first difference between what was recorded after an input and what came out; empty without one.
+std::string Difference(const RecordedStep &step, const std::vector<Json> &lines, const std::string &file) {
+    const std::size_t count = std::max(step.outputs.size(), lines.size());
+    for (std::size_t i = 0; i < count; ++i) {
+        const bool expects = i < step.outputs.size();
+        const bool has = i < lines.size();
+        const Json expected = expects ? Comparable(step.outputs[i].line) : Json();
+        const Json got = has ? Comparable(lines[i]) : Json();
+        if (expects && has && Dump(expected) == Dump(got)) {
+            continue;
+        }
+        const auto shown = [](bool is, const Json &line) {
+            return is ? Clipped(Dump(line), kShownBytes) : "no further line";
+        };
+        const std::size_t number = expects  ? step.outputs[i].number
+                                   : i == 0 ? step.number
+                                            : step.outputs.back().number;
+        return file + ':' + std::to_string(number) + ": differs, caused by line " +
+               std::to_string(step.number) + "\n  input     " +
+               (step.input.is_null() ? "the start" : Clipped(AsText(step.input), kShownBytes)) +
+               "\n  expected  " + shown(expects, expected) + "\n  got       " + shown(has, got) +
+               (expects && has ? "\n  at        " + Place(expected, got) : "");
+    }
+    return {};
+}
+
+void Feed(const RecordedStep &step, Gateway &gateway) {
+    switch (step.what) {
+    case Input::line:
+        gateway.Take(AsText(step.input));
+        break;
+    case Input::event:
+        gateway.TakeEvent(step.input);
+        break;
+    case Input::refusal:
+        gateway.Refuse(AsText(step.input));
+        break;
+    }
+}
+
+} // namespace
+
+std::unique_ptr<Sink> MakeRecorder(LineWriter &writer, const Session &session) {
+    writer.Write(Dump({{"session", {{"log", session.log}, {"reset_report_all", session.reset_report_all}}}}));
+    return std::make_unique<Recorder>(writer);
+}
+
+std::string Replay(const std::string &file, const Module &module) {
+    const Recording recording = ReadRecording(file);
+    StdoutCapture captured;
+    Collector collector;
+    Output output(captured, {&collector});
+    tqhost::SetLogLevel(recording.session.log);
+    Gateway gateway(module, output);
+    if (const int result = gateway.Start(recording.session.reset_report_all); result != 0) {
+        throw std::runtime_error("the module could not be initialised: " + std::to_string(result));
+    }
+
+    std::string difference;
+    bool stopped = false;
+    for (const RecordedStep &step : recording.steps) {
+        if (!step.input.is_null()) {
+            Feed(step, gateway);
+        }
+        if (&step == &recording.steps.back()) {
+            gateway.Stop(); // what it causes was recorded after the last input
+            stopped = true;
+        }
+        difference = Difference(step, collector.Take(), file);
+        if (!difference.empty()) {
+            break;
+        }
+    }
+    if (!stopped) {
+        gateway.Stop();
+    }
+    return difference;
+}
+
+} // namespace tqgateway
