@@ -6,3 +6,5 @@ set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
 set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabihf)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm)
+# The packages are for the target too.
+set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)

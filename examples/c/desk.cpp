@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+// Runs the camera on a desk: plays the platform for it, in the stand-in host SDK. Not for a device, where
+// the SDK connects the camera to the platform.
+#include <algorithm>
+#include <cstdio>
+#include <string>
+
+#include "camera.h"
+#include "tqdev_host.h"
+
+namespace {
+
+std::string OneLine(std::string text) {
+    text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == '\n' || c == '\t'; }),
+               text.end());
+    return text;
+}
+
+void ShowMessage(const tqhost::Observation &seen) {
+    if (const auto *message = std::get_if<tqhost::CommandMessage>(&seen)) {
+        printf("platform: command %u %s\n", message->record.msg_command_id, OneLine(message->body).c_str());
+    }
+}
+
+} // namespace
+
+int main() {
+    tqhost::Observe(ShowMessage);
+    if (camera_start() != 0) {
+        return 1;
+    }
+
+    tqhost::PlatformCommand capture;
+    capture.command = 20034;
+    capture.seq = 7;
+    capture.body = R"({"delay":0,"channelNo":1,"params":{},"extendValue":"picture-17"})";
+    const bool delivered = tqhost::DeliverCommand(capture);
+    camera_work();
+
+    camera_stop();
+    return delivered ? 0 : 1;
+}
