@@ -150,7 +150,7 @@ constexpr const char *kHead =
 <style>
 text { fill: #333 } .title { font-size: 14px; font-weight: bold } .end { text-anchor: end } .middle { text-anchor: middle }
 .grid { stroke: #8884; fill: none } .line { fill: none; stroke-width: 2 } .dot { stroke-width: 7; stroke-linecap: round }
-.c0 { stroke: #1f77d0 } .c1 { stroke: #888; stroke-dasharray: none } .c2 { stroke: #d9662b } .c3 { stroke: #2a9d5c }
+.c0 { stroke: #1f77d0 } .c1 { stroke: #888 } .line.c1 { stroke-dasharray: 6 3 } .c2 { stroke: #d9662b } .c3 { stroke: #2a9d5c }
 @media (prefers-color-scheme: dark) { text { fill: #ddd } .c0 { stroke: #5aa9f5 } .c1 { stroke: #aaa } }
 </style>
 )";
