@@ -26,6 +26,8 @@ void bscJSON_Delete(bscJSON *item);
 bscJSON *bscJSON_CreateObject(void);
 bscJSON *bscJSON_CreateArray(void);
 bscJSON *bscJSON_CreateString(const char *text);
+/* The text is not copied: it must outlive the item. */
+bscJSON *bscJSON_CreateStringReference(const char *text);
 bscJSON *bscJSON_CreateNumber(double number);
 bscJSON *bscJSON_Duplicate(const bscJSON *item, bool recurse);
 

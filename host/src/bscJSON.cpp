@@ -29,6 +29,9 @@ bscJSON *bscJSON_CreateString(const char *text) {
     return cJSON_CreateString(text);
 }
 
+bscJSON *bscJSON_CreateStringReference(const char *text) {
+    return cJSON_CreateStringReference(text);
+}
 bscJSON *bscJSON_CreateNumber(double number) {
     return cJSON_CreateNumber(number);
 }

@@ -84,9 +84,13 @@ bscJSON *AttachObject(bscJSON *object, const char *key) {
     return attached;
 }
 
+// Adds a text of a record. The tree borrows it, since the records outlive the tree; a text that fills its
+// field has no terminator and is copied.
 template <std::size_t N>
 bool WriteText(bscJSON *object, const char *key, const char (&text)[N]) {
-    return WriteItem(object, key, text) || Fail("Failed to bscJSON_CreateString");
+    const bool terminated = memchr(text, '\0', N) != nullptr;
+    bscJSON *item = terminated ? bscJSON_CreateStringReference(text) : bscJSON_CreateString(FieldText(text));
+    return AttachItem(object, key, JsonTree(item)) != nullptr || Fail("Failed to bscJSON_CreateString");
 }
 
 // ---- Event ----
@@ -197,7 +201,7 @@ bool WriteTime(bscJSON *json, const char *key, const char *mark, UINT32 hour, UI
         .AddTwoDigits(static_cast<int32_t>(hour))
         .Add(":")
         .AddTwoDigits(static_cast<int32_t>(minute));
-    return WriteText(json, key, text);
+    return WriteItem(json, key, text) || Fail("Failed to bscJSON_CreateString");
 }
 
 // ---- Rule ----
