@@ -1,84 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 // tq_gateway as a person or a script runs it: lines in, lines out.
-#include <csignal>
+#include <algorithm>
 #include <fstream>
-#include <sstream>
-#include <string>
-#include <vector>
+#include <iterator>
 
-#include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include "gateway_runner.h"
 
 namespace {
-
-using Lines = std::vector<std::string>;
-
-std::string Joined(const Lines &lines) {
-    std::string text;
-    for (const std::string &line : lines) {
-        text += line + '\n';
-    }
-    return text;
-}
-
-Lines Split(const std::string &text) {
-    Lines lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
-pid_t Start(const std::string &arguments, int in, int out) {
-    const std::string command = std::string("exec ") + TQ_GATEWAY + ' ' + arguments;
-    const pid_t pid = fork();
-    if (pid == 0) {
-        dup2(in, STDIN_FILENO);
-        dup2(out, STDOUT_FILENO);
-        execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-        _exit(127);
-    }
-    return pid;
-}
-
-/// The exit code; -1 for a program that a signal ended.
-int Wait(pid_t pid) {
-    int status = 0;
-    EXPECT_EQ(waitpid(pid, &status, 0), pid);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-struct Outcome {
-    Lines lines;
-    int code;
-};
-
-/// Runs the program on an input of any size, to its end.
-Outcome RunGateway(const std::string &arguments, const std::string &input) {
-    const int in = memfd_create("in", MFD_CLOEXEC);
-    const int out = memfd_create("out", MFD_CLOEXEC);
-    EXPECT_EQ(write(in, input.data(), input.size()), static_cast<ssize_t>(input.size()));
-    lseek(in, 0, SEEK_SET);
-    const int code = Wait(Start(arguments, in, out));
-    std::string text(static_cast<std::size_t>(lseek(out, 0, SEEK_END)), '\0');
-    EXPECT_EQ(pread(out, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
-    close(in);
-    close(out);
-    return {Split(text), code};
-}
 
 /// The lines that JSON mode gives for these.
 Lines Serve(const Lines &lines) {
     const Outcome outcome = RunGateway("--json", Joined(lines));
     EXPECT_EQ(outcome.code, 0);
     return outcome.lines;
-}
-
-bool Contains(const std::string &text, const std::string &part) {
-    return text.find(part) != std::string::npos;
 }
 
 constexpr const char *kCapture =
@@ -248,31 +182,55 @@ TEST(Gateway, ExitCodesTellHowItEnded) {
         const char *arguments;
         int code;
     } rows[] = {
-        {"--help", 0},     {"--no-such-option", 2},     {"--text --json", 2},
-        {"--log loud", 2}, {"--script /nowhere", 2},    {"--status-interval 0", 2},
-        {"--script /", 2}, {"--module /nowhere.so", 1}, {"<&- >&-", 0},
+        {"--help", 0},
+        {"--no-such-option", 2},
+        {"--text --json", 2},
+        {"--log loud", 2},
+        {"--script /nowhere", 2},
+        {"--status-interval 0", 2},
+        {"--script /", 2},
+        {"--module /nowhere.so", 1},
+        {"<&- >&-", 0},
+        {">/dev/full", 1},
+        {"--record /dev/full", 1},
+        {"--record /", 2},
+        {"--record /dev/null --status-interval 1", 2},
+        {"--mqtt localhost", 2},
+        {"--serial a", 2},
+        {"--mqtt localhost --serial ''", 2},
+        {"--mqtt localhost --serial a/b", 2},
+        {"--mqtt localhost --serial +", 2},
+        {"--mqtt localhost --serial 'a#'", 2},
+        {"--mqtt localhost:0 --serial a", 2},
+        {"--mqtt localhost:65536 --serial a", 2},
+        {"--mqtt :1883 --serial a", 2},
+        {"--mqtt localhost --serial a --script x", 2},
+        {"--mqtt localhost --serial a --password-file x", 2},
+        {"--mqtt localhost --serial a --user u --password-file /nowhere", 2},
+        {"--mqtt localhost --serial a --ca-file /nowhere", 2},
+        {"--mqtt localhost --serial a --mqtt-queue 0", 2},
     };
     for (const auto &row : rows) {
-        EXPECT_EQ(RunGateway(row.arguments + std::string(" 2>/dev/null"), "").code, row.code)
+        EXPECT_EQ(RunGateway(row.arguments + std::string(" 2>/dev/null"), "oops\n").code, row.code)
             << row.arguments;
     }
 }
 
 TEST(Gateway, EndsOnASignalWhilePassesRunAndInputIsOpen) {
-    int in[2];
-    int out[2];
-    ASSERT_TRUE(pipe(in) == 0 && pipe(out) == 0);
-    const pid_t pid = Start("--json --status-interval 0.002", in[0], out[1]);
-    close(out[1]);
-    std::string text(4096, '\0');
-    text.resize(static_cast<std::size_t>(std::max<ssize_t>(0, read(out[0], text.data(), text.size()))));
-    EXPECT_EQ(text.rfind(R"({"to":"platform","command":12382,)", 0), 0U)
-        << "the first pass reports the settings";
-    kill(pid, SIGTERM);
-    EXPECT_EQ(Wait(pid), 0);
-    for (const int fd : {in[0], in[1], out[0]}) {
-        close(fd);
+    for (const int signal : {SIGINT, SIGTERM}) {
+        Program gateway(TQ_GATEWAY " --json --status-interval 0.002");
+        gateway.Await(R"({"to":"platform","command":12382,)"); // the first pass reports the settings
+        EXPECT_EQ(gateway.End(signal), 0);
     }
+}
+
+TEST(Gateway, EndsWhenItsReaderIsGone) {
+    Program gateway(TQ_GATEWAY " --json");
+    gateway.Say("oops\n");
+    gateway.Await("error");
+    gateway.CloseOutput();
+    gateway.Say("oops\n");
+    EXPECT_EQ(gateway.WaitForEnd(), 0);
 }
 
 } // namespace

@@ -1,0 +1,242 @@
+// SPDX-License-Identifier: Apache-2.0
+// tq_gateway behind a real broker, which each test starts for itself on a free port, with the broker's
+// own clients as the platform.
+#include <algorithm>
+#include <fstream>
+#include <memory>
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+
+#include "gateway_runner.h"
+
+namespace {
+
+constexpr const char *kScene = R"({"model":"ExecManualScene","seq":)"; // and the number, then:
+constexpr const char *kSceneEnd = R"(,"body":{"ruleId":"42"}})";
+
+std::string Scene(int seq) {
+    return kScene + std::to_string(seq) + kSceneEnd;
+}
+
+int FreePort() {
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto *generic = reinterpret_cast<sockaddr *>(&address);
+    EXPECT_TRUE(bind(fd, generic, size) == 0 && getsockname(fd, generic, &size) == 0);
+    close(fd);
+    return ntohs(address.sin_port);
+}
+
+class Mqtt : public testing::Test {
+protected:
+    void SetUp() override {
+        if (TQ_SKIP_MQTT) {
+            GTEST_SKIP() << "this build for another architecture has no libmosquitto, so no --mqtt";
+        }
+        ASSERT_EQ(RunProgram("which mosquitto mosquitto_pub openssl", "").code, 0)
+            << "install the packages mosquitto, mosquitto-clients and openssl";
+    }
+
+    /// Starts the broker, again with the same settings and port unless others are given.
+    void StartBroker(const std::string &settings = "allow_anonymous true") {
+        if (port_ == 0) {
+            port_ = FreePort();
+            std::ofstream(folder_.Path("conf")) << "user root\nlistener " << port_ << " 127.0.0.1\n"
+                                                << settings << '\n';
+        }
+        broker_ = std::make_unique<Program>("mosquitto -c " + folder_.Path("conf"));
+        broker_->Await("running");
+    }
+
+    /// A gateway of the broker.
+    std::unique_ptr<Program> Gateway(const std::string &serial, const std::string &more = "--json") const {
+        return std::make_unique<Program>(TQ_GATEWAY " --mqtt 127.0.0.1:" + std::to_string(port_) +
+                                         " --serial " + serial + ' ' + more);
+    }
+
+    /// A platform that sees all that is on the broker, as "topic payload".
+    std::unique_ptr<Program> Watch(const std::string &more = "") const {
+        auto watch =
+            std::make_unique<Program>("stdbuf -oL mosquitto_sub -d -v -q 1 -t 'tq/#' " + Address() + more);
+        watch->Await("Subscribed");
+        return watch;
+    }
+
+    void Publish(const std::string &serial, const std::string &payload,
+                 const std::string &more = "-s") const {
+        EXPECT_EQ(
+            RunProgram("mosquitto_pub -q 1 -t tq/" + serial + "/down " + Address() + more, payload).code, 0);
+    }
+
+    std::string Address() const { return "-h 127.0.0.1 -p " + std::to_string(port_) + ' '; }
+
+    /// What was seen on a topic, in order.
+    static Lines On(const std::string &topic, const Program &watch) {
+        Lines lines;
+        for (const std::string &line : Split(watch.Printed())) {
+            if (line.rfind(topic + ' ', 0) == 0) {
+                lines.push_back(line.substr(topic.size() + 1));
+            }
+        }
+        return lines;
+    }
+
+    const Folder folder_;
+    int port_ = 0;
+    std::unique_ptr<Program> broker_;
+};
+
+TEST_F(Mqtt, AnswersWhateverArrivesUntilItIsStopped) {
+    StartBroker();
+    const auto watch = Watch();
+    const std::string record = folder_.Path("session.jsonl");
+    const auto gateway = Gateway("A", "--record " + record);
+    watch->Await("tq/A/status online");
+
+    Publish("A", Scene(1) + "\r\n\n# a comment\n" + Scene(2));
+    Publish("A", "", "-n");
+    Publish("A", std::string("\0\xff{", 3));
+    Publish("A", std::string((1 << 20) + 1, 'x'));
+    Publish("A", '"' + std::string((1 << 20) - 2, 'x') + '"');
+    Publish("A", R"({"status_reset":99999})");
+    watch->Await("99999 is not registered");
+    EXPECT_EQ(gateway->End(SIGINT), 0);
+    watch->Await("tq/A/status offline");
+
+    const Lines up = On("tq/A/up", *watch);
+    ASSERT_EQ(up.size(), 10U) << Joined(up);
+    const char *parts[] = {"MANUAL_SCENE",       R"("seq":1,)",
+                           R"({"result":0})",    "MANUAL_SCENE",
+                           R"("seq":2,)",        R"({"result":0})",
+                           "not JSON",           "a payload of 1048577 bytes",
+                           "expected an object", "99999"};
+    for (std::size_t i = 0; i < up.size(); ++i) {
+        EXPECT_TRUE(Contains(up[i], parts[i])) << up[i];
+    }
+    EXPECT_EQ(RunGateway("replay " + record, "").code, 0);
+}
+
+TEST_F(Mqtt, StatusIsKeptAndTellsOfADeath) {
+    StartBroker();
+    const auto gateway = Gateway("A");
+    const auto watch = Watch();
+    watch->Await("tq/A/status online");
+    gateway->End(SIGKILL);
+    watch->Await("tq/A/status offline");
+    Watch()->Await("tq/A/status offline");
+}
+
+TEST_F(Mqtt, SurvivesTheBroker) {
+    StartBroker();
+    const auto gateway = Gateway("A", "--text");
+    gateway->Await("event online");
+    broker_->End(SIGKILL);
+    gateway->Await("event break");
+    StartBroker();
+    gateway->Await("event online");
+    const auto watch = Watch();
+    watch->Await("tq/A/status online");
+    Publish("A", Scene(3));
+    watch->Await(R"("seq":3,)");
+    broker_->End(SIGTERM);
+    gateway->Await("event break");
+    EXPECT_EQ(gateway->End(SIGTERM), 0) << "ends while there is no link";
+}
+
+TEST_F(Mqtt, WaitsForItsPasswordAndKeepsTheLatestLines) {
+    const std::string passwords = folder_.Path("passwords");
+    ASSERT_EQ(RunProgram("mosquitto_passwd -b -c " + passwords + " cloud c", "").code, 0);
+    ASSERT_EQ(RunProgram("mosquitto_passwd -b " + passwords + " hub old", "").code, 0);
+    std::ofstream(folder_.Path("secret")) << "new\n";
+    StartBroker("password_file " + passwords);
+    const auto watch = Watch("-u cloud -P c");
+    const auto gateway = Gateway("A", "--user hub --password-file " + folder_.Path("secret") +
+                                          " --mqtt-queue 3 --status-interval 0.01");
+    Lines shown; // the first pass reports the settings
+    for (int seq = 0; seq < 5; ++seq) {
+        shown.push_back(gateway->Await(R"("command":12382,"seq":)" + std::to_string(seq)));
+    }
+    if (!Contains(gateway->Printed(), "not authorised")) {
+        gateway->Await("not authorised");
+    }
+
+    ASSERT_EQ(RunProgram("mosquitto_passwd -b " + passwords + " hub new", "").code, 0);
+    broker_->Reload();
+    watch->Await("tq/A/status online");
+    gateway->Await("dropped 2 lines");
+    Publish("A", R"({"status_reset":99999})", "-s -u cloud -P c");
+    watch->Await("99999 is not registered");
+    Lines up = On("tq/A/up", *watch);
+    ASSERT_GT(up.size(), 4U);
+    up.resize(4); // then those that the arriving link causes
+    EXPECT_EQ(up, (Lines{R"({"dropped":2})", shown[2], shown[3], shown[4]}));
+    EXPECT_EQ(gateway->End(SIGTERM), 0);
+}
+
+TEST_F(Mqtt, GatewaysShareABrokerWithoutCrossing) {
+    constexpr int kRounds = 30;
+    const std::string serials[] = {"A", "B", "A1"};
+    StartBroker();
+    const auto watch = Watch();
+    std::vector<std::unique_ptr<Program>> gateways;
+    for (const std::string &serial : serials) {
+        gateways.push_back(Gateway(serial));
+    }
+    for (const std::string &serial : serials) {
+        RunProgram("mosquitto_sub -C 1 -t tq/" + serial + "/status " + Address(), ""); // until it is online
+    }
+    std::string lines[std::size(serials)];
+    for (int i = 0; i < kRounds * 3; ++i) {
+        lines[i % 3] += Scene(i) + '\n';
+    }
+    for (std::size_t g = 0; g < std::size(serials); ++g) {
+        Publish(serials[g], lines[g]);
+    }
+    for (const auto &gateway : gateways) {
+        for (int i = 0; i < kRounds; ++i) {
+            gateway->Await(R"({"result":0})");
+        }
+        EXPECT_EQ(gateway->End(SIGTERM), 0);
+    }
+    for (int g = 0; g < 3; ++g) {
+        watch->Await("/status offline");
+    }
+    for (int g = 0; g < 3; ++g) {
+        const Lines up = On("tq/" + serials[g] + "/up", *watch);
+        EXPECT_EQ(up.size(), kRounds * 3U);
+        for (int i = 0; i < kRounds; ++i) {
+            const std::string seq = R"("seq":)" + std::to_string(3 * i + g) + ',';
+            EXPECT_EQ(
+                std::count_if(up.begin(), up.end(), [&](const auto &line) { return Contains(line, seq); }), 1)
+                << serials[g] << ' ' << seq;
+        }
+    }
+}
+
+TEST_F(Mqtt, TrustsTheGivenAuthorityOnly) {
+    for (const std::string name : {"mine", "other"}) {
+        ASSERT_EQ(RunProgram("openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=" + name +
+                                 " -addext subjectAltName=IP:127.0.0.1 -keyout " +
+                                 folder_.Path(name + ".key") + " -out " + folder_.Path(name + ".pem") +
+                                 " 2>/dev/null",
+                             "")
+                      .code,
+                  0);
+    }
+    StartBroker("allow_anonymous true\ncertfile " + folder_.Path("mine.pem") + "\nkeyfile " +
+                folder_.Path("mine.key"));
+    const auto watch = Watch("--cafile " + folder_.Path("mine.pem"));
+    const auto stranger = Gateway("B", "--ca-file " + folder_.Path("other.pem"));
+    stranger->Await("cannot connect");
+    const auto gateway = Gateway("A", "--ca-file " + folder_.Path("mine.pem"));
+    watch->Await("tq/A/status online");
+    EXPECT_EQ(stranger->End(SIGTERM), 0);
+    EXPECT_EQ(gateway->End(SIGTERM), 0);
+    watch->Await("tq/A/status offline");
+}
+
+} // namespace
