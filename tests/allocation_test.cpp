@@ -65,22 +65,15 @@ void *__wrap_realloc(void *memory, std::size_t size);
 char *__wrap_strdup(const char *text);
 void __wrap_free(void *memory);
 
-void *__wrap_malloc(std::size_t size) {
-    return g_faults.Hit() ? nullptr : (++g_faults.live, __real_malloc(size));
-}
+void *__wrap_malloc(std::size_t size) { return g_faults.Hit() ? nullptr : (++g_faults.live, __real_malloc(size)); }
 
-void *__wrap_calloc(std::size_t count, std::size_t size) {
-    return g_faults.Hit() ? nullptr : (++g_faults.live, __real_calloc(count, size));
-}
+void *__wrap_calloc(std::size_t count, std::size_t size) { return g_faults.Hit() ? nullptr : (++g_faults.live, __real_calloc(count, size)); }
 
 void *__wrap_realloc(void *memory, std::size_t size) {
-    return g_faults.Hit() ? nullptr
-                          : (g_faults.live += memory == nullptr ? 1 : 0, __real_realloc(memory, size));
+    return g_faults.Hit() ? nullptr : (g_faults.live += memory == nullptr ? 1 : 0, __real_realloc(memory, size));
 }
 
-char *__wrap_strdup(const char *text) {
-    return g_faults.Hit() ? nullptr : (++g_faults.live, __real_strdup(text));
-}
+char *__wrap_strdup(const char *text) { return g_faults.Hit() ? nullptr : (++g_faults.live, __real_strdup(text)); }
 
 void __wrap_free(void *memory) {
     g_faults.live -= memory != nullptr ? 1 : 0;
@@ -96,8 +89,7 @@ bool InXmlClass() {
     const int count = backtrace(frames.data(), static_cast<int>(frames.size()));
     for (int i = 0; i < count; ++i) {
         Dl_info info{};
-        if (dladdr(frames[static_cast<std::size_t>(i)], &info) != 0 && info.dli_sname != nullptr &&
-            strstr(info.dli_sname, "CMarkupSTL") != nullptr) {
+        if (dladdr(frames[static_cast<std::size_t>(i)], &info) != 0 && info.dli_sname != nullptr && strstr(info.dli_sname, "CMarkupSTL") != nullptr) {
             return true;
         }
     }
@@ -116,12 +108,8 @@ void *operator new(std::size_t size) {
     }
     return memory;
 }
-void operator delete(void *memory) noexcept {
-    __real_free(memory);
-}
-void operator delete(void *memory, std::size_t) noexcept {
-    __real_free(memory);
-}
+void operator delete(void *memory) noexcept { __real_free(memory); }
+void operator delete(void *memory, std::size_t) noexcept { __real_free(memory); }
 
 namespace {
 
@@ -143,12 +131,9 @@ std::string Bytes(const Record &record) {
 
 std::string RenderRules(const tqDevSDK_SmartControl_ConfigRules &rules) {
     return RenderAll(rules.pstUnit, rules.usNum, [](const auto &unit) {
-        return std::to_string(unit.usType) + " " + std::to_string(unit.ucChannel) +
-               RenderAll(unit.pstRuleUnit, unit.usNum, [](auto rule) {
-                   const std::string arrays = RenderAll(rule.pstEvents, rule.usEvents_Num,
-                                                        Bytes<tqDevSDK_SmartControl_ConfigRule_Events>) +
-                                              RenderAll(rule.pstActions, rule.usActions_Num,
-                                                        Bytes<tqDevSDK_SmartControl_ConfigRule_Actions>);
+        return std::to_string(unit.usType) + " " + std::to_string(unit.ucChannel) + RenderAll(unit.pstRuleUnit, unit.usNum, [](auto rule) {
+                   const std::string arrays = RenderAll(rule.pstEvents, rule.usEvents_Num, Bytes<tqDevSDK_SmartControl_ConfigRule_Events>) +
+                                              RenderAll(rule.pstActions, rule.usActions_Num, Bytes<tqDevSDK_SmartControl_ConfigRule_Actions>);
                    rule.pstEvents = nullptr;
                    rule.pstActions = nullptr;
                    return Bytes(rule) + arrays;
@@ -193,9 +178,7 @@ bool IsPartOf(const cJSON *part, const cJSON *whole) {
     return cJSON_IsObject(part) || cJSON_Compare(part, whole, true) != 0;
 }
 
-std::string Head(const std::string &line) {
-    return line.substr(0, line.find('{'));
-}
+std::string Head(const std::string &line) { return line.substr(0, line.find('{')); }
 
 // A sent line is whole, or a JSON body that lacks a key.
 bool IsPartOf(const std::string &line, const Lines &whole) {
@@ -220,15 +203,13 @@ bool IsPartOf(const std::string &line, const Lines &whole) {
 // Sequence numbers differ from run to run, as does the time of an action result. JSON in an attribute is read
 // as JSON elsewhere.
 std::string Masked(std::string line) {
-    for (const auto &[mark, end] :
-         {std::pair<const char *, const char *>{" seq ", " "}, {"\"time\":\t\"", "\""}}) {
+    for (const auto &[mark, end] : {std::pair<const char *, const char *>{" seq ", " "}, {"\"time\":\t\"", "\""}}) {
         if (const std::size_t at = line.find(mark); at != std::string::npos) {
             const std::size_t from = at + strlen(mark);
             line.erase(from, line.find(end, from) - from);
         }
     }
-    for (const auto &[reference, text] :
-         {std::pair<const char *, const char *>{"&quot;", "\""}, {"&#10;", "\n"}, {"&#09;", "\t"}}) {
+    for (const auto &[reference, text] : {std::pair<const char *, const char *>{"&quot;", "\""}, {"&#10;", "\n"}, {"&#09;", "\t"}}) {
         for (std::size_t at = line.find(reference); at != std::string::npos; at = line.find(reference, at)) {
             line.replace(at, strlen(reference), text);
         }
@@ -250,9 +231,7 @@ protected:
         int result = 0;
         Lines sent;
         Lines received;
-        bool operator==(const Outcome &other) const {
-            return result == other.result && sent == other.sent && received == other.received;
-        }
+        bool operator==(const Outcome &other) const { return result == other.result && sent == other.sent && received == other.received; }
     };
 
     void SetUp() override {
@@ -278,24 +257,19 @@ protected:
     static int Answer(tqDevSDK_SmartControl_runtime_info &query) {
         switch (query.type) {
         case TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_CONFIG_RULES: {
-            auto *rules = static_cast<tqDevSDK_SmartControl_ConfigRules *>(
-                calloc(1, sizeof(tqDevSDK_SmartControl_ConfigRules)));
+            auto *rules = static_cast<tqDevSDK_SmartControl_ConfigRules *>(calloc(1, sizeof(tqDevSDK_SmartControl_ConfigRules)));
             rules->usNum = 1;
-            rules->pstUnit =
-                static_cast<tqDevSDK_SmartControl_ConfigRules_ValueUnit *>(calloc(1, sizeof *rules->pstUnit));
+            rules->pstUnit = static_cast<tqDevSDK_SmartControl_ConfigRules_ValueUnit *>(calloc(1, sizeof *rules->pstUnit));
             auto &unit = rules->pstUnit[0];
             unit.usType = 1;
             unit.usNum = 1;
-            unit.pstRuleUnit = static_cast<tqDevSDK_SmartControl_ConfigRules_RuleUnit *>(
-                calloc(1, sizeof *unit.pstRuleUnit));
+            unit.pstRuleUnit = static_cast<tqDevSDK_SmartControl_ConfigRules_RuleUnit *>(calloc(1, sizeof *unit.pstRuleUnit));
             auto &rule = unit.pstRuleUnit[0];
             rule.aucWeekDaysEn[2] = 1;
             rule.usEvents_Num = 1;
-            rule.pstEvents =
-                static_cast<tqDevSDK_SmartControl_ConfigRule_Events *>(calloc(1, sizeof *rule.pstEvents));
+            rule.pstEvents = static_cast<tqDevSDK_SmartControl_ConfigRule_Events *>(calloc(1, sizeof *rule.pstEvents));
             rule.usActions_Num = 1;
-            rule.pstActions =
-                static_cast<tqDevSDK_SmartControl_ConfigRule_Actions *>(calloc(1, sizeof *rule.pstActions));
+            rule.pstActions = static_cast<tqDevSDK_SmartControl_ConfigRule_Actions *>(calloc(1, sizeof *rule.pstActions));
             rule.pstActions->ucValueNum = 2;
             query.data = reinterpret_cast<char *>(rules);
             break;
@@ -338,16 +312,11 @@ std::vector<AllocationTest::Entry> AllocationTest::Entries() {
     std::vector<Entry> entries;
     const std::string action = R"({"delay":1,"channelNo":2,"params":{"value1":3},"extendValue":"e"})";
     for (const int command : {20034, 20036, 20038, 20040}) {
-        entries.push_back(
-            {"command " + std::to_string(command), true, [=] { return CommandEntry(command, action); }});
+        entries.push_back({"command " + std::to_string(command), true, [=] { return CommandEntry(command, action); }});
     }
-    entries.push_back({"chime alarm", true, [=] {
-                           return CommandEntry(
-                               20064, R"({"deviceId":"d","eventId":1,"channelNo":2,"params":{"value1":3}})");
-                       }});
-    entries.push_back({"signal query", true, [=] {
-                           return CommandEntry(20058, R"({"macList":[{"mac":"m","deviceSerial":"s"},{}]})");
-                       }});
+    entries.push_back(
+        {"chime alarm", true, [=] { return CommandEntry(20064, R"({"deviceId":"d","eventId":1,"channelNo":2,"params":{"value1":3}})"); }});
+    entries.push_back({"signal query", true, [=] { return CommandEntry(20058, R"({"macList":[{"mac":"m","deviceSerial":"s"},{}]})"); }});
     for (const auto &[key, value] : std::vector<std::pair<std::string, std::string>>{
              {"device_ICR_DSS", R"({"mode":1,"sensitivity":2,"autoTimeBegin":"7:05","autoTimeEnd":"23:00"})"},
              {"device_screen_overtime", "123456789012345678901234567890"},
@@ -369,12 +338,10 @@ std::vector<AllocationTest::Entry> AllocationTest::Entries() {
                                return tqhost::DeliverModelRequest(message).value_or(-99);
                            }});
     }
-    const std::string rule =
-        R"({"id":1,"userId":"u","name":"n","enable":1,"weekdays":["1"],"startTime":"1:2","endTime":"n3:4","rule":{)"
-        R"("condition":0,"events":[{"domain":1,"cmdId":2,"deviceId":"d","channelNo":3,"value":4}],"actions":[)"
-        R"({"domain":1,"cmdId":2,"deviceId":"d","channelNo":3,"params":{"value1":4},"delay":5}]}})";
-    const std::string rules =
-        R"([{"channel":1,"status":[)" + rule + "," + rule + R"(]},{"channel":2,"status":[)" + rule + "]}]";
+    const std::string rule = R"({"id":1,"userId":"u","name":"n","enable":1,"weekdays":["1"],"startTime":"1:2","endTime":"n3:4","rule":{)"
+                             R"("condition":0,"events":[{"domain":1,"cmdId":2,"deviceId":"d","channelNo":3,"value":4}],"actions":[)"
+                             R"({"domain":1,"cmdId":2,"deviceId":"d","channelNo":3,"params":{"value1":4},"delay":5}]}})";
+    const std::string rules = R"([{"channel":1,"status":[)" + rule + "," + rule + R"(]},{"channel":2,"status":[)" + rule + "]}]";
     entries.push_back({"rules from the cloud", true, [=] {
                            // Straight to the callback: the service delivers an accepted value once only.
                            std::string text = rules;
@@ -384,12 +351,9 @@ std::vector<AllocationTest::Entry> AllocationTest::Entries() {
                            tqDevSDK_Shadow_ParseSync_Param_S param{};
                            return tqhost::ShadowService("InterconnectionRule")->parse_sync(&value, &param);
                        }});
-    entries.push_back(
-        {"rules to the cloud", true, [] { return tqhost::ShadowGet("InterconnectionRule").value_or(-99); }});
-    entries.push_back(
-        {"scene rules to the cloud", false, [] { return tqhost::ShadowGet("SceneLink").value_or(-99); }});
-    entries.push_back(
-        {"no AI rules to the cloud", true, [] { return tqhost::ShadowGet("LocalLink").value_or(-99); }});
+    entries.push_back({"rules to the cloud", true, [] { return tqhost::ShadowGet("InterconnectionRule").value_or(-99); }});
+    entries.push_back({"scene rules to the cloud", false, [] { return tqhost::ShadowGet("SceneLink").value_or(-99); }});
+    entries.push_back({"no AI rules to the cloud", true, [] { return tqhost::ShadowGet("LocalLink").value_or(-99); }});
     for (const tqDevSDK_report_status_info &item : tqhost::StatusItems()) {
         const std::string key = std::to_string(item.status_value);
         entries.push_back({"status query " + key, false, [=] {
@@ -398,8 +362,7 @@ std::vector<AllocationTest::Entry> AllocationTest::Entries() {
                                return result;
                            }});
         // The AI item pushes the empty object, the scene item the application's text.
-        entries.push_back(
-            {"status report " + key, item.status_value != 125, [=] { return item.report_status(0); }});
+        entries.push_back({"status report " + key, item.status_value != 125, [=] { return item.report_status(0); }});
     }
 
     static tqDevSDK_SmartControl_Event event{};
@@ -421,11 +384,9 @@ std::vector<AllocationTest::Entry> AllocationTest::Entries() {
     auto *scenes = reinterpret_cast<tqDevSDK_SmartControl_UndoneSceneList_S *>(scene_bytes);
     scenes->stSrcEvent.stBody.acPayload = "event";
     scenes->uiNum = 2;
-    const std::pair<int, const void *> reports[] = {{0, &event}, {1, &result}, {2, undone}, {3, &center},
-                                                    {4, scenes}, {5, otap},    {6, &center}};
+    const std::pair<int, const void *> reports[] = {{0, &event}, {1, &result}, {2, undone}, {3, &center}, {4, scenes}, {5, otap}, {6, &center}};
     for (const auto &[type, record] : reports) {
-        entries.push_back({"report " + std::to_string(type), true,
-                           [=, type = type, record = record] { return Report(type, record); }});
+        entries.push_back({"report " + std::to_string(type), true, [=, type = type, record = record] { return Report(type, record); }});
     }
     entries.push_back({"dclog", false, [] {
                            tqDevSDK_SmartControl_DCLogParam_S param{};
@@ -444,15 +405,13 @@ TEST_F(AllocationTest, EveryFailureIsSurvived) {
                       "<Response><Result>4</Result></Response>",
                       "shadow LocalLink version 0 reset 0 type 3 "};
     for (const char *text : {"{\n}", "null"}) {
-        for (const char *status : {"200 0 'success!' seq  qos 0 [operate_reply] value 5",
-                                   "400 -1 'manage failed!' seq  qos 0 [operate_reply] value 6"}) {
-            refusals.push_back(std::string("reply ExecManualScene of TQLink type 2 resource 1 Video ") +
-                               status + " length 0 " + text);
+        for (const char *status :
+             {"200 0 'success!' seq  qos 0 [operate_reply] value 5", "400 -1 'manage failed!' seq  qos 0 [operate_reply] value 6"}) {
+            refusals.push_back(std::string("reply ExecManualScene of TQLink type 2 resource 1 Video ") + status + " length 0 " + text);
         }
     }
     for (const int answer : {20035, 20037, 20039, 20041}) {
-        refusals.push_back("command " + std::to_string(answer) + " seq  response 1 v1.0.0 " +
-                           Printed(R"({"result":-1})"));
+        refusals.push_back("command " + std::to_string(answer) + " seq  response 1 v1.0.0 " + Printed(R"({"result":-1})"));
     }
     int points = 0;
     const std::vector<Entry> entries = Entries();
@@ -462,8 +421,7 @@ TEST_F(AllocationTest, EveryFailureIsSurvived) {
         int entry_points = 0;
         for (const bool all_later : {false, true}) {
             for (int target = 1;; ++target) {
-                SCOPED_TRACE("allocation " + std::to_string(target) +
-                             (all_later ? " and all later ones" : ""));
+                SCOPED_TRACE("allocation " + std::to_string(target) + (all_later ? " and all later ones" : ""));
                 const long live = g_faults.live;
                 g_faults.target = target;
                 g_faults.seen = 0;
@@ -481,9 +439,7 @@ TEST_F(AllocationTest, EveryFailureIsSurvived) {
                     EXPECT_TRUE(IsPartOf(line, clean.sent) || IsPartOf(line, refusals)) << line;
                 }
                 for (const std::string &record : outcome.received) {
-                    EXPECT_TRUE(std::find(clean.received.begin(), clean.received.end(), record) !=
-                                clean.received.end())
-                        << "a half-filled record";
+                    EXPECT_TRUE(std::find(clean.received.begin(), clean.received.end(), record) != clean.received.end()) << "a half-filled record";
                 }
                 EXPECT_EQ(Run(entry), clean) << "the next message";
                 ASSERT_LT(target, 10000);

@@ -11,11 +11,9 @@ TEST_F(CapacityTest, OnlyATextThatFitsIsWritten) {
     ASSERT_EQ(empty.size(), std::size_t{TQ_SHADOW_VALUE_CAPACITY});
     UINT16 units = 0;
     on_query = [&](tqDevSDK_SmartControl_runtime_info &query) {
-        auto *rules = static_cast<tqDevSDK_SmartControl_ConfigRules *>(
-            calloc(1, sizeof(tqDevSDK_SmartControl_ConfigRules)));
+        auto *rules = static_cast<tqDevSDK_SmartControl_ConfigRules *>(calloc(1, sizeof(tqDevSDK_SmartControl_ConfigRules)));
         rules->usNum = units;
-        rules->pstUnit =
-            static_cast<tqDevSDK_SmartControl_ConfigRules_ValueUnit *>(calloc(1, sizeof *rules->pstUnit));
+        rules->pstUnit = static_cast<tqDevSDK_SmartControl_ConfigRules_ValueUnit *>(calloc(1, sizeof *rules->pstUnit));
         query.data = reinterpret_cast<char *>(rules);
         return 0;
     };

@@ -17,18 +17,15 @@ constexpr int kChimeSignal = 20058;
 constexpr int kChimeAlarm = 20064;
 
 std::string Answer(int command, int result, UINT32 seq = 7) {
-    return "command " + std::to_string(command + 1) + " seq " + std::to_string(seq) +
-           " response 1 v1.0.0 {\n\t\"result\":\t" + std::to_string(result) + "\n}";
+    return "command " + std::to_string(command + 1) + " seq " + std::to_string(seq) + " response 1 v1.0.0 {\n\t\"result\":\t" +
+           std::to_string(result) + "\n}";
 }
 
 class CommandTest : public ModuleTest {};
 
 TEST_F(CommandTest, CaptureReachesTheDeviceAndIsAnswered) {
-    Command(kCapture,
-            R"({"delay":4294967295,"channelNo":2.9,"params":{"value1":3,"value2":-1},"extendValue":"r-1"})",
-            9);
-    const auto record =
-        Received<tqDevSDK_SmartControl_device_capture_info>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CAPTURE_PIC);
+    Command(kCapture, R"({"delay":4294967295,"channelNo":2.9,"params":{"value1":3,"value2":-1},"extendValue":"r-1"})", 9);
+    const auto record = Received<tqDevSDK_SmartControl_device_capture_info>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CAPTURE_PIC);
     EXPECT_EQ(record.channel, 2U);
     EXPECT_EQ(record.delay, 2147483647U) << "the integer view saturates";
     EXPECT_STREQ(record.relation_id, "r-1");
@@ -37,25 +34,20 @@ TEST_F(CommandTest, CaptureReachesTheDeviceAndIsAnswered) {
     EXPECT_EQ(record.auiValue[1], 4294967295U);
     EXPECT_EQ(record.auiValue[2], 0U);
     EXPECT_EQ(Take(), Lines{Answer(kCapture, 0, 9)});
-    EXPECT_EQ(
-        TakeWholeLog(),
-        (Lines{
-            "error: R:4e42",
-            R"(debug: [SetDevCaptureReq]:{"delay":4294967295,"channelNo":2.9,"params":{"value1":3,"value2":-1},"extendValue":"r-1"})",
-            "error: s:4e43", "info: rsp msg:{\n\t\"result\":\t0\n}"}));
+    EXPECT_EQ(TakeWholeLog(),
+              (Lines{"error: R:4e42",
+                     R"(debug: [SetDevCaptureReq]:{"delay":4294967295,"channelNo":2.9,"params":{"value1":3,"value2":-1},"extendValue":"r-1"})",
+                     "error: s:4e43", "info: rsp msg:{\n\t\"result\":\t0\n}"}));
 }
 
 TEST_F(CommandTest, VideoCommandsReachTheDeviceAndAreAnswered) {
-    const std::string body =
-        R"({"delay":5,"channelNo":1,"params":{},"extendValue":")" + std::string(70, 'x') + "\"}";
+    const std::string body = R"({"delay":5,"channelNo":1,"params":{},"extendValue":")" + std::string(70, 'x') + "\"}";
     Command(kVideo, body);
-    const auto video =
-        Received<tqDevSDK_SmartControl_Action_Common_S>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_VIDEO);
+    const auto video = Received<tqDevSDK_SmartControl_Action_Common_S>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_VIDEO);
     EXPECT_EQ(video.channel, 1U);
     EXPECT_EQ(video.delay, 5U);
     Command(kPicAndVideo, body);
-    const auto both = Received<tqDevSDK_SmartControl_Action_Pic_And_Video_S>(
-        TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_PIC_AND_VIDEO);
+    const auto both = Received<tqDevSDK_SmartControl_Action_Pic_And_Video_S>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_PIC_AND_VIDEO);
     EXPECT_EQ(both.stComm.channel, 1U);
     EXPECT_EQ(both.stComm.delay, 5U);
     EXPECT_EQ(both.relation_id, std::string(63, 'x'));
@@ -75,8 +67,7 @@ TEST_F(CommandTest, SleepValueFillsTheWholeRecord) {
     for (const auto &row : cases) {
         SCOPED_TRACE(row.params);
         Command(kSleep, std::string(R"({"delay":0,"channelNo":0,"params":)") + row.params + "}");
-        const auto record =
-            Received<tqDevSDK_SmartControl_Action_Sleep_S>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SLEEP);
+        const auto record = Received<tqDevSDK_SmartControl_Action_Sleep_S>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SLEEP);
         EXPECT_EQ(memcmp(&record, row.bytes, sizeof record), 0);
         EXPECT_EQ(Take(), Lines{Answer(kSleep, 0)});
     }
@@ -102,8 +93,7 @@ TEST_F(CommandTest, CommonAttributesAreReadLeniently) {
     for (const auto &row : cases) {
         SCOPED_TRACE(row.body);
         Command(kCapture, row.body);
-        const auto record = Received<tqDevSDK_SmartControl_device_capture_info>(
-            TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CAPTURE_PIC);
+        const auto record = Received<tqDevSDK_SmartControl_device_capture_info>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CAPTURE_PIC);
         EXPECT_EQ(record.channel, row.channel);
         EXPECT_EQ(record.delay, row.delay);
         EXPECT_EQ(record.relation_id, row.relation);
@@ -124,8 +114,7 @@ TEST_F(CommandTest, BadAttributesAreAnsweredWithMinusOne) {
         {"5", "Failed to find item:delay"},
         {"null", "Failed to find item:delay"},
     };
-    const std::pair<int, std::string> actions[] = {
-        {kCapture, "pic"}, {kVideo, "video"}, {kPicAndVideo, "pic&&video"}, {kSleep, "sleep"}};
+    const std::pair<int, std::string> actions[] = {{kCapture, "pic"}, {kVideo, "video"}, {kPicAndVideo, "pic&&video"}, {kSleep, "sleep"}};
     for (const auto &[command, name] : actions) {
         for (const auto &[body, text] : cases) {
             SCOPED_TRACE(name + " " + body);
@@ -146,34 +135,28 @@ TEST_F(CommandTest, BadAttributesAreAnsweredWithMinusOne) {
 TEST_F(CommandTest, MalformedBodiesAreNotAnswered) {
     const Outcome null = AfterCommand(kVideo, std::nullopt);
     EXPECT_EQ(null.sent, Lines{});
-    EXPECT_EQ(null.log,
-              (Lines{"error: Failed to cJSON_Parse:", "error: Failed to handle ReqAndRsp:code=0xffffffff",
-                     "error: result_code -1"}));
-    for (const std::string &body : {std::string(), std::string("{\"delay\":"), std::string("nonsense"),
-                                    std::string(2000, '['), std::string(100000, '{')}) {
+    EXPECT_EQ(null.log, (Lines{"error: Failed to cJSON_Parse:", "error: Failed to handle ReqAndRsp:code=0xffffffff", "error: result_code -1"}));
+    for (const std::string &body :
+         {std::string(), std::string("{\"delay\":"), std::string("nonsense"), std::string(2000, '['), std::string(100000, '{')}) {
         const Outcome outcome = AfterCommand(kVideo, body);
         EXPECT_EQ(outcome.sent, Lines{});
         EXPECT_EQ(outcome.log.front(), "error: Failed to cJSON_Parse:" + body);
     }
     EXPECT_EQ(ReceivedCount(), 0U);
-    EXPECT_EQ(AfterCommand(kVideo, R"({"delay":0,"channelNo":1,"params":{}})").sent,
-              Lines{Answer(kVideo, 0)});
+    EXPECT_EQ(AfterCommand(kVideo, R"({"delay":0,"channelNo":1,"params":{}})").sent, Lines{Answer(kVideo, 0)});
 }
 
 TEST_F(CommandTest, DeviceVerdictOnActionsStaysAtTheDevice) {
     recv_result = 5;
     for (const int command : {kCapture, kVideo, kPicAndVideo, kSleep}) {
-        EXPECT_EQ(AfterCommand(command, R"({"delay":0,"channelNo":1,"params":{}})").sent,
-                  Lines{Answer(command, 0)});
+        EXPECT_EQ(AfterCommand(command, R"({"delay":0,"channelNo":1,"params":{}})").sent, Lines{Answer(command, 0)});
     }
     EXPECT_EQ(ReceivedCount(), 4U);
 }
 
 TEST_F(CommandTest, ChimeAlarmIsAnsweredOnlyOnSuccess) {
-    Command(kChimeAlarm, R"({"deviceId":")" + std::string(40, 'd') +
-                             R"(","eventId":12,"channelNo":3,"params":{"value1":70000,"value2":2}})");
-    const auto record = Received<tqDevSDK_SmartControl_SetChimeAlarmAction>(
-        TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CHIME_ALARM_ACTION);
+    Command(kChimeAlarm, R"({"deviceId":")" + std::string(40, 'd') + R"(","eventId":12,"channelNo":3,"params":{"value1":70000,"value2":2}})");
+    const auto record = Received<tqDevSDK_SmartControl_SetChimeAlarmAction>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CHIME_ALARM_ACTION);
     EXPECT_EQ(record.acDevId, std::string(31, 'd'));
     EXPECT_EQ(record.uiEventId, 12U);
     EXPECT_EQ(record.uiChannel, 3U);
@@ -200,8 +183,7 @@ TEST_F(CommandTest, ChimeAlarmIsAnsweredOnlyOnSuccess) {
         SCOPED_TRACE(body.value_or("null"));
         const Outcome outcome = AfterCommand(kChimeAlarm, body);
         EXPECT_EQ(outcome.sent, Lines{});
-        EXPECT_EQ(outcome.log, (Lines{"error: " + text, "error: Failed to handle ReqAndRsp:code=0xffffffff",
-                                      "error: result_code -1"}));
+        EXPECT_EQ(outcome.log, (Lines{"error: " + text, "error: Failed to handle ReqAndRsp:code=0xffffffff", "error: result_code -1"}));
     }
     EXPECT_EQ(ReceivedCount(), 0U);
 
@@ -236,8 +218,7 @@ TEST_F(CommandTest, RefusedAnswerIsLogged) {
     tqhost::Fail("tqdev_sdk_kernel_send", 6, 1);
     const Outcome outcome = AfterCommand(kVideo, R"({"delay":0,"channelNo":1,"params":{}})");
     EXPECT_EQ(outcome.sent, Lines{});
-    EXPECT_EQ(outcome.log,
-              (Lines{"error: Failed to send msg to platform:error=0x6", "error: result_code -1"}));
+    EXPECT_EQ(outcome.log, (Lines{"error: Failed to send msg to platform:error=0x6", "error: result_code -1"}));
 }
 
 TEST_F(CommandTest, CommandsAfterFiniAreSurvived) {
@@ -264,14 +245,11 @@ TEST_F(CommandTest, ApplicationWithoutCallbacksIsSurvived) {
     Init();
     Take();
     TakeLog();
-    EXPECT_EQ(AfterCommand(kVideo, R"({"delay":0,"channelNo":1,"params":{}})").sent,
-              Lines{Answer(kVideo, -1)});
+    EXPECT_EQ(AfterCommand(kVideo, R"({"delay":0,"channelNo":1,"params":{}})").sent, Lines{Answer(kVideo, -1)});
     const Outcome alarm = AfterCommand(kChimeAlarm, R"({"eventId":1,"channelNo":1,"params":{}})");
     EXPECT_EQ(alarm.sent, Lines{});
-    EXPECT_EQ(alarm.log,
-              (Lines{"error: NULL cb func of recv_msg.",
-                     "error: Failed to seng msg to app while setting chime alarm action.",
-                     "error: Failed to handle ReqAndRsp:code=0xffffffff", "error: result_code -1"}));
+    EXPECT_EQ(alarm.log, (Lines{"error: NULL cb func of recv_msg.", "error: Failed to seng msg to app while setting chime alarm action.",
+                                "error: Failed to handle ReqAndRsp:code=0xffffffff", "error: result_code -1"}));
     tqhost::ModelMessage scene;
     scene.identifier = "ExecManualScene";
     scene.text = R"({"ruleId":"1"})";
@@ -289,13 +267,11 @@ TEST_F(CommandTest, ChimeAlarmFillsItsBufferEvenWhenItFails) {
 }
 
 TEST_F(CommandTest, KernelEventsAndNullRecords) {
-    const Lines forced = {"tqDevSDK_report_set_force_report 74", "tqDevSDK_report_set_force_report 75",
-                          "tqDevSDK_report_set_force_report 76", "tqDevSDK_report_set_force_report 77",
-                          "tqDevSDK_report_set_force_report 78"};
+    const Lines forced = {"tqDevSDK_report_set_force_report 74", "tqDevSDK_report_set_force_report 75", "tqDevSDK_report_set_force_report 76",
+                          "tqDevSDK_report_set_force_report 77", "tqDevSDK_report_set_force_report 78"};
     for (int type = sdk_kernel_event_online; type <= sdk_kernel_event_bind_hub; ++type) {
         tqhost::DeliverEvent(static_cast<sdk_kernel_event_type>(type));
-        EXPECT_EQ(Take(),
-                  type == sdk_kernel_event_online || type == sdk_kernel_event_switchover ? forced : Lines{});
+        EXPECT_EQ(Take(), type == sdk_kernel_event_online || type == sdk_kernel_event_switchover ? forced : Lines{});
         EXPECT_EQ(TakeLog(), Lines{"debug: SmartControl_extend_event type " + std::to_string(type)});
     }
     const auto extension = tqhost::Extension(7000);
@@ -304,8 +280,7 @@ TEST_F(CommandTest, KernelEventsAndNullRecords) {
     extension->tqdev_sdk_kernel_extend_data_route(nullptr, nullptr);
     tqhost::StartExtensions();
     tqhost::StopExtensions();
-    EXPECT_EQ(TakeLog(), (Lines{"error: NULL input param!", "debug: SmartControl_extend_start_cb",
-                                "debug: SmartControl_extend_stop_cb"}));
+    EXPECT_EQ(TakeLog(), (Lines{"error: NULL input param!", "debug: SmartControl_extend_start_cb", "debug: SmartControl_extend_stop_cb"}));
 }
 
 // ---- Signal query ----
@@ -326,8 +301,7 @@ protected:
     }
 
     static std::string SignalAnswer(const std::string &response) {
-        return "command 20059 seq 7 response 1 v1.0.0 " +
-               Printed(R"({"result":0,"response":)" + response + "}");
+        return "command 20059 seq 7 response 1 v1.0.0 " + Printed(R"({"result":0,"response":)" + response + "}");
     }
 };
 
@@ -351,13 +325,11 @@ TEST_F(SignalTest, AsksForTheListedChimesAndTheRouter) {
         Fill(info.ap_signal_result[3].unInfo.stRoute.acSSID, 'w');
         info.ap_signal_result[3].iSignalStrength = -60;
     });
-    Command(kChimeSignal, R"({"macList":[{"mac":")" + std::string(40, 'm') + R"(","deviceSerial":")" +
-                              std::string(70, 's') + R"("},{"mac":5,"deviceSerial":"C2"},3]})");
-    EXPECT_EQ(Take(),
-              Lines{SignalAnswer(
-                  R"([{"type":"chime","name":")" + std::string(63, 's') +
-                  R"(","signal":1},{"type":"chime","name":"odd","signal":-3},{"type":"router","name":")" +
-                  std::string(64, 'w') + R"(","signal":-60}])")});
+    Command(kChimeSignal, R"({"macList":[{"mac":")" + std::string(40, 'm') + R"(","deviceSerial":")" + std::string(70, 's') +
+                              R"("},{"mac":5,"deviceSerial":"C2"},3]})");
+    EXPECT_EQ(Take(), Lines{SignalAnswer(R"([{"type":"chime","name":")" + std::string(63, 's') +
+                                         R"(","signal":1},{"type":"chime","name":"odd","signal":-3},{"type":"router","name":")" +
+                                         std::string(64, 'w') + R"(","signal":-60}])")});
     EXPECT_EQ(TakeLog(), Lines{}) << "the application's result is ignored";
 }
 
@@ -366,18 +338,16 @@ TEST_F(SignalTest, WithoutAListTheRouterIsAskedFor) {
         EXPECT_EQ(info.num, 1);
         Set(info.ap_signal_result[0].unInfo.stRoute.acSSID, "home");
     });
-    for (const char *body :
-         {"{}", "[]", "7", R"({"macList":{"a":{},"b":{}}})", R"({"macList":"x"})", R"({"macList":[]})"}) {
+    for (const char *body : {"{}", "[]", "7", R"({"macList":{"a":{},"b":{}}})", R"({"macList":"x"})", R"({"macList":[]})"}) {
         SCOPED_TRACE(body);
-        EXPECT_EQ(AfterCommand(kChimeSignal, body).sent,
-                  Lines{SignalAnswer(R"([{"type":"router","name":"home","signal":0}])")});
+        EXPECT_EQ(AfterCommand(kChimeSignal, body).sent, Lines{SignalAnswer(R"([{"type":"router","name":"home","signal":0}])")});
     }
 }
 
 TEST_F(SignalTest, EntryCountIsBoundedWhateverTheApplicationWrites) {
     const std::string router = R"([{"type":"router","name":"","signal":0}])";
-    for (const auto &[count, expected] : std::vector<std::pair<int, std::string>>{
-             {1000000, router}, {2147483647, router}, {1, router}, {0, "[]"}, {-5, "[]"}}) {
+    for (const auto &[count, expected] :
+         std::vector<std::pair<int, std::string>>{{1000000, router}, {2147483647, router}, {1, router}, {0, "[]"}, {-5, "[]"}}) {
         OnSignal([count = count](Info &info) {
             info.num = count;
             info.ap_signal_result = nullptr;

@@ -6,8 +6,7 @@ namespace {
 class DclogTest : public ModuleTest {
 protected:
     static int Push(const tqDevSDK_SmartControl_DCLogParam_S *param) {
-        tqDevSDK_SmartControl_DclogMsg_S msg{tqDevSDK_SmartControl_DCLogMsg_EntireDCLog,
-                                             const_cast<tqDevSDK_SmartControl_DCLogParam_S *>(param), 0};
+        tqDevSDK_SmartControl_DclogMsg_S msg{tqDevSDK_SmartControl_DCLogMsg_EntireDCLog, const_cast<tqDevSDK_SmartControl_DCLogParam_S *>(param), 0};
         return tqDevSDK_SmartControl_PushDclog(&msg);
     }
 
@@ -99,22 +98,16 @@ TEST_F(DclogTest, RefusalsNameTheSystem) {
 
     tqDevSDK_SmartControl_DCLogParam_S param = Param("Device_lan_smart_run");
     EXPECT_EQ(Push(&param), -1);
-    EXPECT_EQ(
-        TakeLog(),
-        (Lines{"error: Invalid dclog system name of smart_control dclog:Device_lan_smart_run",
-               "error: Failed to fill dclog param of smart_control dclog, systemName is Device_lan_smart_run",
-               failed}));
+    EXPECT_EQ(TakeLog(), (Lines{"error: Invalid dclog system name of smart_control dclog:Device_lan_smart_run",
+                                "error: Failed to fill dclog param of smart_control dclog, systemName is Device_lan_smart_run", failed}));
     Fill(param.acSystemName, 'n');
     EXPECT_EQ(Push(&param), -1);
-    EXPECT_EQ(TakeLog()[0],
-              "error: Invalid dclog system name of smart_control dclog:" + std::string(63, 'n'));
+    EXPECT_EQ(TakeLog()[0], "error: Invalid dclog system name of smart_control dclog:" + std::string(63, 'n'));
 
     param = Param("device_lan_smart_run");
     tqhost::Fail("tqdev_dclog_Report", 21, 1);
     EXPECT_EQ(Push(&param), 21);
-    EXPECT_EQ(
-        TakeLog(),
-        (Lines{"error: Falied to post dclog of smart_control, systemName is device_lan_smart_run", failed}));
+    EXPECT_EQ(TakeLog(), (Lines{"error: Falied to post dclog of smart_control, systemName is device_lan_smart_run", failed}));
     EXPECT_TRUE(TakeDclog().empty());
 }
 

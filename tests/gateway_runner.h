@@ -38,9 +38,7 @@ inline Lines Split(const std::string &text) {
     return lines;
 }
 
-inline bool Contains(const std::string &text, const std::string &part) {
-    return text.find(part) != std::string::npos;
-}
+inline bool Contains(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
 
 inline pid_t Start(const std::string &command, int in, int out) {
     const pid_t pid = fork();
@@ -108,9 +106,7 @@ public:
     Program(const Program &) = delete;
     Program &operator=(const Program &) = delete;
 
-    void Say(const std::string &text) const {
-        EXPECT_EQ(write(in_[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    }
+    void Say(const std::string &text) const { EXPECT_EQ(write(in_[1], text.data(), text.size()), static_cast<ssize_t>(text.size())); }
 
     /// Waits until it prints a line with this in it, after those it waited for before; the line.
     std::string Await(const std::string &part) {
@@ -159,8 +155,7 @@ public:
 private:
     /// False at the deadline and the end of the output.
     bool Read(std::chrono::steady_clock::time_point deadline) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         pollfd waiting = {out_, POLLIN, 0};
         if (left.count() <= 0 || poll(&waiting, 1, static_cast<int>(left.count())) != 1) {
             return false;

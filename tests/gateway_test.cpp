@@ -15,16 +15,12 @@ Lines Serve(const Lines &lines) {
     return outcome.lines;
 }
 
-constexpr const char *kCapture =
-    R"({"command":20034,"seq":7,"body":{"delay":0,"channelNo":1,"params":{"value1":3},"extendValue":"r-1"}})";
+constexpr const char *kCapture = R"({"command":20034,"seq":7,"body":{"delay":0,"channelNo":1,"params":{"value1":3},"extendValue":"r-1"}})";
 
 TEST(Gateway, ShowsACommandAndItsAnswer) {
-    EXPECT_EQ(
-        Serve({kCapture}),
-        (Lines{
-            R"({"to":"device","msg":"CAPTURE_PIC","channel":1,"delay":0,"relation_id":"r-1","uiValueNum":1,"auiValue":[3]})",
-            R"({"to":"platform","command":20035,"seq":7,"response":1,"version":"v1.0.0","body":{"result":0}})",
-            R"({"result":null})"}));
+    EXPECT_EQ(Serve({kCapture}),
+              (Lines{R"({"to":"device","msg":"CAPTURE_PIC","channel":1,"delay":0,"relation_id":"r-1","uiValueNum":1,"auiValue":[3]})",
+                     R"({"to":"platform","command":20035,"seq":7,"response":1,"version":"v1.0.0","body":{"result":0}})", R"({"result":null})"}));
 }
 
 TEST(Gateway, RefusesWhatItDoesNotUnderstandAndGoesOn) {
@@ -46,11 +42,9 @@ TEST(Gateway, RefusesWhatItDoesNotUnderstandAndGoesOn) {
         {R"({"shadow":"SceneLinks","value":[]})", "shadow: SceneLinks is not registered"},
         {R"({"kernel_event":"offline"})", "kernel_event: expected online"},
         {R"({"report":"event","channel":1})", "value: missing"},
-        {R"({"report":"undone_scene_v3","stSrcEvent":{"stBody":{"acPayload":"x"}},"uiNum":2,"uiSceneList":[1]})",
-         "uiNum: expected 1"},
+        {R"({"report":"undone_scene_v3","stSrcEvent":{"stBody":{"acPayload":"x"}},"uiNum":2,"uiSceneList":[1]})", "uiNum: expected 1"},
         {R"({"hub":{"recv_msg":1,"icr_dss":{"mode":256}}})", "hub.icr_dss.mode: expected"},
-        {R"({"hub":{"recv_msg":1,"rules":[{"channel":1,"status":[{"id":1}]}]}})",
-         "hub.rules[0].status[0].userId: missing"},
+        {R"({"hub":{"recv_msg":1,"rules":[{"channel":1,"status":[{"id":1}]}]}})", "hub.rules[0].status[0].userId: missing"},
         {R"({"host":{"sleep":1,"fail":{"tqdev_sdk_kernel_send":1,"no_such":1}}})", "host.fail.no_such"},
         {R"({"host":{"sleep":1,"devinfo":{"dev_type":5}}})", "host.devinfo.dev_type: expected a text"},
         {R"({"command":20034,"body":)" + std::string(100000, '['), "nested deeper"},
@@ -86,9 +80,7 @@ TEST(Gateway, SettingsReachTheHubAndAreReported) {
         R"({"status_pass":true})",
     });
     ASSERT_EQ(output.size(), 10U) << Joined(output);
-    EXPECT_EQ(
-        output[0],
-        R"({"to":"device","msg":"ICR_DSS","ucMode":2,"ucSensitivity":4,"autoTime":{"begin":70200,"end":22500}})");
+    EXPECT_EQ(output[0], R"({"to":"device","msg":"ICR_DSS","ucMode":2,"ucSensitivity":4,"autoTime":{"begin":70200,"end":22500}})");
     EXPECT_TRUE(Contains(output[4], "19:30") && Contains(output[4], "06:20")) << output[4];
     EXPECT_TRUE(Contains(output[8], R"(device_screen_lightness\" Value=\"70\")")) << output[8];
 }
@@ -111,8 +103,7 @@ TEST(Gateway, HubKeepsRulesAndGivesThemBack) {
     const std::string rules =
         R"([{"Type":"Global","channel":1,"status":[{"id":2147483647,"userId":"u","name":"n","enable":1,"weekdays":["1","7"],"startTime":"07:05","endTime":"n23:00","rule":{"condition":2,"events":[{"domain":1,"cmdId":2,"deviceId":"d","channelNo":3,"value":4}],"actions":[{"domain":5,"cmdId":6,"deviceId":"e","channelNo":7,"params":{"value1":8,"value2":9},"delay":10}]}}]}])";
     const auto reported = [&](int version) {
-        return R"({"to":"platform","shadow":"InterconnectionRule","version":)" + std::to_string(version) +
-               R"(,"value":)" + rules + '}';
+        return R"({"to":"platform","shadow":"InterconnectionRule","version":)" + std::to_string(version) + R"(,"value":)" + rules + '}';
     };
     const Lines output = Serve({
         R"({"hub":{"rules":)" + rules + R"(,"rules_version":8}})",
@@ -131,14 +122,12 @@ TEST(Gateway, HubKeepsRulesAndGivesThemBack) {
 }
 
 TEST(Gateway, HandsRecordsOverAsACarelessApplicationFillsThem) {
-    const std::string head =
-        R"({"report":"undone_actions","uiRuleId":1,"acExtendVal":")" + std::string(128, 'e') +
-        R"(","astUndoneActs":[{"uiDomain":1,"uiCmdId":2,"acDevId":")" + std::string(32, 'd') +
-        R"(","ucChannel":1,"uiDelay":0,"ausValue":[6],"ucValueNum":)";
+    const std::string head = R"({"report":"undone_actions","uiRuleId":1,"acExtendVal":")" + std::string(128, 'e') +
+                             R"(","astUndoneActs":[{"uiDomain":1,"uiCmdId":2,"acDevId":")" + std::string(32, 'd') +
+                             R"(","ucChannel":1,"uiDelay":0,"ausValue":[6],"ucValueNum":)";
     const Lines output = Serve({head + "1}]}", head + "17}]}", head + "256}]}"});
     ASSERT_EQ(output.size(), 4U) << Joined(output);
-    EXPECT_TRUE(Contains(output[0], R"("deviceId":")" + std::string(32, 'd') +
-                                        R"(","channelNo":1,"params":{"value1":6})"));
+    EXPECT_TRUE(Contains(output[0], R"("deviceId":")" + std::string(32, 'd') + R"(","channelNo":1,"params":{"value1":6})"));
     EXPECT_TRUE(Contains(output[0], R"("extendValue":")" + std::string(128, 'e') + '"'));
     EXPECT_EQ(output[2], R"({"result":-1})");
     EXPECT_EQ(output[3], R"({"error":"astUndoneActs[0].ucValueNum: expected a whole number from 0 to 255"})");
@@ -151,11 +140,10 @@ TEST(Gateway, TourShowsEveryKindOfLineWithoutAnError) {
     EXPECT_EQ(tour.code, 0);
     const std::string output = Joined(tour.lines);
     EXPECT_FALSE(Contains(output, "error\":"));
-    std::istringstream names(
-        "command set model model_reply shadow shadow_get kernel_event status_pass "
-        "status_reset report hub host CHIME_ALARM_ACTION CONFIG_RULES CAPTURE_PIC ICR_DSS "
-        "SCREEN_OVERTIME VIDEO PIC_AND_VIDEO SLEEP CONFIG_AIRULES CONFIG_SCENE_RULES "
-        "MANUAL_SCENE AssistExecAction AssistExecScene ReportNetTopology dclog");
+    std::istringstream names("command set model model_reply shadow shadow_get kernel_event status_pass "
+                             "status_reset report hub host CHIME_ALARM_ACTION CONFIG_RULES CAPTURE_PIC ICR_DSS "
+                             "SCREEN_OVERTIME VIDEO PIC_AND_VIDEO SLEEP CONFIG_AIRULES CONFIG_SCENE_RULES "
+                             "MANUAL_SCENE AssistExecAction AssistExecScene ReportNetTopology dclog");
     for (std::string name; names >> name;) {
         EXPECT_TRUE(Contains(script + output, '"' + name + '"')) << name;
     }
@@ -171,8 +159,8 @@ TEST(Gateway, TimelineReadsLikeAConversation) {
             "log error            R:4e42",
             R"(module   → device    CAPTURE_PIC                    channel=1 delay=0 relation_id="r-1" uiValueNum=1 auiValue=[3])",
             "log error            s:4e43",
-            R"(module   → platform  20035 capture reply            seq=7 response=1 version="v1.0.0" body={"result":0})",
-            "                     done", "?                    oops",
+            R"(module   → platform  20035 capture reply            seq=7 response=1 version="v1.0.0" body={"result":0})", "                     done",
+            "?                    oops",
             "                     error: not JSON: parse error at line 1, column 1: syntax error while "
             "parsing value - invalid literal; last read: 'o'"}));
 }
@@ -211,8 +199,7 @@ TEST(Gateway, ExitCodesTellHowItEnded) {
         {"--mqtt localhost --serial a --mqtt-queue 0", 2},
     };
     for (const auto &row : rows) {
-        EXPECT_EQ(RunGateway(row.arguments + std::string(" 2>/dev/null"), "oops\n").code, row.code)
-            << row.arguments;
+        EXPECT_EQ(RunGateway(row.arguments + std::string(" 2>/dev/null"), "oops\n").code, row.code) << row.arguments;
     }
 }
 

@@ -48,9 +48,8 @@ TEST(Markup, BuildsBehindTheCurrentElement) {
     ASSERT_TRUE(doc.AddElem("R") && doc.IntoElem() && doc.AddElem("First") && doc.AddElem("Last", "<&>"));
     ASSERT_TRUE(doc.FindElem("First", true) && doc.AddElem("Middle", "old") && doc.SetData("new\n"));
     ASSERT_TRUE(doc.SetAttrib("T", "no") && doc.SetAttrib("T", "a\n\"b\"") && doc.SetAttrib("N", -1));
-    EXPECT_EQ(doc.GetDoc(), declaration +
-                                "<R><First/><Middle T=\"a&#10;&quot;b&quot;\" N=\"-1\">new\n</Middle>"
-                                "<Last>&lt;&amp;&gt;</Last></R>");
+    EXPECT_EQ(doc.GetDoc(), declaration + "<R><First/><Middle T=\"a&#10;&quot;b&quot;\" N=\"-1\">new\n</Middle>"
+                                          "<Last>&lt;&amp;&gt;</Last></R>");
 }
 
 TEST(Markup, FindsWithinTheLevel) {
@@ -79,8 +78,8 @@ TEST(Markup, RefusesWhatIsNoDocument) {
     for (const char *text : {"<a> </a>\n", "\xef\xbb\xbf<?xml version=\"1.0\"?>\n<a/>\n", "<?xml?>"}) {
         EXPECT_TRUE(doc.SetDoc(text)) << text;
     }
-    for (const char *text : {"", " ", "text", "<a/>text", "<![CDATA[x]]>", "<a>", "<a></b>", "</a>",
-                             "<a b=1/>", "<!-- c -->", "<a/><?xml version=\"1.0\"?>", "<a/>\n<b/>"}) {
+    for (const char *text : {"", " ", "text", "<a/>text", "<![CDATA[x]]>", "<a>", "<a></b>", "</a>", "<a b=1/>", "<!-- c -->",
+                             "<a/><?xml version=\"1.0\"?>", "<a/>\n<b/>"}) {
         ASSERT_TRUE(doc.SetDoc("<old/>"));
         EXPECT_FALSE(doc.SetDoc(text)) << text;
         EXPECT_EQ(doc.GetDoc(), "") << text;
@@ -223,15 +222,9 @@ TEST_F(ShadowTest, PushesAndForgetsByResource) {
 int g_changed, g_report_result;
 std::string g_asked; // One letter for each question, one digit for each report.
 
-int IsChanged() {
-    return g_asked += 'q', g_changed;
-}
-int Report(int force) {
-    return g_asked += std::to_string(force), g_report_result;
-}
-int ForceItself(int force) {
-    return Report(force), tqDevSDK_report_set_force_report(74);
-}
+int IsChanged() { return g_asked += 'q', g_changed; }
+int Report(int force) { return g_asked += std::to_string(force), g_report_result; }
+int ForceItself(int force) { return Report(force), tqDevSDK_report_set_force_report(74); }
 
 std::string Pass(int changed, int report_result) {
     g_asked.clear();
@@ -295,8 +288,7 @@ TEST_F(HostTest, DeviceTextsOutliveTheirSetting) {
 TEST(HostTime, HoursAndMinutes) {
     EXPECT_EQ(tqdev_ParseTimeHHMM("7:5"), 7 * 3600 + 5 * 60);
     EXPECT_EQ(tqdev_ParseTimeHHMM("23:59"), 86340);
-    for (const char *text :
-         {"", "24:00", "1:60", " 1:00", "1:00 ", "001:00", "1:000", "1", "1:", ":1", "-1:0"}) {
+    for (const char *text : {"", "24:00", "1:60", " 1:00", "1:00 ", "001:00", "1:000", "1", "1:", ":1", "-1:0"}) {
         EXPECT_EQ(tqdev_ParseTimeHHMM(text), 0) << text;
     }
     EXPECT_EQ(tqdev_MakeTimeHHMM(86399), "23:59");

@@ -9,10 +9,7 @@ namespace {
 
 constexpr int kLimit = 1000; // nesting levels that the JSON library accepts
 
-std::string Nested(int levels) {
-    return std::string(static_cast<std::size_t>(levels), '[') +
-           std::string(static_cast<std::size_t>(levels), ']');
-}
+std::string Nested(int levels) { return std::string(static_cast<std::size_t>(levels), '[') + std::string(static_cast<std::size_t>(levels), ']'); }
 
 std::string ManyKeys() {
     std::string text = "{";
@@ -81,8 +78,7 @@ protected:
     }
 
     // Puts every shape in the place of every key's value and compares what `accepted` says of the body.
-    void TryAll(const std::string &good, const std::vector<Key> &keys,
-                const std::function<bool(const std::string &body)> &accepted) {
+    void TryAll(const std::string &good, const std::vector<Key> &keys, const std::function<bool(const std::string &body)> &accepted) {
         EXPECT_TRUE(accepted(good));
         for (const Key &key : keys) {
             const std::size_t at = good.find(key.good);
@@ -115,9 +111,7 @@ TEST_F(HostileTest, Commands) {
             {R"("extendValue":"e")", "extendValue", kAnything}},
            [this](const std::string &body) { return Answered(20034, body); });
     TryAll(R"({"deviceId":"d","eventId":1,"channelNo":2,"params":{"value1":3}})",
-           {{R"("deviceId":"d")", "deviceId", kAnything},
-            {R"("eventId":1)", "eventId", kAnything},
-            {R"("params":{"value1":3})", "params", kObjects}},
+           {{R"("deviceId":"d")", "deviceId", kAnything}, {R"("eventId":1)", "eventId", kAnything}, {R"("params":{"value1":3})", "params", kObjects}},
            [this](const std::string &body) { return Answered(20064, body); });
 }
 
@@ -145,13 +139,9 @@ TEST_F(HostileTest, ManualScene) {
 
 TEST_F(HostileTest, Rules) {
     const std::string event = R"({"domain":1,"cmdId":2,"deviceId":"E","channelNo":3,"value":4})";
-    const std::string action =
-        R"({"domain":5,"cmdId":6,"deviceId":"A","channelNo":7,"params":{"value1":8},"delay":9})";
-    const std::string trigger =
-        R"("rule":{"condition":2,"events":[)" + event + R"(],"actions":[)" + action + "]}";
-    const std::string rule =
-        R"({"id":1,"userId":"u","name":"n","enable":1,"weekdays":["1"],"startTime":"1:2","endTime":"3:4",)" +
-        trigger + "}";
+    const std::string action = R"({"domain":5,"cmdId":6,"deviceId":"A","channelNo":7,"params":{"value1":8},"delay":9})";
+    const std::string trigger = R"("rule":{"condition":2,"events":[)" + event + R"(],"actions":[)" + action + "]}";
+    const std::string rule = R"({"id":1,"userId":"u","name":"n","enable":1,"weekdays":["1"],"startTime":"1:2","endTime":"3:4",)" + trigger + "}";
     TryAll(R"([{"Type":"Global","channel":0,"status":[)" + rule + "]}]",
            {{R"("Type":"Global")", "Type", kAnything},
             {R"("channel":0)", "channel", kAnything},
@@ -179,8 +169,7 @@ TEST_F(HostileTest, Rules) {
 
 TEST_F(HostileTest, DayNightSetting) {
     const auto set = [this](const std::string &body) {
-        Command(18829,
-                "<Request><Type>device_ICR_DSS</Type><Value><![CDATA[" + body + "]]></Value></Request>");
+        Command(18829, "<Request><Type>device_ICR_DSS</Type><Value><![CDATA[" + body + "]]></Value></Request>");
         return Take().back().find("<Result>0<") != std::string::npos;
     };
     TryAll(R"({"mode":1,"sensitivity":2,"autoTimeBegin":"1:2","autoTimeEnd":"3:4"})",

@@ -23,25 +23,19 @@ TEST(Library, ExportsExactlyItsInterface) {
         names.insert(text.substr(0, text.find(' ')));
     }
     EXPECT_EQ(pclose(nm), 0);
-    EXPECT_EQ(names,
-              (std::set<std::string>{"tqDevSDK_SmartControl_init", "tqDevSDK_SmartControl_fini",
-                                     "tqDevSDK_SmartControl_Msg2Server", "tqDevSDK_SmartControl_PushDclog",
-                                     "SmartControl_bus_dev_init", "SmartControl_bus_dev_fini",
-                                     "SmartControl_send_msg_to_dev", "SmartControl_recv_brimo_msg"}));
+    EXPECT_EQ(names, (std::set<std::string>{"tqDevSDK_SmartControl_init", "tqDevSDK_SmartControl_fini", "tqDevSDK_SmartControl_Msg2Server",
+                                            "tqDevSDK_SmartControl_PushDclog", "SmartControl_bus_dev_init", "SmartControl_bus_dev_fini",
+                                            "SmartControl_send_msg_to_dev", "SmartControl_recv_brimo_msg"}));
 }
 
-int Accept(tqDevSDK_SmartControl_msg_to_dev *) {
-    return 0;
-}
+int Accept(tqDevSDK_SmartControl_msg_to_dev *) { return 0; }
 
 TEST(Library, LoadsReportsItsSettingsAndServesACommand) {
     // Stays loaded, as in a host process: the kernel keeps the extension.
     void *library = dlopen(TQ_LIBRARY, RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(library, nullptr) << dlerror();
-    const auto init =
-        reinterpret_cast<decltype(&tqDevSDK_SmartControl_init)>(dlsym(library, "tqDevSDK_SmartControl_init"));
-    const auto fini =
-        reinterpret_cast<decltype(&tqDevSDK_SmartControl_fini)>(dlsym(library, "tqDevSDK_SmartControl_fini"));
+    const auto init = reinterpret_cast<decltype(&tqDevSDK_SmartControl_init)>(dlsym(library, "tqDevSDK_SmartControl_init"));
+    const auto fini = reinterpret_cast<decltype(&tqDevSDK_SmartControl_fini)>(dlsym(library, "tqDevSDK_SmartControl_fini"));
     ASSERT_TRUE(init != nullptr && fini != nullptr);
 
     std::string sent;
@@ -56,8 +50,7 @@ TEST(Library, LoadsReportsItsSettingsAndServesACommand) {
     const auto items = tqhost::StatusItems();
     ASSERT_EQ(items.size(), 7U);
     EXPECT_EQ(items[0].report_status(0), 0);
-    EXPECT_NE(sent.find("mode&quot;:&#09;255,&#10;&#09;&quot;sensitivity&quot;:&#09;0,"), std::string::npos)
-        << sent;
+    EXPECT_NE(sent.find("mode&quot;:&#09;255,&#10;&#09;&quot;sensitivity&quot;:&#09;0,"), std::string::npos) << sent;
     sent.clear();
     EXPECT_EQ(items[4].report_status(0), 0);
     EXPECT_NE(sent.find("Type=\"device_screen_lightness\" Value=\"-1\""), std::string::npos) << sent;

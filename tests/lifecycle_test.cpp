@@ -54,8 +54,7 @@ TEST_F(LifecycleTest, RegistersAndRemovesInOrderAndOnlyOnce) {
     EXPECT_EQ(Init(), 0);
     EXPECT_EQ(tqDevSDK_SmartControl_init(nullptr), 0);
     EXPECT_EQ(Take(), Lines{});
-    EXPECT_EQ(TakeLog(),
-              (Lines{"info: Smart Control domain has inited.", "info: Smart Control domain has inited."}));
+    EXPECT_EQ(TakeLog(), (Lines{"info: Smart Control domain has inited.", "info: Smart Control domain has inited."}));
 
     EXPECT_EQ(tqDevSDK_SmartControl_fini(), 0);
     EXPECT_EQ(Take(), kRemovals);
@@ -80,8 +79,7 @@ TEST_F(LifecycleTest, FailedKernelRegistrationStaysInitialisedUntilFini) {
     Lines expected(kRegistrations.begin(), kRegistrations.begin() + 10);
     expected.push_back("tqdev_sdk_kernel_extend_load 7000 smart_control V2.0.0 = 9");
     EXPECT_EQ(Take(), expected);
-    EXPECT_EQ(TakeLog(), (Lines{"debug: SmartControl_extern_init",
-                                "error: Failed to extend load of smart control module!",
+    EXPECT_EQ(TakeLog(), (Lines{"debug: SmartControl_extern_init", "error: Failed to extend load of smart control module!",
                                 "error: Failed to init extern func in smart control domain."}));
     EXPECT_EQ(Init(), 0) << "not tried again";
     EXPECT_EQ(Take(), Lines{});
@@ -91,26 +89,22 @@ TEST_F(LifecycleTest, FailedKernelRegistrationStaysInitialisedUntilFini) {
 
 TEST_F(LifecycleTest, OtherFailuresAreLoggedAtMost) {
     for (const char *function :
-         {"tqDevSDK_report_status_init", "tqDevSDK_report_status_register", "tqDevSDK_Shadow_DomainReg",
-          "tqDevSDK_Shadow_DomainReg_v3", "tq_model_domain_reg", "tqDevSDK_Common_Module_RedirectReg",
-          "tqDevSDK_Shadow_DomainDereg", "tqDevSDK_Shadow_DomainDereg_v3", "tqdev_dclog_DeregisterMod",
-          "tq_model_domain_dereg", "tqDevSDK_report_status_unregister", "tqDevSDK_report_status_fini"}) {
+         {"tqDevSDK_report_status_init", "tqDevSDK_report_status_register", "tqDevSDK_Shadow_DomainReg", "tqDevSDK_Shadow_DomainReg_v3",
+          "tq_model_domain_reg", "tqDevSDK_Common_Module_RedirectReg", "tqDevSDK_Shadow_DomainDereg", "tqDevSDK_Shadow_DomainDereg_v3",
+          "tqdev_dclog_DeregisterMod", "tq_model_domain_dereg", "tqDevSDK_report_status_unregister", "tqDevSDK_report_status_fini"}) {
         ASSERT_TRUE(tqhost::Fail(function, 5)) << function;
     }
     EXPECT_EQ(Init(), 0);
     EXPECT_EQ(Take().size(), kRegistrations.size());
-    EXPECT_EQ(
-        TakeLog(),
-        (Lines{"error: Failed to register SmartControl shadow service.", "debug: SmartControl_extern_init",
-               "error: SmartControl failed to register type: key of device_ICR_DSS.",
-               "error: SmartControl failed to register type: key of device_screen_overtime.",
-               "error: SmartControl failed to register type: key of device_video_time.",
-               "error: SmartControl failed to register type: key of device_auto_rouse.",
-               "error: SmartControl failed to register type: key of device_screen_lightness."}));
+    EXPECT_EQ(TakeLog(), (Lines{"error: Failed to register SmartControl shadow service.", "debug: SmartControl_extern_init",
+                                "error: SmartControl failed to register type: key of device_ICR_DSS.",
+                                "error: SmartControl failed to register type: key of device_screen_overtime.",
+                                "error: SmartControl failed to register type: key of device_video_time.",
+                                "error: SmartControl failed to register type: key of device_auto_rouse.",
+                                "error: SmartControl failed to register type: key of device_screen_lightness."}));
     EXPECT_EQ(tqDevSDK_SmartControl_fini(), 0);
     EXPECT_EQ(Take().size(), kRemovals.size());
-    EXPECT_EQ(TakeLog(), (Lines{"error: Failed to deregister SmartControl shadow service.",
-                                "error: tq_model_domain_dereg err"}));
+    EXPECT_EQ(TakeLog(), (Lines{"error: Failed to deregister SmartControl shadow service.", "error: tq_model_domain_dereg err"}));
 }
 
 TEST_F(LifecycleTest, ShadowKeysAreRegisteredAsTheServiceExpects) {
@@ -143,8 +137,7 @@ TEST_F(LifecycleTest, SequenceNumbersStartAgainWithInit) {
         Report(TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_EVENT, &event);
         Report(TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_EVENT, &event);
         const std::string body = Printed(R"({"channelNo":1,"value":2})");
-        EXPECT_EQ(Take(), (Lines{"command 19986 seq 0 response 0 V2.0.0 " + body,
-                                 "command 19986 seq 1 response 0 V2.0.0 " + body}));
+        EXPECT_EQ(Take(), (Lines{"command 19986 seq 0 response 0 V2.0.0 " + body, "command 19986 seq 1 response 0 V2.0.0 " + body}));
         tqDevSDK_SmartControl_fini();
     }
 }
@@ -163,15 +156,14 @@ TEST_F(LifecycleTest, BadMessageTypesAreRefused) {
     const tqDevSDK_SmartControl_Event event{};
     EXPECT_EQ(Report(7, &event), -1);
     EXPECT_EQ(Report(-1, &event), -1);
-    EXPECT_EQ(TakeLog(), (Lines{"error: Invalid msg type of SmartControl_Msg2Server:0x7",
-                                "error: Failed to exec msg2server type cmd:0x7",
-                                "error: Invalid msg type of SmartControl_Msg2Server:0xffffffff",
-                                "error: Failed to exec msg2server type cmd:0xffffffff"}));
+    EXPECT_EQ(TakeLog(),
+              (Lines{"error: Invalid msg type of SmartControl_Msg2Server:0x7", "error: Failed to exec msg2server type cmd:0x7",
+                     "error: Invalid msg type of SmartControl_Msg2Server:0xffffffff", "error: Failed to exec msg2server type cmd:0xffffffff"}));
 
     tqDevSDK_SmartControl_DclogMsg_S dclog{1, nullptr, 0};
     EXPECT_EQ(tqDevSDK_SmartControl_PushDclog(&dclog), -1);
-    EXPECT_EQ(TakeLog(), (Lines{"error: Invalid msg type of SmartControl_DCLogMsg:1",
-                                "error: Failed to exec push dclog of smart control, cmd type:1"}));
+    EXPECT_EQ(TakeLog(),
+              (Lines{"error: Invalid msg type of SmartControl_DCLogMsg:1", "error: Failed to exec push dclog of smart control, cmd type:1"}));
 }
 
 TEST_F(LifecycleTest, UserInitAndFiniAreGuardedOnTheirOwn) {
@@ -204,9 +196,7 @@ int AnswerHello(const char *, char *rsp, UINT32 rsp_size) {
     memcpy(rsp, "hello", 6);
     return 0;
 }
-int FailWith3(const char *, char *, UINT32) {
-    return 3;
-}
+int FailWith3(const char *, char *, UINT32) { return 3; }
 
 TEST_F(LifecycleTest, RequestAndResponseArePaired) {
     const std::string version(40, 'v');
@@ -217,8 +207,7 @@ TEST_F(LifecycleTest, RequestAndResponseArePaired) {
     EXPECT_EQ(SmartControl_BusPlatform_Handle_ReqAndRsp("x", 1, 20035, "v", 9, FailWith3), 3);
     EXPECT_EQ(SmartControl_BusPlatform_Handle_ReqAndRsp("x", 1, 0, "v", 9, AnswerHello), 0);
     EXPECT_EQ(Take(), Lines{});
-    EXPECT_EQ(TakeWholeLog(),
-              (Lines{"error: Failed to handle ReqAndRsp:code=0x3", "error: Invalid rsp_cmd:0"}));
+    EXPECT_EQ(TakeWholeLog(), (Lines{"error: Failed to handle ReqAndRsp:code=0x3", "error: Invalid rsp_cmd:0"}));
 
     tqhost::Fail("tqdev_sdk_kernel_send", 0x12, 1);
     EXPECT_EQ(SmartControl_BusPlatform_Handle_ReqAndRsp("x", 1, 20035, "v", 9, AnswerHello), -1);
@@ -234,8 +223,7 @@ TEST_F(LifecycleTest, RawModelMessagesCarryTheirDescription) {
     Fill(model.domain, 'd');
     Set(model.identifier, std::string(63, 'i'));
     EXPECT_EQ(SmartControl_send_msg_to_platform_v3(&model, "body!", 4), 0);
-    EXPECT_EQ(Take(), Lines{"raw model set operate 1 Video " + std::string(64, 'd') + "/" +
-                            std::string(62, 'i') + " 4 body"});
+    EXPECT_EQ(Take(), Lines{"raw model set operate 1 Video " + std::string(64, 'd') + "/" + std::string(62, 'i') + " 4 body"});
     tqhost::Fail("tqdev_sdk_kernel_send_v3", 77, 1);
     EXPECT_EQ(SmartControl_send_msg_to_platform_v3(&model, "", 0), 77);
     EXPECT_EQ(SmartControl_send_msg_to_platform_v3(nullptr, "", 0), -1);

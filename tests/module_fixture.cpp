@@ -32,10 +32,8 @@ void CheckFixed(const tqhost::CommandMessage &message) {
 
 std::string Render(const tqhost::CommandMessage &message) {
     CheckFixed(message);
-    return "command " + std::to_string(message.record.msg_command_id) + " seq " +
-           std::to_string(message.record.msg_seq) + " response " +
-           std::to_string(message.record.msg_response) + " " + message.record.command_ver + " " +
-           message.body;
+    return "command " + std::to_string(message.record.msg_command_id) + " seq " + std::to_string(message.record.msg_seq) + " response " +
+           std::to_string(message.record.msg_response) + " " + message.record.command_ver + " " + message.body;
 }
 
 std::string Render(const tqhost::RawModelMessage &message) {
@@ -45,37 +43,33 @@ std::string Render(const tqhost::RawModelMessage &message) {
     EXPECT_EQ(record.msg_seq, 0U);
     EXPECT_STREQ(record.sub_serial, "");
     EXPECT_STREQ(record.msg_compress, "");
-    return std::string("raw ") + record.module + " " + record.method + " " + record.msg_type + " " +
-           record.resource_id + " " + record.resource_type + " " + record.ext_msg + " " +
-           std::to_string(record.msg_body_len) + " " + message.body;
+    return std::string("raw ") + record.module + " " + record.method + " " + record.msg_type + " " + record.resource_id + " " + record.resource_type +
+           " " + record.ext_msg + " " + std::to_string(record.msg_body_len) + " " + message.body;
 }
 
 std::string Render(const tq_basic_info &info) {
-    return std::string(info.identifier) + " of " + info.domain + " type " + std::to_string(info.type) +
-           " resource " + info.resource_id + " " + info.resource_type +
-           (info.subserial[0] != '\0' ? " subserial" : "");
+    return std::string(info.identifier) + " of " + info.domain + " type " + std::to_string(info.type) + " resource " + info.resource_id + " " +
+           info.resource_type + (info.subserial[0] != '\0' ? " subserial" : "");
 }
 
 std::string Render(const tq_msg_attr &attr) {
-    return "seq " + std::to_string(attr.msg_seq) + "/" + std::to_string(attr.msg_seq_index) + " qos " +
-           std::to_string(attr.msg_qos) + " [" + attr.msg_type + "]";
+    return "seq " + std::to_string(attr.msg_seq) + "/" + std::to_string(attr.msg_seq_index) + " qos " + std::to_string(attr.msg_qos) + " [" +
+           attr.msg_type + "]";
 }
 
 std::string Render(const tqhost::ModelReply &reply) {
-    return "reply " + Render(reply.info) + " " + std::to_string(reply.error.status) + " " +
-           reply.error.err_code + " '" + reply.error.err_msg + "' " + Render(reply.attributes) + " value " +
-           std::to_string(reply.message.type) + " length " + std::to_string(reply.message.length) + " " +
+    return "reply " + Render(reply.info) + " " + std::to_string(reply.error.status) + " " + reply.error.err_code + " '" + reply.error.err_msg + "' " +
+           Render(reply.attributes) + " value " + std::to_string(reply.message.type) + " length " + std::to_string(reply.message.length) + " " +
            reply.text.value_or("null");
 }
 
 std::string Render(const tqhost::ModelReport &report) {
-    return "model " + Render(report.info) + " " + Render(report.attributes) + " option " +
-           std::to_string(report.option) + " " + report.text;
+    return "model " + Render(report.info) + " " + Render(report.attributes) + " option " + std::to_string(report.option) + " " + report.text;
 }
 
 std::string Render(const tqhost::ShadowReport &report) {
-    return "shadow " + report.key + " version " + std::to_string(report.version) + " reset " +
-           std::to_string(report.reset_type) + " type " + std::to_string(report.type) + " " + report.text;
+    return "shadow " + report.key + " version " + std::to_string(report.version) + " reset " + std::to_string(report.reset_type) + " type " +
+           std::to_string(report.type) + " " + report.text;
 }
 
 std::string Render(const tqhost::LogLine &line) {
@@ -84,8 +78,7 @@ std::string Render(const tqhost::LogLine &line) {
 }
 
 bool IsTraffic(const std::string &line) {
-    return line.rfind("error: R:", 0) == 0 || line.rfind("error: s:", 0) == 0 ||
-           line.rfind("info: rsp msg:", 0) == 0;
+    return line.rfind("error: R:", 0) == 0 || line.rfind("error: s:", 0) == 0 || line.rfind("info: rsp msg:", 0) == 0;
 }
 
 } // namespace
@@ -100,9 +93,7 @@ std::string Printed(const std::string &json) {
     return printed;
 }
 
-char *HeapText(const std::string &text) {
-    return strdup(text.c_str());
-}
+char *HeapText(const std::string &text) { return strdup(text.c_str()); }
 
 std::ostream &operator<<(std::ostream &out, const Lines &lines) {
     for (const std::string &line : lines) {
@@ -174,8 +165,7 @@ void ModuleTest::Command(int command, const std::optional<std::string> &body, UI
     ASSERT_TRUE(tqhost::DeliverCommand(request)) << "no extension is loaded";
 }
 
-ModuleTest::Outcome ModuleTest::AfterCommand(int command, const std::optional<std::string> &body,
-                                             UINT32 seq) {
+ModuleTest::Outcome ModuleTest::AfterCommand(int command, const std::optional<std::string> &body, UINT32 seq) {
     Command(command, body, seq);
     return {Take(), TakeLog()};
 }
@@ -190,8 +180,8 @@ int ModuleTest::RecvMsg(tqDevSDK_SmartControl_msg_to_dev *msg) {
         current_->on_message(*msg);
     }
     // The rule messages give a length that is not that of their record.
-    const bool rule_text = msg->type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_AIRULES ||
-                           msg->type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_SCENE_RULES;
+    const bool rule_text =
+        msg->type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_AIRULES || msg->type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_SCENE_RULES;
     const bool rules = msg->type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_RULES;
     const std::size_t size = rule_text ? sizeof(tqDevSDK_SmartControl_Rule_S)
                              : rules   ? sizeof(tqDevSDK_SmartControl_ConfigRules)
@@ -201,9 +191,7 @@ int ModuleTest::RecvMsg(tqDevSDK_SmartControl_msg_to_dev *msg) {
     return current_->recv_result;
 }
 
-int ModuleTest::OnGetRuntimeInfo(tqDevSDK_SmartControl_runtime_info *info) {
-    return current_->on_query ? current_->on_query(*info) : -1;
-}
+int ModuleTest::OnGetRuntimeInfo(tqDevSDK_SmartControl_runtime_info *info) { return current_->on_query ? current_->on_query(*info) : -1; }
 
 void ModuleTest::Record(const tqhost::Observation &observation) {
     const std::lock_guard<std::mutex> lock(mutex_);

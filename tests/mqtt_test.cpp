@@ -15,9 +15,7 @@ namespace {
 constexpr const char *kScene = R"({"model":"ExecManualScene","seq":)"; // and the number, then:
 constexpr const char *kSceneEnd = R"(,"body":{"ruleId":"42"}})";
 
-std::string Scene(int seq) {
-    return kScene + std::to_string(seq) + kSceneEnd;
-}
+std::string Scene(int seq) { return kScene + std::to_string(seq) + kSceneEnd; }
 
 int FreePort() {
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -37,16 +35,14 @@ protected:
         if (TQ_SKIP_MQTT) {
             GTEST_SKIP() << "this build for another architecture has no libmosquitto, so no --mqtt";
         }
-        ASSERT_EQ(RunProgram("which mosquitto mosquitto_pub openssl", "").code, 0)
-            << "install the packages mosquitto, mosquitto-clients and openssl";
+        ASSERT_EQ(RunProgram("which mosquitto mosquitto_pub openssl", "").code, 0) << "install the packages mosquitto, mosquitto-clients and openssl";
     }
 
     /// Starts the broker, again with the same settings and port unless others are given.
     void StartBroker(const std::string &settings = "allow_anonymous true") {
         if (port_ == 0) {
             port_ = FreePort();
-            std::ofstream(folder_.Path("conf")) << "user root\nlistener " << port_ << " 127.0.0.1\n"
-                                                << settings << '\n';
+            std::ofstream(folder_.Path("conf")) << "user root\nlistener " << port_ << " 127.0.0.1\n" << settings << '\n';
         }
         broker_ = std::make_unique<Program>("mosquitto -c " + folder_.Path("conf"));
         broker_->Await("running");
@@ -54,22 +50,18 @@ protected:
 
     /// A gateway of the broker.
     std::unique_ptr<Program> Gateway(const std::string &serial, const std::string &more = "--json") const {
-        return std::make_unique<Program>(TQ_GATEWAY " --mqtt 127.0.0.1:" + std::to_string(port_) +
-                                         " --serial " + serial + ' ' + more);
+        return std::make_unique<Program>(TQ_GATEWAY " --mqtt 127.0.0.1:" + std::to_string(port_) + " --serial " + serial + ' ' + more);
     }
 
     /// A platform that sees all that is on the broker, as "topic payload".
     std::unique_ptr<Program> Watch(const std::string &more = "") const {
-        auto watch =
-            std::make_unique<Program>("stdbuf -oL mosquitto_sub -d -v -q 1 -t 'tq/#' " + Address() + more);
+        auto watch = std::make_unique<Program>("stdbuf -oL mosquitto_sub -d -v -q 1 -t 'tq/#' " + Address() + more);
         watch->Await("Subscribed");
         return watch;
     }
 
-    void Publish(const std::string &serial, const std::string &payload,
-                 const std::string &more = "-s") const {
-        EXPECT_EQ(
-            RunProgram("mosquitto_pub -q 1 -t tq/" + serial + "/down " + Address() + more, payload).code, 0);
+    void Publish(const std::string &serial, const std::string &payload, const std::string &more = "-s") const {
+        EXPECT_EQ(RunProgram("mosquitto_pub -q 1 -t tq/" + serial + "/down " + Address() + more, payload).code, 0);
     }
 
     std::string Address() const { return "-h 127.0.0.1 -p " + std::to_string(port_) + ' '; }
@@ -154,8 +146,7 @@ TEST_F(Mqtt, WaitsForItsPasswordAndKeepsTheLatestLines) {
     std::ofstream(folder_.Path("secret")) << "new\n";
     StartBroker("password_file " + passwords);
     const auto watch = Watch("-u cloud -P c");
-    const auto gateway = Gateway("A", "--user hub --password-file " + folder_.Path("secret") +
-                                          " --mqtt-queue 3 --status-interval 0.01");
+    const auto gateway = Gateway("A", "--user hub --password-file " + folder_.Path("secret") + " --mqtt-queue 3 --status-interval 0.01");
     Lines shown; // the first pass reports the settings
     for (int seq = 0; seq < 5; ++seq) {
         shown.push_back(gateway->Await(R"("command":12382,"seq":)" + std::to_string(seq)));
@@ -210,25 +201,20 @@ TEST_F(Mqtt, GatewaysShareABrokerWithoutCrossing) {
         EXPECT_EQ(up.size(), kRounds * 3U);
         for (int i = 0; i < kRounds; ++i) {
             const std::string seq = R"("seq":)" + std::to_string(3 * i + g) + ',';
-            EXPECT_EQ(
-                std::count_if(up.begin(), up.end(), [&](const auto &line) { return Contains(line, seq); }), 1)
-                << serials[g] << ' ' << seq;
+            EXPECT_EQ(std::count_if(up.begin(), up.end(), [&](const auto &line) { return Contains(line, seq); }), 1) << serials[g] << ' ' << seq;
         }
     }
 }
 
 TEST_F(Mqtt, TrustsTheGivenAuthorityOnly) {
     for (const std::string name : {"mine", "other"}) {
-        ASSERT_EQ(RunProgram("openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=" + name +
-                                 " -addext subjectAltName=IP:127.0.0.1 -keyout " +
-                                 folder_.Path(name + ".key") + " -out " + folder_.Path(name + ".pem") +
-                                 " 2>/dev/null",
+        ASSERT_EQ(RunProgram("openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=" + name + " -addext subjectAltName=IP:127.0.0.1 -keyout " +
+                                 folder_.Path(name + ".key") + " -out " + folder_.Path(name + ".pem") + " 2>/dev/null",
                              "")
                       .code,
                   0);
     }
-    StartBroker("allow_anonymous true\ncertfile " + folder_.Path("mine.pem") + "\nkeyfile " +
-                folder_.Path("mine.key"));
+    StartBroker("allow_anonymous true\ncertfile " + folder_.Path("mine.pem") + "\nkeyfile " + folder_.Path("mine.key"));
     const auto watch = Watch("--cafile " + folder_.Path("mine.pem"));
     const auto stranger = Gateway("B", "--ca-file " + folder_.Path("other.pem"));
     stranger->Await("cannot connect");

@@ -25,9 +25,7 @@ Outcome ReplayText(const std::string &recording) {
 
 TEST(Replay, RecordedTourIsTheTourAndReplays) {
     const Outcome outcome = RunGateway("replay '" + std::string(kTour) + "' 2>&1", "");
-    EXPECT_EQ(outcome.code, 0)
-        << Joined(outcome.lines)
-        << "When the tour or the wire has changed on purpose, record it anew: see --help.";
+    EXPECT_EQ(outcome.code, 0) << Joined(outcome.lines) << "When the tour or the wire has changed on purpose, record it anew: see --help.";
 
     std::vector<nlohmann::json> tour;
     for (const std::string &line : Split(Contents(TQ_SCENARIOS "/tour.jsonl"))) {
@@ -63,8 +61,7 @@ TEST(Replay, WhateverWasTakenReplays) {
         std::string((std::size_t{64} << 20) + 1, 'x'),
         R"({"status_pass":true})",
     };
-    const Outcome recorded =
-        RunGateway("--json --log info --reset-report-all --record " + file, Joined(inputs));
+    const Outcome recorded = RunGateway("--json --log info --reset-report-all --record " + file, Joined(inputs));
     ASSERT_EQ(recorded.code, 0);
     Lines outputs;
     for (const std::string &line : Split(Contents(file))) {
@@ -87,10 +84,7 @@ TEST(Replay, TellsTheFirstDifference) {
     Lines good = {kSession, kSleep, kDone, kScene};
     const Folder folder;
     const std::string file = folder.Path("session.jsonl");
-    ASSERT_EQ(
-        RunGateway("--json --record " + file, R"({"model":"ExecManualScene","seq":1,"body":{"ruleId":"42"}})")
-            .code,
-        0);
+    ASSERT_EQ(RunGateway("--json --record " + file, R"({"model":"ExecManualScene","seq":1,"body":{"ruleId":"42"}})").code, 0);
     const Lines scene = Split(Contents(file));
     ASSERT_EQ(scene.size(), 5U) << Joined(scene);
     good.insert(good.end(), scene.begin() + 2, scene.end());
@@ -112,8 +106,7 @@ TEST(Replay, TellsTheFirstDifference) {
         const char *where;
         const char *what;
     } rows[] = {
-        {changed(5, "200", "500"), ":6: differs, caused by line 4",
-         "at        /status: expected 500, got 200"},
+        {changed(5, "200", "500"), ":6: differs, caused by line 4", "at        /status: expected 500, got 200"},
         {changed(2, "null", "0"), ":3: differs, caused by line 2", "expected  {\"result\":0}"},
         {shorter, ":6: differs, caused by line 4", "expected  no further line"},
         {longer, ":8: differs, caused by line 4", "got       no further line"},

@@ -11,8 +11,7 @@ namespace {
 template <typename Record, typename Element>
 class Trailing {
 public:
-    explicit Trailing(std::size_t count)
-        : memory_(static_cast<Record *>(calloc(1, sizeof(Record) + count * sizeof(Element))), free) {}
+    explicit Trailing(std::size_t count) : memory_(static_cast<Record *>(calloc(1, sizeof(Record) + count * sizeof(Element))), free) {}
     Record *operator->() const { return memory_.get(); }
     const Record *get() const { return memory_.get(); }
 
@@ -24,20 +23,17 @@ class ReportTest : public ModuleTest {
 protected:
     // A version-2 report as it is sent; `seq` is the next sequence number, which a sent report takes.
     Lines Sent(int command, const std::string &json) {
-        return {"command " + std::to_string(command) + " seq " + std::to_string(next_seq_++) +
-                " response 0 V2.0.0 " + Printed(json)};
+        return {"command " + std::to_string(command) + " seq " + std::to_string(next_seq_++) + " response 0 V2.0.0 " + Printed(json)};
     }
 
-    static Lines SentModel(const std::string &identifier, int type, const std::string &msg_type,
-                           const std::string &json) {
-        return {"model " + identifier + " of TQLink type " + std::to_string(type) +
-                " resource 1 Video seq 0/0 qos 0 [" + msg_type + "] option 0 " + Printed(json)};
+    static Lines SentModel(const std::string &identifier, int type, const std::string &msg_type, const std::string &json) {
+        return {"model " + identifier + " of TQLink type " + std::to_string(type) + " resource 1 Video seq 0/0 qos 0 [" + msg_type + "] option 0 " +
+                Printed(json)};
     }
 
     // What Msg2Server adds to the log of a failed report.
     static std::string Failed(int type) {
-        return "error: Failed to exec msg2server type cmd:" +
-               std::string(type == 0 ? "0" : "0x" + std::to_string(type));
+        return "error: Failed to exec msg2server type cmd:" + std::string(type == 0 ? "0" : "0x" + std::to_string(type));
     }
 
 private:
@@ -52,9 +48,8 @@ TEST_F(ReportTest, Event) {
     EXPECT_EQ(TakeLog(), (Lines{"error: NULL input param!", Failed(0)}));
     tqhost::Fail("tqdev_sdk_kernel_send", 8, 1);
     EXPECT_EQ(Report(0, &event), -1);
-    EXPECT_EQ(TakeLog(),
-              (Lines{"error: Failed to send msg to platform:error=0x8",
-                     "error: Failed to send msg to platform:domain[0x1b58], cmd[0x4e12].", Failed(0)}));
+    EXPECT_EQ(TakeLog(), (Lines{"error: Failed to send msg to platform:error=0x8",
+                                "error: Failed to send msg to platform:domain[0x1b58], cmd[0x4e12].", Failed(0)}));
     EXPECT_EQ(Take(), Lines{});
     Sent(0, "0"); // the refused report took a number, the null one did not
     EXPECT_EQ(Report(0, &event), 0);
@@ -89,9 +84,8 @@ TEST_F(ReportTest, ActionResult) {
         EXPECT_EQ(Report(1, &result), 0);
         sent = Take();
     } while (before != WireTime(time(nullptr)));
-    const std::string body =
-        Printed(R"({"id":4294967295,"deviceId":")" + std::string(32, 'D') +
-                R"(","channelNo":2,"domain":7000,"cmdId":20034,"result":255,"time":")" + before + "\"}");
+    const std::string body = Printed(R"({"id":4294967295,"deviceId":")" + std::string(32, 'D') +
+                                     R"(","channelNo":2,"domain":7000,"cmdId":20034,"result":255,"time":")" + before + "\"}");
     ASSERT_EQ(sent.size(), 1U);
     EXPECT_EQ(sent[0].substr(sent[0].find('{')), body);
     EXPECT_EQ(sent[0].substr(0, 18), "command 19988 seq ");
@@ -122,30 +116,24 @@ TEST_F(ReportTest, UndoneActions) {
     std::string values;
     for (int i = 0; i < 16; ++i) {
         action[0].ausValue[i] = static_cast<UINT16>(65535 - i);
-        values += (i > 0 ? "," : "") + std::string("\"value") + std::to_string(i + 1) +
-                  "\":" + std::to_string(65535 - i);
+        values += (i > 0 ? "," : "") + std::string("\"value") + std::to_string(i + 1) + "\":" + std::to_string(65535 - i);
     }
     action[0].uiDelay = 3;
     const std::string extend(128, 'e');
     EXPECT_EQ(Report(2, undone.get()), 0);
-    const std::string body =
-        R"({"id":12,"undoneActions":[{"domain":4294967295,"cmdId":20034,"deviceId":")" +
-        std::string(32, 'd') + R"(","channelNo":255,"params":{)" + values + R"(},"delay":3,"extendValue":")" +
-        extend +
-        R"("},{"domain":0,"cmdId":0,"deviceId":"","channelNo":0,"params":{},"delay":0,"extendValue":")" +
-        extend + R"("}]})";
+    const std::string body = R"({"id":12,"undoneActions":[{"domain":4294967295,"cmdId":20034,"deviceId":")" + std::string(32, 'd') +
+                             R"(","channelNo":255,"params":{)" + values + R"(},"delay":3,"extendValue":")" + extend +
+                             R"("},{"domain":0,"cmdId":0,"deviceId":"","channelNo":0,"params":{},"delay":0,"extendValue":")" + extend + R"("}]})";
     EXPECT_EQ(Take(), Sent(19990, body));
     EXPECT_EQ(TakeLog(), Lines{"debug: Undone Actions to plt:" + Printed(body)});
 
     action[1].ucValueNum = 17;
     EXPECT_EQ(Report(2, undone.get()), -1);
-    EXPECT_EQ(TakeLog(), (Lines{"error: Action value num exceeds[17 > 16].",
-                                "error: Failed to GenArray_UndoneActions.", Failed(2)}));
+    EXPECT_EQ(TakeLog(), (Lines{"error: Action value num exceeds[17 > 16].", "error: Failed to GenArray_UndoneActions.", Failed(2)}));
     undone->usNum = 0;
     EXPECT_EQ(Report(2, undone.get()), -1);
     EXPECT_EQ(Report(2, nullptr), -1);
-    EXPECT_EQ(TakeLog(), (Lines{"error: No undone actions to be reported.", Failed(2),
-                                "error: NULL input param.", Failed(2)}));
+    EXPECT_EQ(TakeLog(), (Lines{"error: No undone actions to be reported.", Failed(2), "error: NULL input param.", Failed(2)}));
     EXPECT_EQ(Take(), Lines{});
 
     undone->usNum = 1;
@@ -188,18 +176,15 @@ TEST_F(ReportTest, UndoneActionsV3) {
     Fill(action[4].stBaseInfo.acDomain, 'd');
     Fill(action[4].stBaseInfo.acIdentifier, 'i');
     EXPECT_EQ(Report(5, undone.get()), 0);
-    const std::string long_topic =
-        "/a/global/global/1-Video/model/event/set/" + std::string(64, 'd') + "/" + std::string(64, 'i');
+    const std::string long_topic = "/a/global/global/1-Video/model/event/set/" + std::string(64, 'd') + "/" + std::string(64, 'i');
     const std::string body =
         R"({"Actions":[{"URL":"/a/global/global/1-Video/model/service/set/D/I","params":{"on":true,"deep":[{"a":[1.5,"t",null]}]}},)"
         R"({"URL":"/a/S1/B1/1-Video/model/attribute/set/D/I"},{"URL":"","params":5},)"
         R"({"URL":"/a/)" +
-        std::string(15, 's') + R"(/global/1-Video/model/event/set/D/I"},{"URL":")" +
-        long_topic.substr(0, 127) + R"("}]})";
+        std::string(15, 's') + R"(/global/1-Video/model/event/set/D/I"},{"URL":")" + long_topic.substr(0, 127) + R"("}]})";
     EXPECT_EQ(Take(), SentModel("AssistExecAction", 0, "report", body));
-    EXPECT_EQ(TakeLog(), (Lines{"debug: acPayload is NULL.", "error: gen ModelType[] is invalid",
-                                "debug: params in acPayload is NULL.", "debug: acPayload is NULL.",
-                                "debug: Undone Actions to plt:" + Printed(body)}));
+    EXPECT_EQ(TakeLog(), (Lines{"debug: acPayload is NULL.", "error: gen ModelType[] is invalid", "debug: params in acPayload is NULL.",
+                                "debug: acPayload is NULL.", "debug: Undone Actions to plt:" + Printed(body)}));
 
     tqhost::Fail("tq_model_send_to_platform", 44, 1);
     EXPECT_EQ(Report(5, undone.get()), 44);
@@ -208,8 +193,7 @@ TEST_F(ReportTest, UndoneActionsV3) {
     undone->usNum = 0;
     EXPECT_EQ(Report(5, undone.get()), -1);
     EXPECT_EQ(Report(5, nullptr), -1);
-    EXPECT_EQ(TakeLog(), (Lines{"error: No undone actions to be reported.", Failed(5),
-                                "error: NULL input param.", Failed(5)}));
+    EXPECT_EQ(TakeLog(), (Lines{"error: No undone actions to be reported.", Failed(5), "error: NULL input param.", Failed(5)}));
 }
 
 TEST_F(ReportTest, DeepestPayloadIsReported) {
@@ -235,9 +219,8 @@ TEST_F(ReportTest, UndoneSceneV3) {
     EXPECT_EQ(Report(4, scenes.get()), -1);
     scenes->stSrcEvent.stBody.acPayload = R"({"not": "parsed)";
     EXPECT_EQ(Report(4, scenes.get()), -1);
-    EXPECT_EQ(TakeLog(),
-              (Lines{"error: NULL input param.", Failed(4), "error: Push undoScene and not find event.",
-                     Failed(4), "error: No undone actions to be reported.", Failed(4)}));
+    EXPECT_EQ(TakeLog(), (Lines{"error: NULL input param.", Failed(4), "error: Push undoScene and not find event.", Failed(4),
+                                "error: No undone actions to be reported.", Failed(4)}));
     scenes->uiNum = 3;
     EXPECT_EQ(Report(4, scenes.get()), 0);
     const std::string body = R"({"event":"{\"not\": \"parsed","ruleIds":["1","-2147483648","-1"]})";
@@ -245,8 +228,8 @@ TEST_F(ReportTest, UndoneSceneV3) {
     EXPECT_EQ(TakeLog(), Lines{"debug: Undone Scene to plt:" + Printed(body)});
     tqhost::Fail("tq_model_send_to_platform", 44, 1);
     EXPECT_EQ(Report(4, scenes.get()), 44);
-    EXPECT_EQ(TakeLog(), (Lines{"error: Failed to send msg to platform for reporting undone Scene",
-                                "debug: Undone Scene to plt:" + Printed(body), Failed(4)}));
+    EXPECT_EQ(TakeLog(),
+              (Lines{"error: Failed to send msg to platform for reporting undone Scene", "debug: Undone Scene to plt:" + Printed(body), Failed(4)}));
 }
 
 TEST_F(ReportTest, LanCenter) {
@@ -263,13 +246,11 @@ TEST_F(ReportTest, LanCenter) {
     center.pLanDevice = members;
     const std::string serial(32, 'c');
     const std::string member(32, 'm');
-    const std::string body = R"({"centerDeviceSerial":")" + serial +
-                             R"(","enable":7,"extend":"1","devList":[{"deviceSerial":")" + member +
-                             R"("},{"deviceSerial":""}]})";
-    const std::string body_v3 =
-        R"({"centerSerialNumber":")" + serial + R"(","sceneVersion":3,"enabled":7,"extend":")" +
-        std::string(64, 'x') + R"(","DevList":[{"serialNumber":")" + member +
-        R"(","softwareVersion":4294967295},{"serialNumber":"","softwareVersion":0}]})";
+    const std::string body =
+        R"({"centerDeviceSerial":")" + serial + R"(","enable":7,"extend":"1","devList":[{"deviceSerial":")" + member + R"("},{"deviceSerial":""}]})";
+    const std::string body_v3 = R"({"centerSerialNumber":")" + serial + R"(","sceneVersion":3,"enabled":7,"extend":")" + std::string(64, 'x') +
+                                R"(","DevList":[{"serialNumber":")" + member +
+                                R"(","softwareVersion":4294967295},{"serialNumber":"","softwareVersion":0}]})";
     EXPECT_EQ(Report(3, &center), 0);
     EXPECT_EQ(Take(), Sent(19992, body));
     EXPECT_EQ(TakeLog(), Lines{"debug: Report lan centor info to Plt: " + Printed(body)});
@@ -279,13 +260,12 @@ TEST_F(ReportTest, LanCenter) {
 
     tqhost::Fail("tqdev_sdk_kernel_send", 8, 1);
     EXPECT_EQ(Report(3, &center), -1);
-    EXPECT_EQ(TakeLog(), (Lines{"error: Failed to send msg to platform:error=0x8",
-                                "error: Failed to send msg to platform:domain[0x1b58], cmd[0x4e18].",
-                                "debug: Report lan centor info to Plt: " + Printed(body), Failed(3)}));
+    EXPECT_EQ(TakeLog(),
+              (Lines{"error: Failed to send msg to platform:error=0x8", "error: Failed to send msg to platform:domain[0x1b58], cmd[0x4e18].",
+                     "debug: Report lan centor info to Plt: " + Printed(body), Failed(3)}));
     tqhost::Fail("tq_model_send_to_platform", 44, 1);
     EXPECT_EQ(Report(6, &center), 44);
-    EXPECT_EQ(TakeLog(),
-              (Lines{"error: Failed to send msg to platform_v3 for reporting center status.", Failed(6)}));
+    EXPECT_EQ(TakeLog(), (Lines{"error: Failed to send msg to platform_v3 for reporting center status.", Failed(6)}));
     for (const int type : {3, 6}) {
         EXPECT_EQ(Report(type, nullptr), -1);
         EXPECT_EQ(TakeLog(), (Lines{"error: NULL input param.", Failed(type)}));
@@ -293,8 +273,7 @@ TEST_F(ReportTest, LanCenter) {
 
     center.pLanDevice = nullptr; // counts as none, whatever the number
     EXPECT_EQ(Report(6, &center), 0);
-    EXPECT_EQ(Take(),
-              SentModel("ReportNetTopology", 0, "report", body_v3.substr(0, body_v3.find("[")) + "[]}"));
+    EXPECT_EQ(Take(), SentModel("ReportNetTopology", 0, "report", body_v3.substr(0, body_v3.find("[")) + "[]}"));
 }
 
 } // namespace

@@ -10,22 +10,17 @@ namespace {
 
 constexpr int kSetKeyValue = 18829;
 
-std::string Xml(const std::string &elements) {
-    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n" + elements;
-}
+std::string Xml(const std::string &elements) { return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n" + elements; }
 
 std::string SetRequest(const std::string &key, const std::string &value) {
     return Xml("<Request><Type>" + key + "</Type><Value>" + value + "</Value></Request>");
 }
 
 std::string Result(int result) {
-    return "command 18830 seq 7 response 1 v1.0.0 " +
-           Xml("<Response><Result>" + std::to_string(result) + "</Result></Response>");
+    return "command 18830 seq 7 response 1 v1.0.0 " + Xml("<Response><Result>" + std::to_string(result) + "</Result></Response>");
 }
 
-std::string Forced(int status) {
-    return "tqDevSDK_report_set_force_report " + std::to_string(status);
-}
+std::string Forced(int status) { return "tqDevSDK_report_set_force_report " + std::to_string(status); }
 
 struct Number {
     const char *key;
@@ -72,11 +67,9 @@ TEST_F(SetTest, RefusalByTheApplicationIsAnsweredAndReported) {
     for (const Number &number : kNumbers) {
         const Outcome outcome = AfterCommand(kSetKeyValue, SetRequest(number.key, " 5&amp; "));
         EXPECT_EQ(outcome.sent, (Lines{Forced(number.status), Result(4)}));
-        EXPECT_EQ(outcome.log, (Lines{number.failure, std::string("error: Failed to set key value, key=") +
-                                                          number.key + ", value= 5& "}));
+        EXPECT_EQ(outcome.log, (Lines{number.failure, std::string("error: Failed to set key value, key=") + number.key + ", value= 5& "}));
     }
-    const Outcome outcome =
-        AfterCommand(kSetKeyValue, SetRequest("device_ICR_DSS", R"({"mode":1,"sensitivity":2})"));
+    const Outcome outcome = AfterCommand(kSetKeyValue, SetRequest("device_ICR_DSS", R"({"mode":1,"sensitivity":2})"));
     EXPECT_EQ(outcome.sent, (Lines{Forced(74), Result(4)}));
     EXPECT_EQ(outcome.log[0], "error: Failed to set icr dss cfg.");
 
@@ -85,8 +78,7 @@ TEST_F(SetTest, RefusalByTheApplicationIsAnsweredAndReported) {
     TakeLog();
     for (const char *key : {"device_ICR_DSS", "device_auto_rouse"}) {
         EXPECT_EQ(AfterCommand(kSetKeyValue, SetRequest(key, "{")).log,
-                  (Lines{"error: NULL cb func of recv_msg.",
-                         std::string("error: Failed to set key value, key=") + key + ", value={"}))
+                  (Lines{"error: NULL cb func of recv_msg.", std::string("error: Failed to set key value, key=") + key + ", value={"}))
             << "the callback is looked at first";
     }
 }
@@ -109,8 +101,7 @@ TEST_F(SetTest, DayNightSettingIsReadFromJson) {
         expected.ucMode = row.mode;
         expected.ucSensitivity = row.sensitivity;
         expected.autoTime = {row.begin, row.end};
-        const auto record =
-            Received<tqDevSDK_SmartControl_msg_IcrDss_S>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_ICR_DSS, 12);
+        const auto record = Received<tqDevSDK_SmartControl_msg_IcrDss_S>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_ICR_DSS, 12);
         EXPECT_EQ(memcmp(&record, &expected, sizeof expected), 0);
         EXPECT_EQ(Take(), (Lines{Forced(74), Result(0)}));
     }
@@ -125,16 +116,14 @@ TEST_F(SetTest, DayNightSettingIsReadFromJson) {
         SCOPED_TRACE(json);
         const Outcome outcome = AfterCommand(kSetKeyValue, SetRequest("device_ICR_DSS", json));
         EXPECT_EQ(outcome.sent, (Lines{Forced(74), Result(4)}));
-        EXPECT_EQ(outcome.log, (Lines{"error: " + text,
-                                      "error: Failed to set key value, key=device_ICR_DSS, value=" + json}));
+        EXPECT_EQ(outcome.log, (Lines{"error: " + text, "error: Failed to set key value, key=device_ICR_DSS, value=" + json}));
     }
     EXPECT_EQ(ReceivedCount(), 0U);
 }
 
 TEST_F(SetTest, BadRequestsAreAnsweredWithTheirClass) {
     const std::string parse = "error: Failed to parse XML of smart control, while rsp_cmd = 0x498e";
-    const std::string root =
-        "error: Can not find Request or Response about smart control, while rsp_cmd = 0x498e";
+    const std::string root = "error: Can not find Request or Response about smart control, while rsp_cmd = 0x498e";
     const std::string long_key(70, 'k');
     struct {
         std::optional<std::string> body;
@@ -191,15 +180,13 @@ TEST_F(SetTest, HostileDocumentsEndInAResult) {
         nested += "<a>";
     }
     EXPECT_EQ(AfterCommand(kSetKeyValue, nested).sent, Lines{Result(3)});
-    EXPECT_EQ(AfterCommand(kSetKeyValue, "<Request>" + std::string(4 << 20, ' ') + "</Request>").sent,
-              Lines{Result(3)});
+    EXPECT_EQ(AfterCommand(kSetKeyValue, "<Request>" + std::string(4 << 20, ' ') + "</Request>").sent, Lines{Result(3)});
     std::string bomb = "<!DOCTYPE r [<!ENTITY a0 \"ha\">";
     for (int i = 1; i < 30; ++i) {
         const std::string last = "&a" + std::to_string(i - 1) + ";";
         bomb += "<!ENTITY a" + std::to_string(i) + " \"" + last + last + "\">";
     }
-    EXPECT_EQ(AfterCommand(kSetKeyValue, bomb + "]>" + SetRequest("&a29;", "1").substr(39)).sent,
-              Lines{Result(2)});
+    EXPECT_EQ(AfterCommand(kSetKeyValue, bomb + "]>" + SetRequest("&a29;", "1").substr(39)).sent, Lines{Result(2)});
 }
 
 TEST_F(SetTest, EntryPointKeepsItsOddCases) {
@@ -211,14 +198,12 @@ TEST_F(SetTest, EntryPointKeepsItsOddCases) {
     EXPECT_EQ(TakeLog().back(), silent[0]);
     EXPECT_EQ(Take(), Lines{});
     EXPECT_EQ(SmartControl_BusPlatform_XmlHandle_ReqAndRsp(5, 1, 7, good.c_str()), 0);
-    EXPECT_EQ(Take(),
-              Lines{"command 5 seq 7 response 1 v1.0.0 " + Xml("<Response><Result>0</Result></Response>")});
+    EXPECT_EQ(Take(), Lines{"command 5 seq 7 response 1 v1.0.0 " + Xml("<Response><Result>0</Result></Response>")});
     EXPECT_EQ(TakeLog(), Lines{"debug: Invalid cmdid in SmartControl XML Req Proc:0x5"});
     EXPECT_EQ(ReceivedCount(), 0U);
 
     tqhost::Fail("tqdev_sdk_kernel_send", 4, 1);
-    EXPECT_EQ(AfterCommand(kSetKeyValue, good).log,
-              (Lines{"error: Failed to send msg to platform:error=0x4", "error: result_code -1"}));
+    EXPECT_EQ(AfterCommand(kSetKeyValue, good).log, (Lines{"error: Failed to send msg to platform:error=0x4", "error: result_code -1"}));
 }
 
 // ---- Status items of settings ----
@@ -239,8 +224,7 @@ protected:
     void AnswerWith(int type, const Record &record, int result = 0) {
         // As bytes: a copied record may lose its padding.
         const char *first = reinterpret_cast<const char *>(&record);
-        on_query = [type, bytes = std::vector<char>(first, first + sizeof record),
-                    result](tqDevSDK_SmartControl_runtime_info &query) {
+        on_query = [type, bytes = std::vector<char>(first, first + sizeof record), result](tqDevSDK_SmartControl_runtime_info &query) {
             EXPECT_EQ(query.type, type);
             EXPECT_EQ(query.len, static_cast<int>(bytes.size()));
             const std::vector<char> zeros(bytes.size());
@@ -252,8 +236,7 @@ protected:
 
     std::string Reported(const std::string &key, const std::string &value) {
         return "command 12382 seq " + std::to_string(next_seq_++) + " response 0 v1.0.0 " +
-               Xml("<Request><DevSerial>TQ00000001</DevSerial><Authorization/><Status Type=\"" + key +
-                   "\" Value=\"" + value + "\"/></Request>");
+               Xml("<Request><DevSerial>TQ00000001</DevSerial><Authorization/><Status Type=\"" + key + "\" Value=\"" + value + "\"/></Request>");
     }
 
 private:
@@ -267,8 +250,8 @@ TEST_F(StatusTest, NumbersAreReportedAsSeenLast) {
         const tqDevSDK_report_status_info &item = Item(number.status);
         EXPECT_EQ(item.report_status(0), 0);
         EXPECT_EQ(Take(), Lines{Reported(number.key, "-1")}) << "nothing seen yet";
-        for (const auto &[value, text] : std::vector<std::pair<UINT32, std::string>>{
-                 {0, "0"}, {2147483647U, "2147483647"}, {2147483648U, "-2147483648"}}) {
+        for (const auto &[value, text] :
+             std::vector<std::pair<UINT32, std::string>>{{0, "0"}, {2147483647U, "2147483647"}, {2147483648U, "-2147483648"}}) {
             AnswerWith(number.query, value);
             EXPECT_EQ(item.status_is_changed(), 1);
             EXPECT_EQ(item.status_is_changed(), 0);
@@ -292,10 +275,9 @@ TEST_F(StatusTest, NumbersAreReportedAsSeenLast) {
 TEST_F(StatusTest, DayNightIsComparedBytewise) {
     const tqDevSDK_report_status_info &item = Item(74);
     const auto json = [](int mode, int sensitivity, const char *begin, const char *end) {
-        return "{&#10;&#09;&quot;mode&quot;:&#09;" + std::to_string(mode) +
-               ",&#10;&#09;&quot;sensitivity&quot;:&#09;" + std::to_string(sensitivity) +
-               ",&#10;&#09;&quot;autoTimeBegin&quot;:&#09;&quot;" + begin +
-               "&quot;,&#10;&#09;&quot;autoTimeEnd&quot;:&#09;&quot;" + end + "&quot;&#10;}";
+        return "{&#10;&#09;&quot;mode&quot;:&#09;" + std::to_string(mode) + ",&#10;&#09;&quot;sensitivity&quot;:&#09;" + std::to_string(sensitivity) +
+               ",&#10;&#09;&quot;autoTimeBegin&quot;:&#09;&quot;" + begin + "&quot;,&#10;&#09;&quot;autoTimeEnd&quot;:&#09;&quot;" + end +
+               "&quot;&#10;}";
     };
     EXPECT_EQ(item.report_status(0), 0);
     EXPECT_EQ(Take(), Lines{Reported("device_ICR_DSS", json(255, 255, "00:00", "00:00"))});

@@ -10,8 +10,7 @@ namespace {
 constexpr const char *kKey = "InterconnectionRule";
 
 const std::string kEvent = R"({"domain":1,"cmdId":2,"deviceId":"E","channelNo":3,"value":4})";
-const std::string kAction =
-    R"({"domain":5,"cmdId":6,"deviceId":"A","channelNo":7,"params":{"value1":8,"value2":9},"delay":10})";
+const std::string kAction = R"({"domain":5,"cmdId":6,"deviceId":"A","channelNo":7,"params":{"value1":8,"value2":9},"delay":10})";
 
 std::string RuleWith(const std::string &events, const std::string &actions) {
     return R"({"id":11,"userId":"U","name":"N","enable":1,"weekdays":["1","3","7"],"startTime":"07:05","endTime":"n23:00",)"
@@ -19,9 +18,7 @@ std::string RuleWith(const std::string &events, const std::string &actions) {
            events + R"(,"actions":)" + actions + "}}";
 }
 
-std::string Unit(const std::string &rules) {
-    return R"({"Type":"Global","channel":2,"status":[)" + rules + "]}";
-}
+std::string Unit(const std::string &rules) { return R"({"Type":"Global","channel":2,"status":[)" + rules + "]}"; }
 
 const std::string kRule = RuleWith("[" + kEvent + "]", "[" + kAction + "]");
 
@@ -68,25 +65,20 @@ protected:
 
     // The device answers the next query with one unit of this many rules, each with an event and an action.
     static tqDevSDK_SmartControl_ConfigRules *MakeRules(UINT16 units, UINT16 rules_each) {
-        auto *set = static_cast<tqDevSDK_SmartControl_ConfigRules *>(
-            calloc(1, sizeof(tqDevSDK_SmartControl_ConfigRules)));
+        auto *set = static_cast<tqDevSDK_SmartControl_ConfigRules *>(calloc(1, sizeof(tqDevSDK_SmartControl_ConfigRules)));
         set->uiVersion = 4;
         set->usNum = units;
-        set->pstUnit =
-            static_cast<tqDevSDK_SmartControl_ConfigRules_ValueUnit *>(calloc(units, sizeof *set->pstUnit));
+        set->pstUnit = static_cast<tqDevSDK_SmartControl_ConfigRules_ValueUnit *>(calloc(units, sizeof *set->pstUnit));
         for (UINT16 i = 0; i < units; ++i) {
             auto &unit = set->pstUnit[i];
             unit.usNum = rules_each;
-            unit.pstRuleUnit = static_cast<tqDevSDK_SmartControl_ConfigRules_RuleUnit *>(
-                calloc(rules_each, sizeof *unit.pstRuleUnit));
+            unit.pstRuleUnit = static_cast<tqDevSDK_SmartControl_ConfigRules_RuleUnit *>(calloc(rules_each, sizeof *unit.pstRuleUnit));
             for (UINT16 j = 0; j < rules_each; ++j) {
                 auto &rule = unit.pstRuleUnit[j];
                 rule.usEvents_Num = 1;
-                rule.pstEvents =
-                    static_cast<tqDevSDK_SmartControl_ConfigRule_Events *>(calloc(1, sizeof *rule.pstEvents));
+                rule.pstEvents = static_cast<tqDevSDK_SmartControl_ConfigRule_Events *>(calloc(1, sizeof *rule.pstEvents));
                 rule.usActions_Num = 1;
-                rule.pstActions = static_cast<tqDevSDK_SmartControl_ConfigRule_Actions *>(
-                    calloc(1, sizeof *rule.pstActions));
+                rule.pstActions = static_cast<tqDevSDK_SmartControl_ConfigRule_Actions *>(calloc(1, sizeof *rule.pstActions));
             }
         }
         return set;
@@ -103,8 +95,7 @@ protected:
     }
 
     static std::string Reported(const std::string &json, UINT32 version = 4) {
-        return "shadow InterconnectionRule version " + std::to_string(version) + " reset 0 type 4 " +
-               Printed(json);
+        return "shadow InterconnectionRule version " + std::to_string(version) + " reset 0 type 4 " + Printed(json);
     }
 
     // Keeps what the device gets and gives it back on request.
@@ -215,9 +206,8 @@ TEST_F(RulesTest, TimesAndWeekdaysReadAsOnTheTarget) {
         UINT32 start_hour, start_min, end_hour, end_min;
         int cross_day;
     } const times[] = {
-        {"7:5", "n6:30", 7, 5, 6, 30, 1}, {"24:99", "6:30n", 24, 99, 0, 0, 1},
-        {"", "1", 0, 0, 1, 0, 0},         {" 8: 9x", " n8:00", 8, 9, 0, 0, 1},
-        {"8 :9", "8:", 8, 0, 8, 0, 0},    {"-1:4294967296", "n 7: 8", 4294967295U, 2147483647U, 7, 8, 1},
+        {"7:5", "n6:30", 7, 5, 6, 30, 1},    {"24:99", "6:30n", 24, 99, 0, 0, 1}, {"", "1", 0, 0, 1, 0, 0},
+        {" 8: 9x", " n8:00", 8, 9, 0, 0, 1}, {"8 :9", "8:", 8, 0, 8, 0, 0},       {"-1:4294967296", "n 7: 8", 4294967295U, 2147483647U, 7, 8, 1},
         {"noon", "nn7:8", 0, 0, 0, 0, 1},
     };
     for (const auto &row : times) {
@@ -229,17 +219,15 @@ TEST_F(RulesTest, TimesAndWeekdaysReadAsOnTheTarget) {
         EXPECT_EQ(rule.uiEnd_min, row.end_min);
         EXPECT_EQ(rule.ucIsCrossDay, row.cross_day);
     }
-    const auto rule = RuleOf(
-        Replaced(kRule, R"(["1","3","7"])", R"(["1","7","9","x","0","-1","2 ","4294967299","65539",5])"));
+    const auto rule = RuleOf(Replaced(kRule, R"(["1","3","7"])", R"(["1","7","9","x","0","-1","2 ","4294967299","65539",5])"));
     const UINT8 days[7] = {1, 1, 1, 0, 0, 0, 1};
     EXPECT_EQ(memcmp(rule.aucWeekDaysEn, days, 7), 0) << "65539 is day 3 in 16 bits, 4294967299 is none";
 }
 
 TEST_F(RulesTest, TextsAndNumbersAreCutToTheirFields) {
-    const auto rule = RuleOf(Replaced(
-        Replaced(Replaced(Replaced(kRule, "\"U\"", "\"" + std::string(100, 'u') + "\""), "\"N\"", "5"),
-                 "\"enable\":1", "\"ENABLE\":257"),
-        "\"condition\":2", "\"condition\":-1"));
+    const auto rule = RuleOf(
+        Replaced(Replaced(Replaced(Replaced(kRule, "\"U\"", "\"" + std::string(100, 'u') + "\""), "\"N\"", "5"), "\"enable\":1", "\"ENABLE\":257"),
+                 "\"condition\":2", "\"condition\":-1"));
     EXPECT_EQ(rule.acUserId, std::string(63, 'u'));
     EXPECT_STREQ(rule.acRuleName, "") << "a number has no text";
     EXPECT_EQ(rule.ucEnable, 1);
@@ -249,9 +237,8 @@ TEST_F(RulesTest, TextsAndNumbersAreCutToTheirFields) {
 TEST_F(RulesTest, FirstOfAKeyCountsWhateverTheOrder) {
     const std::string rest =
         R"("endTime":"3:4","startTime":"1:2","weekdays":[],"enable":1,"name":"N","rule":{"actions":[],"events":[],"condition":7})";
-    for (const char *head :
-         {R"("userId":"a","id":1,"userId":"b","id":2,)", R"("ID":1,"USERID":"a","id":2,"userId":"b",)",
-          R"("id":1,"x":0,"userId":"a","userId":"b",)", R"("UserId":"a","userId":"b","id":1,)"}) {
+    for (const char *head : {R"("userId":"a","id":1,"userId":"b","id":2,)", R"("ID":1,"USERID":"a","id":2,"userId":"b",)",
+                             R"("id":1,"x":0,"userId":"a","userId":"b",)", R"("UserId":"a","userId":"b","id":1,)"}) {
         SCOPED_TRACE(head);
         const auto rule = RuleOf("{" + std::string(head) + rest + "}");
         EXPECT_EQ(rule.uiRuleId, 1U);
@@ -348,8 +335,7 @@ TEST_F(RulesTest, ParseCallbackChecksItsArguments) {
     tqDevSDK_SmartControl_fini();
     TakeLog();
     EXPECT_EQ(ParseSync_SmartControl_Rules(&value, &param), -1);
-    EXPECT_EQ(TakeLog(),
-              (Lines{"error: pcValueStr = {}", "error: Error, SmartControl domain:recv_msg is NULL."}));
+    EXPECT_EQ(TakeLog(), (Lines{"error: pcValueStr = {}", "error: Error, SmartControl domain:recv_msg is NULL."}));
 }
 
 TEST_F(RulesTest, RefusalOfTheApplicationIsPassedOn) {
@@ -387,17 +373,14 @@ TEST_F(RulesTest, EveryFieldIsWritten) {
     EXPECT_EQ(tqhost::ShadowGet(kKey), 0);
     std::string values;
     for (int i = 1; i <= 16; ++i) {
-        values += (i > 1 ? "," : "") + std::string("\"value") + std::to_string(i) +
-                  "\":" + (i == 16 ? "65535" : "0");
+        values += (i > 1 ? "," : "") + std::string("\"value") + std::to_string(i) + "\":" + (i == 16 ? "65535" : "0");
     }
     const std::string json =
-        R"([{"channel":255,"status":[{"id":4294967295,"userId":")" + std::string(64, 'u') + R"(","name":")" +
-        std::string(64, 'n') +
+        R"([{"channel":255,"status":[{"id":4294967295,"userId":")" + std::string(64, 'u') + R"(","name":")" + std::string(64, 'n') +
         R"(","enable":9,"weekdays":["1","7"],"startTime":"123:00","endTime":"n00:-1",)"
         R"("rule":{"condition":65535,"events":[{"domain":0,"cmdId":0,"deviceId":")" +
-        std::string(32, 'e') +
-        R"(","channelNo":0,"value":65535}],"actions":[{"domain":0,"cmdId":0,"deviceId":"","channelNo":0,"params":{)" +
-        values + R"(},"delay":4294967295}]}}]}])";
+        std::string(32, 'e') + R"(","channelNo":0,"value":65535}],"actions":[{"domain":0,"cmdId":0,"deviceId":"","channelNo":0,"params":{)" + values +
+        R"(},"delay":4294967295}]}}]}])";
     EXPECT_EQ(Take(), Lines{Reported(json)});
     EXPECT_EQ(TakeLog(), Lines{"debug: GenJson_Trusteeship_Proc:" + Printed(json)});
 }
@@ -413,10 +396,8 @@ TEST_F(RulesTest, EmptySetsHaveAFormOfTheirOwn) {
     EXPECT_EQ(tqhost::ShadowGet(kKey), 0);
     AnswerWith(nullptr);
     EXPECT_EQ(tqhost::ShadowGet(kKey), 0);
-    EXPECT_EQ(Take(), (Lines{Reported(R"([{"channel":0}])"), Reported(R"([{"channel":0}])"),
-                             Reported(R"([{"channel":0}])", 0)}));
-    EXPECT_EQ(Refused(R"([{"channel":0}])").back(), "error: Array value[0], item error:status")
-        << "not readable, on purpose";
+    EXPECT_EQ(Take(), (Lines{Reported(R"([{"channel":0}])"), Reported(R"([{"channel":0}])"), Reported(R"([{"channel":0}])", 0)}));
+    EXPECT_EQ(Refused(R"([{"channel":0}])").back(), "error: Array value[0], item error:status") << "not readable, on purpose";
 
     auto *global = MakeRules(1, 1);
     auto &unit = global->pstUnit[0];
@@ -427,11 +408,8 @@ TEST_F(RulesTest, EmptySetsHaveAFormOfTheirOwn) {
     unit.pstRuleUnit[0].usActions_Num = 0;
     AnswerWith(global);
     EXPECT_EQ(tqhost::ShadowGet(kKey), 0);
-    EXPECT_EQ(
-        Take(),
-        Lines{Reported(
-            R"([{"Type":"Global","channel":2,"status":[{"id":0,"userId":"","name":"","enable":0,)"
-            R"("weekdays":[],"startTime":"00:00","endTime":"00:00","rule":{"condition":0,"events":[],"actions":[]}}]}])")});
+    EXPECT_EQ(Take(), Lines{Reported(R"([{"Type":"Global","channel":2,"status":[{"id":0,"userId":"","name":"","enable":0,)"
+                                     R"("weekdays":[],"startTime":"00:00","endTime":"00:00","rule":{"condition":0,"events":[],"actions":[]}}]}])")});
 }
 
 TEST_F(RulesTest, GenerateCallbackChecksItsArguments) {
@@ -451,8 +429,7 @@ TEST_F(RulesTest, GenerateCallbackChecksItsArguments) {
     value.length = 3;
     AnswerWith(MakeRules(1, 1), 3);
     EXPECT_EQ(service->gen_value_JsStr(&value, &param), 3);
-    EXPECT_EQ(TakeLog(),
-              Lines{"error: Failed to get on_run_time_info of shadow by GenJson_SmartControl_Rules_Proc"});
+    EXPECT_EQ(TakeLog(), Lines{"error: Failed to get on_run_time_info of shadow by GenJson_SmartControl_Rules_Proc"});
     EXPECT_STREQ(buffer, "old");
     EXPECT_EQ(value.length, 3);
     EXPECT_EQ(param.uiVersion, 77U);
@@ -482,9 +459,8 @@ TEST_F(RulesTest, FreeLeavesEmptyRecordsAndZeroesFullOnes) {
 
 TEST_F(RulesTest, WhatTheDeviceStoresComesBack) {
     StoreAndGiveBack();
-    const std::string value = "[" + Unit(kRule + "," + RuleWith("[]", "[" + kAction + "," + kAction + "]")) +
-                              R"(,{"channel":255,"status":[]},)" + R"({"channel":0,"status":[)" +
-                              Replaced(RuleWith("[" + kEvent + "]", "[]"), "n23:00", "23:59") + "]}]";
+    const std::string value = "[" + Unit(kRule + "," + RuleWith("[]", "[" + kAction + "," + kAction + "]")) + R"(,{"channel":255,"status":[]},)" +
+                              R"({"channel":0,"status":[)" + Replaced(RuleWith("[" + kEvent + "]", "[]"), "n23:00", "23:59") + "]}]";
     EXPECT_EQ(Sync(value), 0);
     EXPECT_EQ(tqhost::ShadowGet(kKey), 0);
     EXPECT_EQ(Take(), Lines{Reported(value)});
@@ -494,8 +470,7 @@ TEST_F(RulesTest, OddValuesAreStableFromTheSecondRoundOn) {
     StoreAndGiveBack();
     for (const std::string &value :
          {"[" + Unit(Replaced(Replaced(kRule, "07:05", "7:5x"), R"("id":11)", R"("id":4294967295)")) + "]",
-          "[" + Unit(Replaced(kRule, R"("value":4)", R"("value":-70000.5)")) + "]",
-          std::string(R"([{"Type":5,"channel":-1,"status":[]}])")}) {
+          "[" + Unit(Replaced(kRule, R"("value":4)", R"("value":-70000.5)")) + "]", std::string(R"([{"Type":5,"channel":-1,"status":[]}])")}) {
         std::string rounds[2];
         EXPECT_EQ(Sync(value), 0);
         for (std::string &round : rounds) {

@@ -13,18 +13,14 @@ struct Key {
     const char *to_device, *value_level, *to_device_failure, *to_cloud, *to_cloud_failure;
 };
 
-std::ostream &operator<<(std::ostream &out, const Key &key) {
-    return out << key.key;
-}
+std::ostream &operator<<(std::ostream &out, const Key &key) { return out << key.key; }
 
 const Key kKeys[] = {
     {"SceneLink", 12, 6, false, "CenPlt2PuParseJsonSetLinkRuleReq", "error",
-     "error: Failed to send msg to dev in shadow by ParseSync_SmartControl_Rules",
-     "Pu2CenPltMakeJsonLinkRuleReq",
+     "error: Failed to send msg to dev in shadow by ParseSync_SmartControl_Rules", "Pu2CenPltMakeJsonLinkRuleReq",
      "error: Failed to get on_run_time_info of shadow by GenJson_SmartControl_Rules_Proc"},
     {"LocalLink", 11, 7, true, "CenPlt2PuParseJsonSetAiRuleReq", "debug",
-     "error: Failed to send msg to dev in shadow by CenPlt2PuParseJsonSetAiRuleReq",
-     "Pu2CenPltMakeJsonAiRuleReq",
+     "error: Failed to send msg to dev in shadow by CenPlt2PuParseJsonSetAiRuleReq", "Pu2CenPltMakeJsonAiRuleReq",
      "error: Failed to get on_run_time_info of shadow by Pu2CenPltMakeJsonAiRuleReq"},
 };
 
@@ -44,9 +40,7 @@ protected:
         };
     }
 
-    static Lines Reported(const std::string &text) {
-        return {std::string("shadow ") + GetParam().key + " version 8 reset 0 type 3 " + text};
-    }
+    static Lines Reported(const std::string &text) { return {std::string("shadow ") + GetParam().key + " version 8 reset 0 type 3 " + text}; }
 };
 
 TEST_P(RuleTextTest, TextIsLentToTheDevice) {
@@ -65,8 +59,7 @@ TEST_P(RuleTextTest, TextIsLentToTheDevice) {
         TakeLog();
         EXPECT_EQ(tqhost::ShadowDesire(key.key, text), 0);
         EXPECT_EQ(got, text);
-        EXPECT_EQ(TakeLog(), (Lines{std::string("error: ") + key.to_device,
-                                    std::string(key.value_level) + ": pcValueStr = " + text}));
+        EXPECT_EQ(TakeLog(), (Lines{std::string("error: ") + key.to_device, std::string(key.value_level) + ": pcValueStr = " + text}));
     }
 }
 
@@ -125,8 +118,7 @@ TEST_P(RuleTextTest, RefusalsOnTheWayToTheCloud) {
     EXPECT_EQ(service->business2cloud(&value, &param), -1);
     value.value = buffer;
     EXPECT_EQ(service->business2cloud(&value, nullptr), -1);
-    EXPECT_EQ(TakeLog(), (Lines{name, "error: NULL input param.", name, "error: NULL input param.", name,
-                                "error: NULL input param."}));
+    EXPECT_EQ(TakeLog(), (Lines{name, "error: NULL input param.", name, "error: NULL input param.", name, "error: NULL input param."}));
 
     // The text of a failing application is released all the same.
     param.uiVersion = 77;
@@ -146,8 +138,7 @@ TEST_P(RuleTextTest, RefusalsOnTheWayToTheCloud) {
 TEST_P(RuleTextTest, PushReportsTheKeyOfItsType) {
     const Key &key = GetParam();
     const auto type = key.query == 6 ? SMART_CONTROL_SCENE_RULE_REQ : SMART_CONTROL_AI_RULE_REQ;
-    const std::string call =
-        std::string("tqDevSDK_Shadow_PushStatus_v3 TQ00000001 Video 1 TQLink ") + key.key + " 0";
+    const std::string call = std::string("tqDevSDK_Shadow_PushStatus_v3 TQ00000001 Video 1 TQLink ") + key.key + " 0";
     AnswerWith(HeapText("t"));
     EXPECT_EQ(smart_control_shadow_push_status(type), 0);
     EXPECT_EQ(Take(), (Lines{call, Reported("t")[0]}));
@@ -158,7 +149,6 @@ TEST_P(RuleTextTest, PushReportsTheKeyOfItsType) {
     EXPECT_EQ(Take(), Lines{});
 }
 
-INSTANTIATE_TEST_SUITE_P(Keys, RuleTextTest, testing::ValuesIn(kKeys),
-                         [](const auto &row) { return std::string(row.param.key); });
+INSTANTIATE_TEST_SUITE_P(Keys, RuleTextTest, testing::ValuesIn(kKeys), [](const auto &row) { return std::string(row.param.key); });
 
 } // namespace

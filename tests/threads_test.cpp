@@ -13,9 +13,7 @@ constexpr int kRounds = 200;
 
 class ThreadsTest : public ModuleTest {
 protected:
-    static UINT32 SequenceNumber(const std::string &line) {
-        return static_cast<UINT32>(std::stoul(line.substr(line.find(" seq ") + 5)));
-    }
+    static UINT32 SequenceNumber(const std::string &line) { return static_cast<UINT32>(std::stoul(line.substr(line.find(" seq ") + 5))); }
 };
 
 TEST_F(ThreadsTest, SequenceNumbersAreUniqueAndWithoutGaps) {
@@ -57,8 +55,7 @@ TEST_F(ThreadsTest, SequenceNumbersAreUniqueAndWithoutGaps) {
     });
     threads.emplace_back([] { // shadow
         for (int i = 0; i < kRounds; ++i) {
-            tqhost::ShadowDesire("InterconnectionRule",
-                                 "[{\"channel\":" + std::to_string(i) + ",\"status\":[]}]");
+            tqhost::ShadowDesire("InterconnectionRule", "[{\"channel\":" + std::to_string(i) + ",\"status\":[]}]");
             tqhost::ShadowDesire("SceneLink", std::to_string(i));
             tqhost::ShadowGet("InterconnectionRule");
             tqhost::ShadowGet("LocalLink");

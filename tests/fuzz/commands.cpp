@@ -26,9 +26,7 @@ void CheckSignals(const tqhost::CommandMessage *answer) {
     Check(answer == nullptr || ResultIn(answer->body) == 0, "the answer of a query is 0");
 }
 
-void CheckSetting(const tqhost::CommandMessage *answer) {
-    Check(answer != nullptr, "a setting is answered whatever it is");
-}
+void CheckSetting(const tqhost::CommandMessage *answer) { Check(answer != nullptr, "a setting is answered whatever it is"); }
 
 struct Row {
     int command;
@@ -52,8 +50,8 @@ void Run(Input &input) {
 
     Check(g_application.received <= 1 && g_sent.commands.size() <= 1, "one command, one message, one answer");
     for (const tqhost::CommandMessage &answer : g_sent.commands) {
-        Check(answer.record.msg_command_id == static_cast<UINT32>(row.command) + 1 &&
-                  answer.record.msg_seq == kSeq && answer.record.msg_response == 1,
+        Check(answer.record.msg_command_id == static_cast<UINT32>(row.command) + 1 && answer.record.msg_seq == kSeq &&
+                  answer.record.msg_response == 1,
               "an answer belongs to its request");
     }
     row.check(g_sent.commands.empty() ? nullptr : &g_sent.commands[0]);

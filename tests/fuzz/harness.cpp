@@ -44,8 +44,7 @@ void CheckRule(const Rule &rule) {
     }
     for (const auto &action : rule.actions) {
         CheckEnds(action.acDevId);
-        Check(action.ucValueNum <= TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX,
-              "an action has 16 values at most");
+        Check(action.ucValueNum <= TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX, "an action has 16 values at most");
     }
 }
 
@@ -54,8 +53,7 @@ std::vector<Unit> KeepRules(const tqDevSDK_SmartControl_ConfigRules &rules) {
     for (const auto &unit : KeepArray(rules.pstUnit, rules.usNum)) {
         kept.push_back({unit, {}});
         for (const auto &rule : KeepArray(unit.pstRuleUnit, unit.usNum)) {
-            kept.back().rules.push_back({rule, KeepArray(rule.pstEvents, rule.usEvents_Num),
-                                         KeepArray(rule.pstActions, rule.usActions_Num)});
+            kept.back().rules.push_back({rule, KeepArray(rule.pstEvents, rule.usEvents_Num), KeepArray(rule.pstActions, rule.usActions_Num)});
             CheckRule(kept.back().rules.back());
         }
     }
@@ -112,8 +110,7 @@ void Receive(const tqDevSDK_SmartControl_msg_to_dev &msg) {
     case TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CAPTURE_PIC: {
         const auto &record = As<tqDevSDK_SmartControl_device_capture_info>(msg);
         CheckEnds(record.relation_id);
-        Check(record.uiValueNum <= TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX,
-              "a capture has 16 values at most");
+        Check(record.uiValueNum <= TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX, "a capture has 16 values at most");
         break;
     }
     case TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_ICR_DSS:
@@ -171,9 +168,7 @@ void FillSignals(tqDevSDK_Smartcontrol_ap_signal_info &info) {
     info.num = g_application.accepts ? info.num : INT32_MAX;
 }
 
-char *HeapText(const std::optional<std::string> &text) {
-    return text ? strdup(text->c_str()) : nullptr;
-}
+char *HeapText(const std::optional<std::string> &text) { return text ? strdup(text->c_str()) : nullptr; }
 
 int OnGetRuntimeInfo(tqDevSDK_SmartControl_runtime_info *info) {
     switch (info->type) {
@@ -194,9 +189,7 @@ int OnGetRuntimeInfo(tqDevSDK_SmartControl_runtime_info *info) {
         FillSignals(*reinterpret_cast<tqDevSDK_Smartcontrol_ap_signal_info *>(info->data));
         return g_application.accepts ? 0 : 1;
     default:
-        memcpy(info->data,
-               &g_application.numbers[info->type - TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_SCREEN_OVERTIME],
-               sizeof(UINT32));
+        memcpy(info->data, &g_application.numbers[info->type - TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_SCREEN_OVERTIME], sizeof(UINT32));
         return 0;
     }
 }

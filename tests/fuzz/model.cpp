@@ -34,9 +34,7 @@ void SetField(char (&field)[N], const char *text) {
     memset(field + length, '\0', N - length);
 }
 
-bool Is(const tq_basic_info &info, const char *identifier) {
-    return strncmp(info.identifier, identifier, sizeof info.identifier) == 0;
-}
+bool Is(const tq_basic_info &info, const char *identifier) { return strncmp(info.identifier, identifier, sizeof info.identifier) == 0; }
 
 void CheckRequest(int result) {
     Check(result == 0 && g_sent.replies.size() == 1, "a request has one reply");
@@ -56,8 +54,7 @@ void Run(Input &input) {
     tq_model_msg msg = tq_model_msg();
     msg.type = kTypes[static_cast<uint8_t>(input.Take<uint8_t>() - '0') % std::size(kTypes)];
     const std::string text = input.TakeText();
-    if (msg.type == model_data_type_string || msg.type == model_data_type_array ||
-        msg.type == model_data_type_object) {
+    if (msg.type == model_data_type_string || msg.type == model_data_type_array || msg.type == model_data_type_object) {
         msg.value = text.c_str();
         msg.length = static_cast<int>(text.size());
     } else {

@@ -14,8 +14,7 @@ struct Release {
 // A record that ends in an array of `count` elements, without a spare byte.
 template <typename Record>
 std::unique_ptr<Record, Release> Allocate(std::size_t array_offset, std::size_t count, std::size_t element) {
-    return std::unique_ptr<Record, Release>(
-        static_cast<Record *>(calloc(1, std::max(sizeof(Record), array_offset + count * element))));
+    return std::unique_ptr<Record, Release>(static_cast<Record *>(calloc(1, std::max(sizeof(Record), array_offset + count * element))));
 }
 
 // What a report gives, and whether one message went out for it.
@@ -160,6 +159,4 @@ constexpr SendReport kRows[] = {
 
 } // namespace
 
-void Run(Input &input) {
-    input.Select(kRows)(input);
-}
+void Run(Input &input) { input.Select(kRows)(input); }

@@ -38,8 +38,7 @@ void Run(Input &input) {
 
     tqDevSDK_Shadow_value_t value = tqDevSDK_Shadow_value_t();
     value.value = text.data();
-    Check(service.business2dev(&value, nullptr) == (g_application.accepts ? 0 : 1),
-          "the result is the application's");
+    Check(service.business2dev(&value, nullptr) == (g_application.accepts ? 0 : 1), "the result is the application's");
     const std::string reported = text.size() < kLimit ? text : std::string();
     Check(Generate(service) == reported, "a text comes back as it is");
 

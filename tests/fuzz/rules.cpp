@@ -38,8 +38,7 @@ void CheckNumber(const bscJSON *object, const char *key, Field field) {
 
 // Calls check(element, record) for each record.
 template <typename Record, typename CheckRecord>
-void CheckArray(const bscJSON *object, const char *key, const std::vector<Record> &records,
-                CheckRecord check) {
+void CheckArray(const bscJSON *object, const char *key, const std::vector<Record> &records, CheckRecord check) {
     const bscJSON *element = bscJSON_GetObjectItem(object, key)->child;
     for (const Record &record : records) {
         check(element, record);
@@ -88,9 +87,7 @@ void CheckRules(const std::string &text) {
 // ---- The second round ----
 
 // Numbers are written unsigned, and read up to the largest signed one.
-void Saturate(UINT32 &number) {
-    number = std::min<UINT32>(number, INT32_MAX);
-}
+void Saturate(UINT32 &number) { number = std::min<UINT32>(number, INT32_MAX); }
 
 void Saturate(std::vector<Unit> &units) {
     for (Unit &unit : units) {
@@ -114,8 +111,7 @@ void Saturate(std::vector<Unit> &units) {
 void Run(Input &input) {
     const std::string text = input.TakeText();
     const int result = Parse(text);
-    Check(result == (g_application.received == 0 ? -1 : (g_application.accepts ? 0 : 1)),
-          "the result is the application's once it is asked");
+    Check(result == (g_application.received == 0 ? -1 : (g_application.accepts ? 0 : 1)), "the result is the application's once it is asked");
     if (g_application.received == 0) {
         return;
     }

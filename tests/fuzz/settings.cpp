@@ -7,15 +7,13 @@
 namespace {
 
 constexpr const char *kDeclaration = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n";
-constexpr const char *kNumberKeys[] = {"device_screen_overtime", "device_video_time", "device_auto_rouse",
-                                       "device_screen_lightness"};
+constexpr const char *kNumberKeys[] = {"device_screen_overtime", "device_video_time", "device_auto_rouse", "device_screen_lightness"};
 constexpr std::size_t kSettings = 5;
 
 // The result in the answer, which is the same but for that.
 int Result(const std::string &answer) {
     for (const int result : {0, 2, 3, 4}) {
-        if (answer == kDeclaration + std::string("<Response><Result>") + std::to_string(result) +
-                          "</Result></Response>") {
+        if (answer == kDeclaration + std::string("<Response><Result>") + std::to_string(result) + "</Result></Response>") {
             return result;
         }
     }
@@ -48,8 +46,7 @@ void CheckReports() {
     }
     for (std::size_t i = 0; i < std::size(kNumberKeys); ++i) {
         const auto number = static_cast<int32_t>(g_application.numbers[i]);
-        Check(IsReported(std::string("Type=\"") + kNumberKeys[i] + "\" Value=\"" + std::to_string(number) +
-                         "\""),
+        Check(IsReported(std::string("Type=\"") + kNumberKeys[i] + "\" Value=\"" + std::to_string(number) + "\""),
               "a setting is reported as the device has it");
     }
 }
