@@ -97,8 +97,8 @@ private:
     void Down(const std::string &reason);
     void Receive(const mosquitto_message &message);
 
-    /// One connection, from the attempt to its end; true when it was up.
-    bool Connect();
+    /// One connection, from the attempt to its end.
+    void Connect();
 
     // With the mutex held:
     void Arrive(Arrival arrival);
@@ -186,8 +186,11 @@ Connection::Connection(const MqttOptions &options)
 void Connection::Run() {
     seconds delay = kShortestDelay;
     for (;;) {
-        const bool was_up = Connect();
-        delay = was_up ? kShortestDelay : delay;
+        const auto begin = steady_clock::now();
+        Connect();
+        if (steady_clock::now() - begin > kLongestDelay) {
+            delay = kShortestDelay; // it was no link that breaks as soon as it is up
+        }
         std::unique_lock lock(mutex_);
         if (changed_.wait_for(lock, delay, [this] { return closed_; })) {
             return;
@@ -196,7 +199,7 @@ void Connection::Run() {
     }
 }
 
-bool Connection::Connect() {
+void Connection::Connect() {
     failure_.clear();
     bool was_up = false;
     const auto deadline = steady_clock::now() + kConnectTime;
@@ -207,7 +210,7 @@ bool Connection::Connect() {
         const std::lock_guard lock(mutex_);
         was_up = was_up || up_;
         if (closed_ && !up_) {
-            return was_up;
+            return;
         }
         if (!was_up && steady_clock::now() > deadline) {
             failure_ = "no answer";
@@ -221,7 +224,6 @@ bool Connection::Connect() {
         Say("cannot connect to " + address_ + ": " + reason + "; trying again");
         told_failure_ = reason;
     }
-    return was_up;
 }
 
 void Connection::OnConnect(mosquitto *client, void *self, int refusal) noexcept {
@@ -336,10 +338,7 @@ void Connection::PublishWaiting() {
         const bool given = Publish(Topic("up"), waiting_.front(), false);
         waiting_bytes_ -= waiting_.front().size();
         waiting_.pop_front();
-        if (!given) {
-            ++dropped_;
-            return;
-        }
+        dropped_ += given ? 0 : 1;
     }
 }
 
@@ -359,7 +358,7 @@ void Connection::Send(std::string line) {
 
 std::optional<Arrival> Connection::Next() {
     const std::lock_guard lock(mutex_);
-    if (up_ && 2 * waiting_.size() > options_.queue) {
+    if (up_ && unconfirmed_ > 0 && 2 * waiting_.size() > options_.queue) {
         return std::nullopt;
     }
     while (payload_at_ >= payload_.size()) {

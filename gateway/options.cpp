@@ -62,7 +62,8 @@ std::string ReadBroker(const std::string &text, MqttOptions &mqtt) {
         const bool digits =
             rest.size() >= 2 && rest.size() <= 6 &&
             std::all_of(rest.begin() + 1, rest.end(), [](char c) { return c >= '0' && c <= '9'; });
-        mqtt.port = digits && rest[0] == ':' ? std::atoi(rest.c_str() + 1) : -1;
+        mqtt.port =
+            digits && rest[0] == ':' ? static_cast<int>(std::strtol(rest.c_str() + 1, nullptr, 10)) : -1;
     }
     const bool good =
         !mqtt.host.empty() && mqtt.port >= 0 && mqtt.port <= 65535 && (rest.empty() || mqtt.port > 0);
