@@ -156,7 +156,7 @@ typedef struct {
 
 /** The argument of `tqDevSDK_SmartControl_init`. */
 typedef struct {
-    tqDevSDK_SmartControl_callback cb;
+    tqDevSDK_SmartControl_callback cb; /**< Copied. */
     int resetReportAll; /**< Non-zero: the shadow service reports the linkage rules anew after a reset. */
 } tqDevSDK_SmartControl_init_info;
 
@@ -190,8 +190,8 @@ typedef struct {
 
 /** Take a picture and record a video, type `…_PIC_AND_VIDEO`; 72 bytes. */
 typedef struct {
-    tqDevSDK_SmartControl_Action_Common_S stComm;
-    char relation_id[64]; /**< The platform's reference; empty when not given. */
+    tqDevSDK_SmartControl_Action_Common_S stComm; /**< Channel and delay. */
+    char relation_id[64];                         /**< The platform's reference; empty when not given. */
 } tqDevSDK_SmartControl_Action_Pic_And_Video_S;
 
 /** Go to sleep or wake up, type `…_SLEEP`; 4 bytes. Also served while the device sleeps. */
@@ -228,7 +228,7 @@ typedef struct {
         struct {
             char acSSID[64]; /**< To be filled: network name of the uplink. */
         } stRoute;
-    } unInfo;
+    } unInfo; /**< `stRoute` for the router, else `stChime`. */
 } tqDevSDK_Smartcontrol_ap_signal_result;
 
 /** All chimes asked about, and the router last; 8 bytes. The array is the module's: do not free it. */
@@ -252,9 +252,9 @@ typedef struct {
  * the two bytes after `ucSensitivity` as they were given.
  */
 typedef struct {
-    UINT8 ucMode;        /**< Day/night mode. */
-    UINT8 ucSensitivity; /**< Switching sensitivity. */
-    tqDevSDK_SmartControl_IcrDss_auto_time_S autoTime;
+    UINT8 ucMode;                                      /**< Day/night mode. */
+    UINT8 ucSensitivity;                               /**< Switching sensitivity. */
+    tqDevSDK_SmartControl_IcrDss_auto_time_S autoTime; /**< When to switch automatically. */
 } tqDevSDK_SmartControl_msg_IcrDss_S;
 
 /* ------------------------------------------------------------------------------------------------
@@ -413,8 +413,8 @@ typedef struct {
 
 /** An OTAP message; 272 bytes. */
 typedef struct {
-    tqDevSDK_SmartControl_OtapBaseInfo_S stBaseInfo;
-    tqDevSDK_SmartControl_OtapBody_S stBody;
+    tqDevSDK_SmartControl_OtapBaseInfo_S stBaseInfo; /**< Address. */
+    tqDevSDK_SmartControl_OtapBody_S stBody;         /**< Payload. */
 } tqDevSDK_SmartControl_OtapMsg_S;
 
 /* Three records end in an array of variable length, which C++ has as an extension only. */
@@ -533,16 +533,16 @@ typedef struct {
 
 /** The private part of a LAN linkage record; `acSystemName` selects the member. */
 typedef union {
-    tqDevSDK_SmartControl_DCLog_LanLinkRunEvt_S stRunEvent;
-    tqDevSDK_SmartControl_DCLog_LanLinkNetPara_S stNetParam;
-    tqDevSDK_SmartControl_DCLog_LanLinkCentStatis_S stCentStatis;
-    tqDevSDK_SmartControl_DCLog_LanLinkMembStatis_S stMembStatis;
-    tqDevSDK_SmartControl_DCLog_LanLinkCommStatis_S stCommStatis;
+    tqDevSDK_SmartControl_DCLog_LanLinkRunEvt_S stRunEvent;       /**< Run event. */
+    tqDevSDK_SmartControl_DCLog_LanLinkNetPara_S stNetParam;      /**< Network state. */
+    tqDevSDK_SmartControl_DCLog_LanLinkCentStatis_S stCentStatis; /**< Center. */
+    tqDevSDK_SmartControl_DCLog_LanLinkMembStatis_S stMembStatis; /**< Member. */
+    tqDevSDK_SmartControl_DCLog_LanLinkCommStatis_S stCommStatis; /**< Retries. */
 } tqDevSDK_SmartControl_DCLog_LanLink_PrivParam_U;
 
 /** The private part of a record. */
 typedef union {
-    tqDevSDK_SmartControl_DCLog_LanLink_PrivParam_U unLanLinkPriv;
+    tqDevSDK_SmartControl_DCLog_LanLink_PrivParam_U unLanLinkPriv; /**< The only one so far. */
 } tqDevSDK_SmartControl_DCLog_PrivParam_U;
 
 /** One data-collection record of LAN linkage; 280 bytes. */
