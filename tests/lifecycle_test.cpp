@@ -15,6 +15,14 @@ namespace {
 class LifecycleTest : public ModuleTest {
 protected:
     void SetUp() override {}
+
+    // What a call of init or fini leaves.
+    Outcome After(int result, int expected) {
+        EXPECT_EQ(result, expected);
+        return {Take(), TakeLog()};
+    }
+    Outcome AfterInit(int expected = 0) { return After(Init(), expected); }
+    Outcome AfterFini() { return After(tqDevSDK_SmartControl_fini(), 0); }
 };
 
 const Lines kRegistrations = {
@@ -47,64 +55,44 @@ const Lines kRemovals = {
 };
 
 TEST_F(LifecycleTest, RegistersAndRemovesInOrderAndOnlyOnce) {
-    EXPECT_EQ(Init(), 0);
-    EXPECT_EQ(Take(), kRegistrations);
-    EXPECT_EQ(TakeLog(), Lines{"debug: SmartControl_extern_init"});
-
-    EXPECT_EQ(Init(), 0);
-    EXPECT_EQ(tqDevSDK_SmartControl_init(nullptr), 0);
-    EXPECT_EQ(Take(), Lines{});
-    EXPECT_EQ(TakeLog(), (Lines{"info: Smart Control domain has inited.", "info: Smart Control domain has inited."}));
-
-    EXPECT_EQ(tqDevSDK_SmartControl_fini(), 0);
-    EXPECT_EQ(Take(), kRemovals);
-    EXPECT_EQ(TakeLog(), Lines{});
-
-    EXPECT_EQ(tqDevSDK_SmartControl_fini(), 0);
-    EXPECT_EQ(Take(), Lines{});
-    EXPECT_EQ(TakeLog(), Lines{"info: Smart Control domain has not inited."});
-}
-
-TEST_F(LifecycleTest, NullArgumentLeavesItUninitialised) {
-    EXPECT_EQ(tqDevSDK_SmartControl_init(nullptr), 3);
-    EXPECT_EQ(Take(), Lines{});
-    EXPECT_EQ(TakeLog(), Lines{"error: NULL input param!"});
-    EXPECT_EQ(tqDevSDK_SmartControl_fini(), 0);
-    EXPECT_EQ(TakeLog(), Lines{"info: Smart Control domain has not inited."});
+    EXPECT_EQ(After(tqDevSDK_SmartControl_init(nullptr), 3), (Outcome{{}, {"error: NULL input param!"}}));
+    EXPECT_EQ(AfterFini(), (Outcome{{}, {"info: Smart Control domain has not inited."}}));
+    EXPECT_EQ(AfterInit(), (Outcome{kRegistrations, {"debug: SmartControl_extern_init"}}));
+    EXPECT_EQ(AfterInit(), (Outcome{{}, {"info: Smart Control domain has inited."}}));
+    EXPECT_EQ(After(tqDevSDK_SmartControl_init(nullptr), 0), (Outcome{{}, {"info: Smart Control domain has inited."}}));
+    EXPECT_EQ(AfterFini(), (Outcome{kRemovals, {}}));
+    EXPECT_EQ(AfterFini(), (Outcome{{}, {"info: Smart Control domain has not inited."}}));
 }
 
 TEST_F(LifecycleTest, FailedKernelRegistrationStaysInitialisedUntilFini) {
     tqhost::Fail("tqdev_sdk_kernel_extend_load", 9, 1);
-    EXPECT_EQ(Init(), 2);
-    Lines expected(kRegistrations.begin(), kRegistrations.begin() + 10);
-    expected.push_back("tqdev_sdk_kernel_extend_load 7000 smart_control V2.0.0 = 9");
-    EXPECT_EQ(Take(), expected);
-    EXPECT_EQ(TakeLog(), (Lines{"debug: SmartControl_extern_init", "error: Failed to extend load of smart control module!",
-                                "error: Failed to init extern func in smart control domain."}));
-    EXPECT_EQ(Init(), 0) << "not tried again";
-    EXPECT_EQ(Take(), Lines{});
-    tqDevSDK_SmartControl_fini();
-    EXPECT_EQ(Take().size(), kRemovals.size());
+    Lines done(kRegistrations.begin(), kRegistrations.begin() + 11);
+    done.back() += " = 9";
+    EXPECT_EQ(AfterInit(2), (Outcome{done,
+                                     {"debug: SmartControl_extern_init", "error: Failed to extend load of smart control module!",
+                                      "error: Failed to init extern func in smart control domain."}}));
+    EXPECT_EQ(AfterInit().sent, Lines{}) << "not tried again";
+    EXPECT_EQ(AfterFini().sent.size(), kRemovals.size());
 }
 
 TEST_F(LifecycleTest, OtherFailuresAreLoggedAtMost) {
-    for (const char *function :
-         {"tqDevSDK_report_status_init", "tqDevSDK_report_status_register", "tqDevSDK_Shadow_DomainReg", "tqDevSDK_Shadow_DomainReg_v3",
-          "tq_model_domain_reg", "tqDevSDK_Common_Module_RedirectReg", "tqDevSDK_Shadow_DomainDereg", "tqDevSDK_Shadow_DomainDereg_v3",
-          "tqdev_dclog_DeregisterMod", "tq_model_domain_dereg", "tqDevSDK_report_status_unregister", "tqDevSDK_report_status_fini"}) {
-        ASSERT_TRUE(tqhost::Fail(function, 5)) << function;
+    for (const Lines &lines : {kRegistrations, kRemovals}) {
+        for (const std::string &line : lines) {
+            const std::string function = line.substr(0, line.find(' '));
+            ASSERT_TRUE(tqhost::Fail(function, function == "tqdev_sdk_kernel_extend_load" ? 0 : 5)) << function;
+        }
     }
-    EXPECT_EQ(Init(), 0);
-    EXPECT_EQ(Take().size(), kRegistrations.size());
-    EXPECT_EQ(TakeLog(), (Lines{"error: Failed to register SmartControl shadow service.", "debug: SmartControl_extern_init",
-                                "error: SmartControl failed to register type: key of device_ICR_DSS.",
-                                "error: SmartControl failed to register type: key of device_screen_overtime.",
-                                "error: SmartControl failed to register type: key of device_video_time.",
-                                "error: SmartControl failed to register type: key of device_auto_rouse.",
-                                "error: SmartControl failed to register type: key of device_screen_lightness."}));
-    EXPECT_EQ(tqDevSDK_SmartControl_fini(), 0);
-    EXPECT_EQ(Take().size(), kRemovals.size());
-    EXPECT_EQ(TakeLog(), (Lines{"error: Failed to deregister SmartControl shadow service.", "error: tq_model_domain_dereg err"}));
+    Outcome outcome = AfterInit();
+    EXPECT_EQ(outcome.sent.size(), kRegistrations.size());
+    EXPECT_EQ(outcome.log, (Lines{"error: Failed to register SmartControl shadow service.", "debug: SmartControl_extern_init",
+                                  "error: SmartControl failed to register type: key of device_ICR_DSS.",
+                                  "error: SmartControl failed to register type: key of device_screen_overtime.",
+                                  "error: SmartControl failed to register type: key of device_video_time.",
+                                  "error: SmartControl failed to register type: key of device_auto_rouse.",
+                                  "error: SmartControl failed to register type: key of device_screen_lightness."}));
+    outcome = AfterFini();
+    EXPECT_EQ(outcome.sent.size(), kRemovals.size());
+    EXPECT_EQ(outcome.log, (Lines{"error: Failed to deregister SmartControl shadow service.", "error: tq_model_domain_dereg err"}));
 }
 
 TEST_F(LifecycleTest, ShadowKeysAreRegisteredAsTheServiceExpects) {
@@ -121,71 +109,54 @@ TEST_F(LifecycleTest, ShadowKeysAreRegisteredAsTheServiceExpects) {
 
 TEST_F(LifecycleTest, MissingOrLongSubSerialIsCutToTheResource) {
     tqhost::SetDeviceInfo("dev_subserial", std::nullopt);
-    Init();
-    EXPECT_EQ(Take()[9], "tqDevSDK_Shadow_DomainReg_v3  Video 1 TQLink SceneLink LocalLink");
+    EXPECT_EQ(AfterInit().sent[9], "tqDevSDK_Shadow_DomainReg_v3  Video 1 TQLink SceneLink LocalLink");
     tqhost::SetDeviceInfo("dev_subserial", std::string(100, 's'));
-    tqDevSDK_SmartControl_fini();
-    EXPECT_EQ(Take()[3], "tqDevSDK_Shadow_DomainDereg_v3 " + std::string(71, 's') + " Video 1 TQLink = -1")
+    EXPECT_EQ(AfterFini().sent[3], "tqDevSDK_Shadow_DomainDereg_v3 " + std::string(71, 's') + " Video 1 TQLink = -1")
         << "the host knows the resource by its serial";
 }
 
 TEST_F(LifecycleTest, SequenceNumbersStartAgainWithInit) {
+    EXPECT_EQ(c_application_report_event(1, 2), 0) << "reports need no init";
+    EXPECT_EQ(c_application_init(init_info.cb.recv_msg), 0);
+    tqDevSDK_SmartControl_fini();
     for (int round = 0; round < 2; ++round) {
         Init();
         Take();
-        const tqDevSDK_SmartControl_Event event{1, 2};
-        Report(TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_EVENT, &event);
-        Report(TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_EVENT, &event);
-        const std::string body = Printed(R"({"channelNo":1,"value":2})");
-        EXPECT_EQ(Take(), (Lines{"command 19986 seq 0 response 0 V2.0.0 " + body, "command 19986 seq 1 response 0 V2.0.0 " + body}));
+        EXPECT_EQ(c_application_report_event(1, 2) + c_application_report_event(1, 2), 0);
+        const std::string body = " response 0 V2.0.0 " + Printed(R"({"channelNo":1,"value":2})");
+        EXPECT_EQ(Take(), (Lines{"command 19986 seq 0" + body, "command 19986 seq 1" + body}));
         tqDevSDK_SmartControl_fini();
     }
-}
-
-TEST_F(LifecycleTest, CApplicationReportsBeforeAndAfterInit) {
-    EXPECT_EQ(c_application_report_event(1, 2), 0) << "reports need no init";
-    EXPECT_EQ(c_application_init(init_info.cb.recv_msg), 0);
-    EXPECT_EQ(c_application_report_event(1, 2), 0);
 }
 
 TEST_F(LifecycleTest, BadMessageTypesAreRefused) {
     EXPECT_EQ(tqDevSDK_SmartControl_Msg2Server(nullptr), -1);
     EXPECT_EQ(tqDevSDK_SmartControl_PushDclog(nullptr), -1);
-    EXPECT_EQ(TakeLog(), (Lines{"error: NULL input param!", "error: NULL input param!"}));
-
     const tqDevSDK_SmartControl_Event event{};
     EXPECT_EQ(Report(7, &event), -1);
     EXPECT_EQ(Report(-1, &event), -1);
-    EXPECT_EQ(TakeLog(),
-              (Lines{"error: Invalid msg type of SmartControl_Msg2Server:0x7", "error: Failed to exec msg2server type cmd:0x7",
-                     "error: Invalid msg type of SmartControl_Msg2Server:0xffffffff", "error: Failed to exec msg2server type cmd:0xffffffff"}));
-
     tqDevSDK_SmartControl_DclogMsg_S dclog{1, nullptr, 0};
     EXPECT_EQ(tqDevSDK_SmartControl_PushDclog(&dclog), -1);
-    EXPECT_EQ(TakeLog(),
-              (Lines{"error: Invalid msg type of SmartControl_DCLogMsg:1", "error: Failed to exec push dclog of smart control, cmd type:1"}));
+    EXPECT_EQ(TakeLog(), (Lines{"error: NULL input param!", "error: NULL input param!", "error: Invalid msg type of SmartControl_Msg2Server:0x7",
+                                "error: Failed to exec msg2server type cmd:0x7", "error: Invalid msg type of SmartControl_Msg2Server:0xffffffff",
+                                "error: Failed to exec msg2server type cmd:0xffffffff", "error: Invalid msg type of SmartControl_DCLogMsg:1",
+                                "error: Failed to exec push dclog of smart control, cmd type:1"}));
 }
 
 TEST_F(LifecycleTest, UserInitAndFiniAreGuardedOnTheirOwn) {
     SmartControl_user_fini();
-    EXPECT_EQ(TakeLog(), Lines{"warning: Smart Control Module has not been inited."});
     SmartControl_user_init(&init_info.cb);
     Take();
     SmartControl_user_init(&init_info.cb);
     EXPECT_EQ(Take(), Lines{});
-    EXPECT_EQ(TakeLog(), Lines{"info: Already inited."});
+    EXPECT_EQ(TakeLog(), (Lines{"warning: Smart Control Module has not been inited.", "info: Already inited."}));
     SmartControl_user_fini();
     EXPECT_EQ(SmartControl_get_callback()->recv_msg, nullptr);
 }
 
 TEST_F(LifecycleTest, DeviceBusIsInert) {
-    tqDevSDK_SmartControl_msg_to_dev msg{};
-    EXPECT_EQ(SmartControl_bus_dev_init(), 0);
-    EXPECT_EQ(SmartControl_send_msg_to_dev(&msg), 0);
-    EXPECT_EQ(SmartControl_send_msg_to_dev(nullptr), 0);
-    EXPECT_EQ(SmartControl_recv_brimo_msg(&msg), 0);
-    EXPECT_EQ(SmartControl_bus_dev_fini(), 0);
-    EXPECT_EQ(Take(), Lines{});
+    EXPECT_EQ(SmartControl_bus_dev_init() | SmartControl_bus_dev_fini(), 0);
+    EXPECT_EQ(SmartControl_send_msg_to_dev(nullptr) | SmartControl_recv_brimo_msg(nullptr), 0);
 }
 
 // ---- The platform bus where no command reaches it ----
@@ -202,16 +173,13 @@ TEST_F(LifecycleTest, RequestAndResponseArePaired) {
     const std::string version(40, 'v');
     EXPECT_EQ(SmartControl_BusPlatform_Handle_ReqAndRsp("x", 1, 20035, version.c_str(), 9, AnswerHello), 0);
     EXPECT_EQ(Take(), Lines{"command 20035 seq 9 response 1 " + std::string(31, 'v') + " hello"});
-    EXPECT_EQ(TakeWholeLog(), (Lines{"error: s:4e43", "info: rsp msg:hello"}));
-
     EXPECT_EQ(SmartControl_BusPlatform_Handle_ReqAndRsp("x", 1, 20035, "v", 9, FailWith3), 3);
     EXPECT_EQ(SmartControl_BusPlatform_Handle_ReqAndRsp("x", 1, 0, "v", 9, AnswerHello), 0);
-    EXPECT_EQ(Take(), Lines{});
-    EXPECT_EQ(TakeWholeLog(), (Lines{"error: Failed to handle ReqAndRsp:code=0x3", "error: Invalid rsp_cmd:0"}));
-
     tqhost::Fail("tqdev_sdk_kernel_send", 0x12, 1);
     EXPECT_EQ(SmartControl_BusPlatform_Handle_ReqAndRsp("x", 1, 20035, "v", 9, AnswerHello), -1);
-    EXPECT_EQ(TakeLog(), Lines{"error: Failed to send msg to platform:error=0x12"});
+    EXPECT_EQ(Take(), Lines{});
+    EXPECT_EQ(TakeLog(),
+              (Lines{"error: Failed to handle ReqAndRsp:code=0x3", "error: Invalid rsp_cmd:0", "error: Failed to send msg to platform:error=0x12"}));
 }
 
 TEST_F(LifecycleTest, RawModelMessagesCarryTheirDescription) {
@@ -223,7 +191,8 @@ TEST_F(LifecycleTest, RawModelMessagesCarryTheirDescription) {
     Fill(model.domain, 'd');
     Set(model.identifier, std::string(63, 'i'));
     EXPECT_EQ(SmartControl_send_msg_to_platform_v3(&model, "body!", 4), 0);
-    EXPECT_EQ(Take(), Lines{"raw model set operate 1 Video " + std::string(64, 'd') + "/" + std::string(62, 'i') + " 4 body"});
+    EXPECT_EQ(Take(),
+              Lines{"raw model set operate 1 Video " + std::string(64, 'd') + "/" + std::string(62, 'i') + " seq 0 response 0 qos 0 [][] 4 body"});
     tqhost::Fail("tqdev_sdk_kernel_send_v3", 77, 1);
     EXPECT_EQ(SmartControl_send_msg_to_platform_v3(&model, "", 0), 77);
     EXPECT_EQ(SmartControl_send_msg_to_platform_v3(nullptr, "", 0), -1);

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "module_fixture.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <sstream>
 #include <utility>
 
 #include "bscJSON.h"
@@ -13,68 +15,61 @@ namespace {
 
 constexpr int kDomain = 7000;
 
-std::string Render(const tqhost::Call &call) {
-    std::string line = call.function;
-    if (!call.arguments.empty()) {
-        line += " " + call.arguments;
-    }
-    return call.result == 0 ? line : line + " = " + std::to_string(call.result);
+template <typename... Part>
+std::string Joined(const Part &...parts) {
+    std::ostringstream line;
+    (line << ... << parts);
+    return line.str();
 }
 
-// Every command has these in common.
-void CheckFixed(const tqhost::CommandMessage &message) {
-    EXPECT_EQ(message.record.msg_domain_id, static_cast<UINT32>(kDomain));
-    EXPECT_EQ(message.record.msg_qos, QOS_T0);
-    EXPECT_EQ(message.record.msg_body_len, message.body.size());
-    EXPECT_EQ(message.record.externel_ctx_len, 0U);
-    EXPECT_STREQ(message.record.msg_compress, "");
+std::string Render(const tqhost::Call &call) {
+    return Joined(call.function, call.arguments.empty() ? "" : " ", call.arguments, call.result == 0 ? "" : " = " + std::to_string(call.result));
 }
 
 std::string Render(const tqhost::CommandMessage &message) {
-    CheckFixed(message);
-    return "command " + std::to_string(message.record.msg_command_id) + " seq " + std::to_string(message.record.msg_seq) + " response " +
-           std::to_string(message.record.msg_response) + " " + message.record.command_ver + " " + message.body;
+    const tqdev_sdk_kernel_pubmsg &record = message.record;
+    // Every command has these in common.
+    EXPECT_EQ(record.msg_domain_id, static_cast<UINT32>(kDomain));
+    EXPECT_EQ(record.msg_qos, QOS_T0);
+    EXPECT_EQ(record.msg_body_len, message.body.size());
+    EXPECT_EQ(record.externel_ctx_len, 0U);
+    EXPECT_STREQ(record.msg_compress, "");
+    return Joined("command ", record.msg_command_id, " seq ", record.msg_seq, " response ", int{record.msg_response}, " ", record.command_ver, " ",
+                  message.body);
 }
 
 std::string Render(const tqhost::RawModelMessage &message) {
     const tqdev_sdk_kernel_pubmsg_v3 &record = message.record;
-    EXPECT_EQ(record.msg_response, 0);
-    EXPECT_EQ(record.msg_qos, QOS_T0);
-    EXPECT_EQ(record.msg_seq, 0U);
-    EXPECT_STREQ(record.sub_serial, "");
-    EXPECT_STREQ(record.msg_compress, "");
-    return std::string("raw ") + record.module + " " + record.method + " " + record.msg_type + " " + record.resource_id + " " + record.resource_type +
-           " " + record.ext_msg + " " + std::to_string(record.msg_body_len) + " " + message.body;
+    return Joined("raw ", record.module, " ", record.method, " ", record.msg_type, " ", record.resource_id, " ", record.resource_type, " ",
+                  record.ext_msg, " seq ", record.msg_seq, " response ", int{record.msg_response}, " qos ", int{record.msg_qos}, " [",
+                  record.sub_serial, "][", record.msg_compress, "] ", record.msg_body_len, " ", message.body);
 }
 
 std::string Render(const tq_basic_info &info) {
-    return std::string(info.identifier) + " of " + info.domain + " type " + std::to_string(info.type) + " resource " + info.resource_id + " " +
-           info.resource_type + (info.subserial[0] != '\0' ? " subserial" : "");
+    return Joined(info.identifier, " of ", info.domain, " type ", info.type, " resource ", info.resource_id, " ", info.resource_type,
+                  info.subserial[0] != '\0' ? " subserial" : "");
 }
 
 std::string Render(const tq_msg_attr &attr) {
-    return "seq " + std::to_string(attr.msg_seq) + "/" + std::to_string(attr.msg_seq_index) + " qos " + std::to_string(attr.msg_qos) + " [" +
-           attr.msg_type + "]";
+    return Joined("seq ", attr.msg_seq, "/", attr.msg_seq_index, " qos ", attr.msg_qos, " [", attr.msg_type, "]");
 }
 
 std::string Render(const tqhost::ModelReply &reply) {
-    return "reply " + Render(reply.info) + " " + std::to_string(reply.error.status) + " " + reply.error.err_code + " '" + reply.error.err_msg + "' " +
-           Render(reply.attributes) + " value " + std::to_string(reply.message.type) + " length " + std::to_string(reply.message.length) + " " +
-           reply.text.value_or("null");
+    return Joined("reply ", Render(reply.info), " ", reply.error.status, " ", reply.error.err_code, " '", reply.error.err_msg, "' ",
+                  Render(reply.attributes), " value ", reply.message.type, " length ", reply.message.length, " ", reply.text.value_or("null"));
 }
 
 std::string Render(const tqhost::ModelReport &report) {
-    return "model " + Render(report.info) + " " + Render(report.attributes) + " option " + std::to_string(report.option) + " " + report.text;
+    return Joined("model ", Render(report.info), " ", Render(report.attributes), " option ", report.option, " ", report.text);
 }
 
 std::string Render(const tqhost::ShadowReport &report) {
-    return "shadow " + report.key + " version " + std::to_string(report.version) + " reset " + std::to_string(report.reset_type) + " type " +
-           std::to_string(report.type) + " " + report.text;
+    return Joined("shadow ", report.key, " version ", report.version, " reset ", int{report.reset_type}, " type ", report.type, " ", report.text);
 }
 
 std::string Render(const tqhost::LogLine &line) {
     static const char *const kLevels[] = {"non", "error", "warning", "debug", "info"};
-    return std::string(kLevels[line.level]) + ": " + line.text + (line.ended ? "" : " (no newline)");
+    return Joined(kLevels[line.level], ": ", line.text, line.ended ? "" : " (no newline)");
 }
 
 bool IsTraffic(const std::string &line) {
@@ -142,13 +137,9 @@ Lines ModuleTest::TakeWholeLog() {
 }
 
 Lines ModuleTest::TakeLog() {
-    Lines kept;
-    for (const std::string &line : TakeWholeLog()) {
-        if (!IsTraffic(line)) {
-            kept.push_back(line);
-        }
-    }
-    return kept;
+    Lines log = TakeWholeLog();
+    log.erase(std::remove_if(log.begin(), log.end(), IsTraffic), log.end());
+    return log;
 }
 
 std::vector<tqDevSDK_DCLog_DeliverParam_S> ModuleTest::TakeDclog() {

@@ -16,6 +16,7 @@
 #include "tqdev_host.h"
 
 using Lines = std::vector<std::string>;
+std::ostream &operator<<(std::ostream &out, const Lines &lines);
 
 /// A JSON text as the module prints it: parsed and printed formatted.
 std::string Printed(const std::string &json);
@@ -67,6 +68,9 @@ protected:
         Lines sent;
         Lines log;
         bool operator==(const Outcome &other) const { return sent == other.sent && log == other.log; }
+        friend std::ostream &operator<<(std::ostream &out, const Outcome &outcome) {
+            return out << "sent:" << outcome.sent << "\n  log:" << outcome.log;
+        }
     };
     Outcome AfterCommand(int command, const std::optional<std::string> &body, UINT32 seq = 7);
 
@@ -117,7 +121,5 @@ private:
     std::vector<tqDevSDK_DCLog_DeliverParam_S> dclog_;
     std::vector<Message> received_;
 };
-
-std::ostream &operator<<(std::ostream &out, const Lines &lines);
 
 #endif
