@@ -48,11 +48,11 @@ void Run(Input &input) {
     command.body = input.TakeText();
     Check(tqhost::DeliverCommand(command), "the module takes commands");
 
-    Check(g_application.received <= 1 && g_sent.commands.size() <= 1, "one command, one message, one answer");
-    for (const tqhost::CommandMessage &answer : g_sent.commands) {
-        Check(answer.record.msg_command_id == static_cast<UINT32>(row.command) + 1 && answer.record.msg_seq == kSeq &&
-                  answer.record.msg_response == 1,
+    const auto &answers = g_sent<tqhost::CommandMessage>;
+    Check(g_application.received <= 1 && answers.size() <= 1, "one command, one message, one answer");
+    for (const auto &[record, body] : answers) {
+        Check(record.msg_command_id == static_cast<UINT32>(row.command) + 1 && record.msg_seq == kSeq && record.msg_response == 1,
               "an answer belongs to its request");
     }
-    row.check(g_sent.commands.empty() ? nullptr : &g_sent.commands[0]);
+    row.check(answers.empty() ? nullptr : &answers[0]);
 }

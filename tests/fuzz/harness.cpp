@@ -8,7 +8,6 @@
 #include "tqdev_debug.h"
 
 Application g_application;
-Sent g_sent;
 
 void Check(bool holds, const char *what) {
     if (!holds) {
@@ -26,198 +25,178 @@ std::optional<int> ResultIn(const std::string &json) {
     return result;
 }
 
+int Give(tqDevSDK_Shadow_ParseSync parse, tqDevSDK_Shadow_data_type_t type, std::string text) {
+    tqDevSDK_Shadow_value_t value = tqDevSDK_Shadow_value_t();
+    value.type = type;
+    value.length = static_cast<int32_t>(text.size());
+    value.value = text.data();
+    tqDevSDK_Shadow_ParseSync_Param_S param{};
+    return parse(&value, &param);
+}
+
+std::string Get(tqDevSDK_Shadow_GenValue generate, tqDevSDK_Shadow_data_type_t type, std::vector<char> &buffer) {
+    tqDevSDK_Shadow_value_t value = tqDevSDK_Shadow_value_t();
+    value.value = buffer.data();
+    tqDevSDK_Shadow_GenValue_Param_S param{};
+    Check(generate(&value, &param) == 0 && value.type == type, "what was accepted is reported");
+    return {buffer.data(), static_cast<std::size_t>(value.length)};
+}
+
 namespace {
 
-// ---- Rules ----
+// ---- What the application is given, checked ----
+
+template <std::size_t N>
+void CheckAction(const char (&text)[N], UINT32 values) {
+    CheckEnds(text);
+    Check(values <= TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX, "an action has 16 values at most");
+}
 
 template <typename Record>
-std::vector<Record> KeepArray(const Record *records, UINT16 count) {
+void Keep(const Record &) {}
+void Keep(const tqDevSDK_SmartControl_SetChimeAlarmAction &chime) { CheckAction(chime.acDevId, chime.uiValueNum); }
+void Keep(const tqDevSDK_SmartControl_device_capture_info &capture) { CheckAction(capture.relation_id, capture.uiValueNum); }
+void Keep(const tqDevSDK_SmartControl_Action_Pic_And_Video_S &capture) { CheckEnds(capture.relation_id); }
+void Keep(const tqDevSDK_SmartControl_msg_IcrDss_S &icr_dss) { g_application.icr_dss = icr_dss; }
+void Keep(const tqDevSDK_SmartControl_ConfigRules_RuleUnit &rule) { CheckEnds(rule.acUserId, rule.acRuleName); }
+void Keep(const tqDevSDK_SmartControl_ConfigRule_Events &event) { CheckEnds(event.acDevId); }
+void Keep(const tqDevSDK_SmartControl_ConfigRule_Actions &action) { CheckAction(action.acDevId, action.ucValueNum); }
+
+void *KeepArray(std::size_t bytes) { return g_application.arrays.emplace_back(bytes).data(); }
+
+// Copies of arrays are kept by the application, or on the heap for the module.
+using Allocate = void *(*)(std::size_t bytes);
+
+template <typename Record>
+Record *CopyArray(const Record *records, std::size_t count, Allocate allocate) {
     Check((records != nullptr) == (count != 0), "an array is there when it has elements");
-    return {records, records + count};
+    auto *copy = count != 0 ? static_cast<Record *>(allocate(count * sizeof(Record))) : nullptr;
+    for (std::size_t i = 0; i < count; ++i) {
+        copy[i] = records[i];
+        Keep(copy[i]);
+    }
+    return copy;
 }
 
-void CheckRule(const Rule &rule) {
-    CheckEnds(rule.record.acUserId);
-    CheckEnds(rule.record.acRuleName);
-    for (const auto &event : rule.events) {
-        CheckEnds(event.acDevId);
-    }
-    for (const auto &action : rule.actions) {
-        CheckEnds(action.acDevId);
-        Check(action.ucValueNum <= TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX, "an action has 16 values at most");
-    }
-}
-
-std::vector<Unit> KeepRules(const tqDevSDK_SmartControl_ConfigRules &rules) {
-    std::vector<Unit> kept;
-    for (const auto &unit : KeepArray(rules.pstUnit, rules.usNum)) {
-        kept.push_back({unit, {}});
-        for (const auto &rule : KeepArray(unit.pstRuleUnit, unit.usNum)) {
-            kept.back().rules.push_back({rule, KeepArray(rule.pstEvents, rule.usEvents_Num), KeepArray(rule.pstActions, rule.usActions_Num)});
-            CheckRule(kept.back().rules.back());
+tqDevSDK_SmartControl_ConfigRules CopyRules(tqDevSDK_SmartControl_ConfigRules rules, Allocate allocate) {
+    rules.pstUnit = CopyArray(rules.pstUnit, rules.usNum, allocate);
+    for (auto &unit : Range(rules.pstUnit, rules.usNum)) {
+        unit.pstRuleUnit = CopyArray(unit.pstRuleUnit, unit.usNum, allocate);
+        for (auto &rule : Range(unit.pstRuleUnit, unit.usNum)) {
+            rule.pstEvents = CopyArray(rule.pstEvents, rule.usEvents_Num, allocate);
+            rule.pstActions = CopyArray(rule.pstActions, rule.usActions_Num, allocate);
         }
     }
-    return kept;
+    return rules;
 }
+
+// ---- Messages to the application ----
 
 template <typename Record>
-Record *HeapArray(const std::vector<Record> &records) {
-    if (records.empty()) {
-        return nullptr;
-    }
-    auto *array = static_cast<Record *>(calloc(records.size(), sizeof(Record)));
-    memcpy(array, records.data(), records.size() * sizeof(Record));
-    return array;
-}
-
-char *HeapRules(const std::vector<Unit> &kept) {
-    std::vector<tqDevSDK_SmartControl_ConfigRules_ValueUnit> units;
-    for (const Unit &unit : kept) {
-        std::vector<tqDevSDK_SmartControl_ConfigRules_RuleUnit> rules;
-        for (const Rule &rule : unit.rules) {
-            rules.push_back(rule.record);
-            rules.back().pstEvents = HeapArray(rule.events);
-            rules.back().pstActions = HeapArray(rule.actions);
-        }
-        units.push_back(unit.record);
-        units.back().pstRuleUnit = HeapArray(rules);
-    }
-    tqDevSDK_SmartControl_ConfigRules set{};
-    set.usNum = static_cast<UINT16>(units.size());
-    set.pstUnit = HeapArray(units);
-    return reinterpret_cast<char *>(HeapArray(std::vector{set}));
-}
-
-// ---- Callbacks of the application ----
-
-template <typename Record>
-const Record &As(const tqDevSDK_SmartControl_msg_to_dev &msg) {
-    Check(msg.len == static_cast<int>(sizeof(Record)), "the length is that of the record");
-    return *reinterpret_cast<const Record *>(msg.data);
-}
-
 void Receive(const tqDevSDK_SmartControl_msg_to_dev &msg) {
-    switch (msg.type) {
-    case TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CHIME_ALARM_ACTION: {
-        const auto &record = As<tqDevSDK_SmartControl_SetChimeAlarmAction>(msg);
-        CheckEnds(record.acDevId);
-        Check(record.uiValueNum <= TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX, "a chime has 16 values at most");
-        break;
-    }
-    case TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_RULES:
-        g_application.rules = KeepRules(*reinterpret_cast<tqDevSDK_SmartControl_ConfigRules *>(msg.data));
-        break;
-    case TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CAPTURE_PIC: {
-        const auto &record = As<tqDevSDK_SmartControl_device_capture_info>(msg);
-        CheckEnds(record.relation_id);
-        Check(record.uiValueNum <= TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX, "a capture has 16 values at most");
-        break;
-    }
-    case TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_ICR_DSS:
-        g_application.icr_dss = As<tqDevSDK_SmartControl_msg_IcrDss_S>(msg);
-        break;
-    case TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SCREEN_OVERTIME:
-    case TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_VIDEO_REC_TIME:
-    case TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SCREEN_AUTO_ROUSE:
-    case TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SCREEN_LIGHTNESS:
-        g_application.numbers[msg.type - TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SCREEN_OVERTIME] = As<UINT32>(msg);
-        break;
-    case TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_VIDEO:
-        As<tqDevSDK_SmartControl_Action_Common_S>(msg);
-        break;
-    case TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_PIC_AND_VIDEO:
-        CheckEnds(As<tqDevSDK_SmartControl_Action_Pic_And_Video_S>(msg).relation_id);
-        break;
-    case TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SLEEP:
-        As<tqDevSDK_SmartControl_Action_Sleep_S>(msg);
-        break;
-    case TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_AIRULES:
-        g_application.ai_rules = reinterpret_cast<tqDevSDK_SmartControl_Rule_S *>(msg.data)->rule;
-        Check(msg.len == static_cast<int>(g_application.ai_rules->size()), "the length is that of the text");
-        break;
-    case TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_SCENE_RULES:
-        g_application.scene_rules = reinterpret_cast<tqDevSDK_SmartControl_Rule_S *>(msg.data)->rule;
-        Check(msg.len == 8, "the length of scene rules is 8");
-        break;
-    case TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_MANUAL_SCENE:
-        As<tqDevSDK_SmartControl_ManualScene_S>(msg);
-        break;
-    default:
-        Check(false, "messages to the application are of a known type");
-    }
+    Check(msg.len == static_cast<int>(sizeof(Record)), "the length is that of the record");
+    Keep(*reinterpret_cast<const Record *>(msg.data));
 }
+
+void ReceiveNumber(const tqDevSDK_SmartControl_msg_to_dev &msg) {
+    Check(msg.len == static_cast<int>(sizeof(UINT32)), "the length is that of the number");
+    memcpy(&g_application.numbers[msg.type - TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SCREEN_OVERTIME], msg.data, sizeof(UINT32));
+}
+
+void ReceiveText(const tqDevSDK_SmartControl_msg_to_dev &msg) {
+    const bool is_scenes = msg.type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_SCENE_RULES;
+    const std::string text = reinterpret_cast<tqDevSDK_SmartControl_Rule_S *>(msg.data)->rule;
+    Check(msg.len == (is_scenes ? 8 : static_cast<int>(text.size())), "the length is that of the text, for scenes 8");
+    g_application.texts[is_scenes ? 0 : 1] = text;
+}
+
+void ReceiveRules(const tqDevSDK_SmartControl_msg_to_dev &msg) {
+    g_application.rules = CopyRules(*reinterpret_cast<tqDevSDK_SmartControl_ConfigRules *>(msg.data), KeepArray);
+}
+
+// By type.
+constexpr void (*kReceive[TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_MAX])(const tqDevSDK_SmartControl_msg_to_dev &) = {
+    Receive<tqDevSDK_SmartControl_SetChimeAlarmAction>,
+    ReceiveRules,
+    Receive<tqDevSDK_SmartControl_device_capture_info>,
+    Receive<tqDevSDK_SmartControl_msg_IcrDss_S>,
+    ReceiveNumber,
+    ReceiveNumber,
+    ReceiveNumber,
+    ReceiveNumber,
+    Receive<tqDevSDK_SmartControl_Action_Common_S>,
+    Receive<tqDevSDK_SmartControl_Action_Pic_And_Video_S>,
+    Receive<tqDevSDK_SmartControl_Action_Sleep_S>,
+    ReceiveText,
+    ReceiveText,
+    Receive<tqDevSDK_SmartControl_ManualScene_S>};
 
 int RecvMsg(tqDevSDK_SmartControl_msg_to_dev *msg) {
     ++g_application.received;
-    Receive(*msg);
+    Check(msg->type >= 0 && msg->type < TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_MAX, "messages to the application are of a known type");
+    kReceive[msg->type](*msg);
     return g_application.accepts ? 0 : 1;
 }
 
+// ---- Questions to the application ----
+
 /// An application that does not accept lies about the number of entries, too.
 void FillSignals(tqDevSDK_Smartcontrol_ap_signal_info &info) {
-    for (int i = 0; i < info.num; ++i) {
-        auto &entry = info.ap_signal_result[i];
-        entry.iSignalStrength = i % 4 - 1;
+    for (auto &entry : Range(info.ap_signal_result, static_cast<std::size_t>(info.num))) {
+        entry.iSignalStrength = static_cast<int>(&entry - info.ap_signal_result) % 4 - 1;
         if (entry.iDevType == tqDevSDK_SmartControl_Ap_DevType_Route) {
             memset(entry.unInfo.stRoute.acSSID, 'x', sizeof entry.unInfo.stRoute.acSSID);
         } else {
-            CheckEnds(entry.unInfo.stChime.acMac);
-            CheckEnds(entry.unInfo.stChime.acDevSerial);
+            CheckEnds(entry.unInfo.stChime.acMac, entry.unInfo.stChime.acDevSerial);
         }
     }
     info.num = g_application.accepts ? info.num : INT32_MAX;
 }
 
-char *HeapText(const std::optional<std::string> &text) { return text ? strdup(text->c_str()) : nullptr; }
-
 int OnGetRuntimeInfo(tqDevSDK_SmartControl_runtime_info *info) {
     switch (info->type) {
-    case TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_CONFIG_RULES:
-        info->data = HeapRules(g_application.rules);
-        return 0;
+    case TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_CONFIG_RULES: {
+        const tqDevSDK_SmartControl_ConfigRules rules = CopyRules(g_application.rules, malloc);
+        info->data = reinterpret_cast<char *>(CopyArray(&rules, 1, malloc));
+        break;
+    }
     case TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_ICR_DSS:
         memcpy(info->data, &g_application.icr_dss, sizeof g_application.icr_dss);
-        return 0;
+        break;
     case TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_SCENE_RULES:
     case TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_AI_RULES: {
-        const bool scenes = info->type == TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_SCENE_RULES;
-        auto &record = *reinterpret_cast<tqDevSDK_SmartControl_Rule_S *>(info->data);
-        record = {1, HeapText(scenes ? g_application.scene_rules : g_application.ai_rules)};
-        return 0;
+        const auto &text = g_application.texts[info->type - TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_SCENE_RULES];
+        *reinterpret_cast<tqDevSDK_SmartControl_Rule_S *>(info->data) = {1, text ? strdup(text->c_str()) : nullptr};
+        break;
     }
     case TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_AP_SIGNAL_WITH_MAC:
         FillSignals(*reinterpret_cast<tqDevSDK_Smartcontrol_ap_signal_info *>(info->data));
         return g_application.accepts ? 0 : 1;
     default:
         memcpy(info->data, &g_application.numbers[info->type - TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_SCREEN_OVERTIME], sizeof(UINT32));
-        return 0;
     }
+    return 0;
 }
 
-// ---- The host's side ----
-
-struct Recorder {
-    void operator()(const tqhost::CommandMessage &message) const { g_sent.commands.push_back(message); }
-    void operator()(const tqhost::ModelReply &reply) const { g_sent.replies.push_back(reply); }
-    void operator()(const tqhost::ModelReport &report) const { g_sent.reports.push_back(report); }
-    void operator()(const tqhost::DclogRecord &record) const { g_sent.records.push_back(record.record); }
-    template <typename Other>
-    void operator()(const Other &) const {}
-};
+template <typename... Kinds>
+void ForgetSent(const std::variant<Kinds...> * /*observation*/) {
+    (g_sent<Kinds>.clear(), ...);
+}
 
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int * /*argc*/, char *** /*argv*/) {
     // The module prints each signal query.
     Check(freopen("/dev/null", "w", stdout) != nullptr, "the standard output goes nowhere");
-    tqhost::Observe([](const tqhost::Observation &observation) { std::visit(Recorder(), observation); });
+    tqhost::Observe(
+        [](const auto &observation) { std::visit([](const auto &seen) { g_sent<std::decay_t<decltype(seen)>>.push_back(seen); }, observation); });
     const tqDevSDK_SmartControl_init_info info{{RecvMsg, OnGetRuntimeInfo}, 0};
     Check(tqDevSDK_SmartControl_init(&info) == 0, "init succeeds");
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
-    Input input(data, size);
+    Input input({reinterpret_cast<const char *>(data), size});
     tqhost::SetLogLevel(input.ShowsLog() ? LOG_INFO : LOG_NON);
     g_application.accepts = input.Accepts();
     Run(input);
@@ -227,6 +206,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
         tqhost::StatusReset(static_cast<int>(item.status_value));
     }
     g_application = Application();
-    g_sent = Sent();
+    ForgetSent(static_cast<const tqhost::Observation *>(nullptr));
     return 0;
 }

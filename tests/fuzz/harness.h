@@ -9,11 +9,12 @@
 #ifndef FUZZ_HARNESS_H
 #define FUZZ_HARNESS_H
 
-#include <cstddef>
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tqDevSDK_SmartControl_def.h"
@@ -22,15 +23,15 @@
 /// Ends the run as a find unless `holds`.
 void Check(bool holds, const char *what);
 
-template <std::size_t N>
-void CheckEnds(const char (&text)[N]) {
-    Check(memchr(text, '\0', N) != nullptr, "every text ends within its field");
+template <std::size_t... N>
+void CheckEnds(const char (&...texts)[N]) {
+    Check((... && (memchr(texts, '\0', N) != nullptr)), "every text ends within its field");
 }
 
 /// The input, read from front to end; what is missing is zero.
 class Input {
 public:
-    Input(const uint8_t *data, std::size_t size) : data_(data), size_(size), scene_(Take<uint8_t>()) {}
+    explicit Input(std::string_view bytes) : rest_(bytes), scene_(Take<uint8_t>()) {}
 
     bool ShowsLog() const { return (scene_ & 0x20U) != 0; }
     bool Accepts() const { return (scene_ & 0x40U) != 0; }
@@ -44,69 +45,61 @@ public:
     template <typename Record>
     Record Take() {
         Record record;
+        const std::size_t size = std::min(sizeof record, rest_.size());
         memset(&record, 0, sizeof record);
-        memcpy(&record, data_, size_ < sizeof record ? size_ : sizeof record);
-        Skip(sizeof record);
+        memcpy(&record, rest_.data(), size);
+        rest_.remove_prefix(size);
         return record;
     }
 
     /// The next bytes as a text, which ends at the first NUL.
     std::string TakeText(std::size_t limit = SIZE_MAX) {
-        const std::size_t bytes = size_ < limit ? size_ : limit;
-        const char *text = reinterpret_cast<const char *>(data_);
-        std::string taken(text, strnlen(text, bytes));
-        Skip(bytes);
-        return taken;
+        const std::string_view text = rest_.substr(0, limit);
+        rest_.remove_prefix(text.size());
+        return std::string(text.substr(0, text.find('\0')));
     }
 
 private:
-    void Skip(std::size_t bytes) {
-        bytes = size_ < bytes ? size_ : bytes;
-        data_ += bytes;
-        size_ -= bytes;
-    }
-
-    const uint8_t *data_;
-    std::size_t size_;
+    std::string_view rest_;
     uint8_t scene_;
 };
 
-// ---- The rule set that the application keeps ----
+/// The records of an array, whoever owns it.
+template <typename Record>
+class Range {
+public:
+    Range(Record *first, std::size_t count) : first_(first), end_(first + count) {}
+    Record *begin() const { return first_; }
+    Record *end() const { return end_; }
 
-struct Rule {
-    tqDevSDK_SmartControl_ConfigRules_RuleUnit record;
-    std::vector<tqDevSDK_SmartControl_ConfigRule_Events> events;
-    std::vector<tqDevSDK_SmartControl_ConfigRule_Actions> actions;
+private:
+    Record *first_, *end_;
 };
 
-struct Unit {
-    tqDevSDK_SmartControl_ConfigRules_ValueUnit record;
-    std::vector<Rule> rules;
-};
-
-/// Forgotten before each input.
+/// What the application was given and gives back; forgotten before each input.
 struct Application {
     bool accepts = true;
-    int received = 0; ///< Messages.
-    std::vector<Unit> rules;
-    std::optional<std::string> scene_rules;
-    std::optional<std::string> ai_rules;
-    UINT32 numbers[4] = {}; ///< Overtime, video time, auto-rouse, lightness.
+    int received = 0;                          ///< Messages.
+    tqDevSDK_SmartControl_ConfigRules rules{}; ///< Its arrays are these:
+    std::vector<std::vector<char>> arrays;
+    std::optional<std::string> texts[2]; ///< Scene rules, AI rules.
+    UINT32 numbers[4] = {};              ///< Overtime, video time, auto-rouse, lightness.
     tqDevSDK_SmartControl_msg_IcrDss_S icr_dss{};
 };
 extern Application g_application;
 
-/// What went out; emptied before each input.
-struct Sent {
-    std::vector<tqhost::CommandMessage> commands;
-    std::vector<tqhost::ModelReply> replies;
-    std::vector<tqhost::ModelReport> reports;
-    std::vector<tqDevSDK_DCLog_DeliverParam_S> records;
-};
-extern Sent g_sent;
+/// What the device side did, by kind; emptied before each input.
+template <typename Kind>
+inline std::vector<Kind> g_sent;
 
 /// The member "result" of a JSON text, which must be JSON; nothing without that member.
 std::optional<int> ResultIn(const std::string &json);
+
+/// Gives a parse callback a value; its result.
+int Give(tqDevSDK_Shadow_ParseSync parse, tqDevSDK_Shadow_data_type_t type, std::string text);
+
+/// What a generate callback, which must succeed, writes to the buffer.
+std::string Get(tqDevSDK_Shadow_GenValue generate, tqDevSDK_Shadow_data_type_t type, std::vector<char> &buffer);
 
 /// The target.
 void Run(Input &input);

@@ -26,24 +26,16 @@ constexpr Row kRows[] = {
     {nullptr, nullptr, true},
 };
 
-// A text in a field of fixed width, which it may fill to the last byte.
-template <std::size_t N>
-void SetField(char (&field)[N], const char *text) {
-    const std::size_t length = strnlen(text, N);
-    memcpy(field, text, length);
-    memset(field + length, '\0', N - length);
-}
-
 bool Is(const tq_basic_info &info, const char *identifier) { return strncmp(info.identifier, identifier, sizeof info.identifier) == 0; }
 
 void CheckRequest(int result) {
-    Check(result == 0 && g_sent.replies.size() == 1, "a request has one reply");
-    const tqhost::ModelReply &reply = g_sent.replies[0];
+    const auto &replies = g_sent<tqhost::ModelReply>;
+    Check(result == 0 && replies.size() == 1, "a request has one reply");
+    const tqhost::ModelReply &reply = replies[0];
     const bool done = g_application.received == 1 && g_application.accepts;
     Check(reply.error.status == (done ? 200 : 400), "the reply is the outcome");
     Check(!done || (reply.text && !ResultIn(*reply.text)), "the reply is an empty object");
-    CheckEnds(reply.error.err_code);
-    CheckEnds(reply.attributes.msg_type);
+    CheckEnds(reply.error.err_code, reply.attributes.msg_type);
 }
 
 } // namespace
@@ -63,15 +55,15 @@ void Run(Input &input) {
     tq_basic_info info;
     memset(&info, 'x', sizeof info); // whoever reads on behind a field does not find an end
     info.type = tq_service;
-    SetField(info.resource_id, text.c_str());
-    SetField(info.identifier, row.identifier != nullptr ? row.identifier : text.c_str());
+    strncpy(info.resource_id, text.c_str(), sizeof info.resource_id); // not terminated when it fills the field
+    strncpy(info.identifier, row.identifier != nullptr ? row.identifier : text.c_str(), sizeof info.identifier);
 
     if (row.is_reply) {
         tq_err_info status{};
         const bool expected = Is(info, "AssistExecActionResult") || Is(info, "AssistExecSceneResult");
         Check(routers.das_reply_router(&info, row.msg_type, &status, &msg, 7, 0) == (expected ? 0 : -1),
               "replies to the module's reports are expected");
-        Check(g_application.received == 0 && g_sent.replies.empty(), "a reply has no consequence");
+        Check(g_application.received == 0 && g_sent<tqhost::ModelReply>.empty(), "a reply has no consequence");
     } else {
         CheckRequest(routers.das_req_router(&info, row.msg_type, &msg, 7, 0));
     }

@@ -7,14 +7,10 @@
 
 namespace {
 
-struct Release {
-    void operator()(void *memory) const { free(memory); }
-};
-
 // A record that ends in an array of `count` elements, without a spare byte.
 template <typename Record>
-std::unique_ptr<Record, Release> Allocate(std::size_t array_offset, std::size_t count, std::size_t element) {
-    return std::unique_ptr<Record, Release>(static_cast<Record *>(calloc(1, std::max(sizeof(Record), array_offset + count * element))));
+std::unique_ptr<Record, decltype(&free)> Allocate(std::size_t array_offset, std::size_t count, std::size_t element) {
+    return {static_cast<Record *>(calloc(1, std::max(sizeof(Record), array_offset + count * element))), free};
 }
 
 // What a report gives, and whether one message went out for it.
@@ -22,12 +18,10 @@ void Send(int type, void *record, bool succeeds) {
     const tqDevSDK_SmartControl_Msg2Server_S msg{type, record, 0};
     const int result = tqDevSDK_SmartControl_Msg2Server(&msg);
     Check(result == (succeeds ? 0 : -1), "a complete record is sent, and nothing else");
-    Check(g_sent.commands.size() + g_sent.reports.size() == (succeeds ? 1 : 0), "one record, one message");
-    for (const tqhost::CommandMessage &message : g_sent.commands) {
-        ResultIn(message.body);
-    }
-    for (const tqhost::ModelReport &report : g_sent.reports) {
-        ResultIn(report.text);
+    const auto &[commands, reports] = std::tie(g_sent<tqhost::CommandMessage>, g_sent<tqhost::ModelReport>);
+    Check(commands.size() + reports.size() == (succeeds ? 1 : 0), "one record, one message");
+    if (succeeds) {
+        ResultIn(commands.empty() ? reports[0].text : commands[0].body);
     }
 }
 
@@ -45,14 +39,10 @@ tqDevSDK_SmartControl_OtapMsg_S TakeOtap(Input &input, const std::optional<std::
     return message;
 }
 
-void SendEvent(Input &input) {
-    auto event = input.Take<tqDevSDK_SmartControl_Event>();
-    Send(TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_EVENT, &event, true);
-}
-
-void SendActionResult(Input &input) {
-    auto result = input.Take<tqDevSDK_SmartControl_Info_ActionResult>();
-    Send(TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_ACTION_RESULT, &result, true);
+template <typename Record, int type>
+void SendRecord(Input &input) {
+    auto record = input.Take<Record>();
+    Send(type, &record, true);
 }
 
 void SendUndoneActions(Input &input) {
@@ -112,34 +102,24 @@ void SendLanCentor(Input &input) {
 }
 
 void SendDclog(Input &input) {
-    constexpr const char *kSystems[] = {nullptr,
-                                        "device_lan_smart_run",
-                                        "device_lan_smart_network",
-                                        "device_lan_smart_center_statistics",
-                                        "device_lan_smart_member_statistics",
-                                        "device_lan_smart_comm_statistics"};
-    const char *system = kSystems[input.Take<uint8_t>() % std::size(kSystems)];
+    constexpr const char *kSystems[] = {"", "run", "network", "center_statistics", "member_statistics", "comm_statistics"};
+    const std::string_view system = kSystems[input.Take<uint8_t>() % std::size(kSystems)];
     auto param = input.Take<tqDevSDK_SmartControl_DCLogParam_S>();
-    if (system != nullptr) {
-        memcpy(param.acSystemName, system, strlen(system) + 1);
+    if (!system.empty()) {
+        snprintf(param.acSystemName, sizeof param.acSystemName, "device_lan_smart_%s", system.data());
     }
     const tqDevSDK_SmartControl_DclogMsg_S msg{tqDevSDK_SmartControl_DCLogMsg_EntireDCLog, &param, 0};
     const int result = tqDevSDK_SmartControl_PushDclog(&msg);
-    Check(system == nullptr || result == 0, "a record of a known system is posted");
-    Check(g_sent.records.size() == (result == 0 ? 1 : 0), "one record, one post");
-    for (const tqDevSDK_DCLog_DeliverParam_S &posted : g_sent.records) {
-        const tqDevSDK_DCLog_LanLinkageParam_S &link = posted.unParam.stLanLink;
-        CheckEnds(link.acSystemName);
-        CheckEnds(link.acDevId);
-        CheckEnds(link.acDevType);
-        CheckEnds(link.acFwVer);
+    Check(system.empty() || result == 0, "a record of a known system is posted");
+    Check(g_sent<tqhost::DclogRecord>.size() == (result == 0 ? 1 : 0), "one record, one post");
+    for (const tqhost::DclogRecord &posted : g_sent<tqhost::DclogRecord>) {
+        const tqDevSDK_DCLog_LanLinkageParam_S &link = posted.record.unParam.stLanLink;
+        CheckEnds(link.acSystemName, link.acDevId, link.acDevType, link.acFwVer);
         if (strcmp(link.acSystemName, "device_lan_smart_run") == 0) {
-            CheckEnds(link.unPrivPara.stRunEvent.acSdkVer);
-            CheckEnds(link.unPrivPara.stRunEvent.acEvent);
+            CheckEnds(link.unPrivPara.stRunEvent.acSdkVer, link.unPrivPara.stRunEvent.acEvent);
         }
         if (strcmp(link.acSystemName, "device_lan_smart_network") == 0) {
-            CheckEnds(link.unPrivPara.stNetParam.acIpAddr);
-            CheckEnds(link.unPrivPara.stNetParam.acNetIfName);
+            CheckEnds(link.unPrivPara.stNetParam.acIpAddr, link.unPrivPara.stNetParam.acNetIfName);
         }
     }
 }
@@ -147,8 +127,8 @@ void SendDclog(Input &input) {
 using SendReport = void (*)(Input &input);
 
 constexpr SendReport kRows[] = {
-    SendEvent,
-    SendActionResult,
+    SendRecord<tqDevSDK_SmartControl_Event, TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_EVENT>,
+    SendRecord<tqDevSDK_SmartControl_Info_ActionResult, TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_ACTION_RESULT>,
     SendUndoneActions,
     SendUndoneActionsV3,
     SendUndoneScene,

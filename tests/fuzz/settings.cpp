@@ -21,32 +21,18 @@ int Result(const std::string &answer) {
     return -1;
 }
 
-bool IsForced() {
-    for (const tqDevSDK_report_status_info &item : tqhost::StatusItems()) {
-        if (item.force_flag != 0) {
-            return true;
-        }
-    }
-    return false;
-}
+bool IsForced(const tqDevSDK_report_status_info &item) { return item.force_flag != 0; }
 
-bool IsReported(const std::string &attributes) {
-    for (const tqhost::CommandMessage &report : g_sent.commands) {
-        if (report.body.find(attributes) != std::string::npos) {
-            return true;
-        }
-    }
-    return false;
-}
-
-void CheckReports() {
-    for (const tqhost::CommandMessage &report : g_sent.commands) {
+void CheckReports(const std::vector<tqhost::CommandMessage> &reports) {
+    std::string bodies;
+    for (const tqhost::CommandMessage &report : reports) {
         CMarkupSTL document;
         Check(document.SetDoc(report.body.c_str()) && document.FindElem("Request", true), "a report is XML");
+        bodies += report.body;
     }
     for (std::size_t i = 0; i < std::size(kNumberKeys); ++i) {
-        const auto number = static_cast<int32_t>(g_application.numbers[i]);
-        Check(IsReported(std::string("Type=\"") + kNumberKeys[i] + "\" Value=\"" + std::to_string(number) + "\""),
+        const std::string number = std::to_string(static_cast<int32_t>(g_application.numbers[i]));
+        Check(bodies.find(std::string("Type=\"") + kNumberKeys[i] + "\" Value=\"" + number + '"') != std::string::npos,
               "a setting is reported as the device has it");
     }
 }
@@ -58,15 +44,17 @@ void Run(Input &input) {
     command.command = 18829;
     command.body = input.TakeText();
     tqhost::DeliverCommand(command);
-    Check(g_sent.commands.size() == 1, "a request has one answer");
-    const int result = Result(g_sent.commands[0].body);
+    auto &sent = g_sent<tqhost::CommandMessage>;
+    Check(sent.size() == 1, "a request has one answer");
+    const int result = Result(sent[0].body);
     Check(result == 4 || (result == 0) == (g_application.received == 1), "a setting that is done was given");
     Check(result != 0 || g_application.accepts, "a setting that is refused is not done");
-    Check(IsForced() == (result == 0 || result == 4), "a known setting is reported again");
+    const auto items = tqhost::StatusItems();
+    Check(std::any_of(items.begin(), items.end(), IsForced) == (result == 0 || result == 4), "a known setting is reported again");
 
-    g_sent = Sent();
+    sent.clear();
     tqhost::StatusPass();
-    CheckReports();
+    CheckReports(sent);
     tqhost::StatusPass();
-    Check(g_sent.commands.size() == kSettings, "each setting is reported once");
+    Check(sent.size() == kSettings, "each setting is reported once");
 }
