@@ -31,73 +31,82 @@ protected:
                 Printed(json)};
     }
 
-    // What Msg2Server adds to the log of a failed report.
-    static std::string Failed(int type) {
-        return "error: Failed to exec msg2server type cmd:" + std::string(type == 0 ? "0" : "0x" + std::to_string(type));
+    // Reports without success; the log ends in what Msg2Server adds to it.
+    void ExpectFailure(int type, const void *record, int result, Lines log) {
+        SCOPED_TRACE("report " + std::to_string(type));
+        EXPECT_EQ(Report(type, record), result);
+        log.push_back("error: Failed to exec msg2server type cmd:" + std::string(type == 0 ? "0" : "0x" + std::to_string(type)));
+        EXPECT_EQ(TakeLog(), log);
+        EXPECT_EQ(Take(), Lines{});
+    }
+
+    // The same when the host refuses a version-2 report, which takes a sequence number all the same.
+    void ExpectRefusal(int type, const void *record, const std::string &logged_command, const Lines &trace = {}) {
+        tqhost::Fail("tqdev_sdk_kernel_send", 8, 1);
+        Lines log = {"error: Failed to send msg to platform:error=0x8",
+                     "error: Failed to send msg to platform:domain[0x1b58], cmd[" + logged_command + "]."};
+        log.insert(log.end(), trace.begin(), trace.end());
+        ExpectFailure(type, record, -1, log);
+        ++next_seq_;
+    }
+
+    // The same for a version-3 report.
+    void ExpectModelRefusal(int type, const void *record, Lines log) {
+        tqhost::Fail("tq_model_send_to_platform", 44, 1);
+        ExpectFailure(type, record, 44, std::move(log));
     }
 
 private:
     UINT32 next_seq_ = 0;
 };
 
+TEST_F(ReportTest, NullRecordsAreRefused) {
+    for (const int type : {0, 1}) {
+        ExpectFailure(type, nullptr, -1, {"error: NULL input param!"});
+    }
+    for (const int type : {2, 3, 4, 5, 6}) {
+        ExpectFailure(type, nullptr, -1, {"error: NULL input param."});
+    }
+}
+
 TEST_F(ReportTest, Event) {
-    tqDevSDK_SmartControl_Event event{1, 4294967295U};
+    const tqDevSDK_SmartControl_Event event{1, 4294967295U};
+    const std::string body = R"({"channelNo":1,"value":4294967295})";
     EXPECT_EQ(Report(0, &event), 0);
-    EXPECT_EQ(Take(), Sent(19986, R"({"channelNo":1,"value":4294967295})"));
-    EXPECT_EQ(Report(0, nullptr), -1);
-    EXPECT_EQ(TakeLog(), (Lines{"error: NULL input param!", Failed(0)}));
-    tqhost::Fail("tqdev_sdk_kernel_send", 8, 1);
-    EXPECT_EQ(Report(0, &event), -1);
-    EXPECT_EQ(TakeLog(), (Lines{"error: Failed to send msg to platform:error=0x8",
-                                "error: Failed to send msg to platform:domain[0x1b58], cmd[0x4e12].", Failed(0)}));
-    EXPECT_EQ(Take(), Lines{});
-    Sent(0, "0"); // the refused report took a number, the null one did not
+    EXPECT_EQ(Take(), Sent(19986, body));
+    EXPECT_EQ(TakeLog(), Lines{});
+    ExpectFailure(0, nullptr, -1, {"error: NULL input param!"}); // takes no number
+    ExpectRefusal(0, &event, "0x4e12");
     EXPECT_EQ(Report(0, &event), 0);
-    EXPECT_EQ(Take(), Sent(19986, R"({"channelNo":1,"value":4294967295})"));
+    EXPECT_EQ(Take(), Sent(19986, body));
 }
 
 // The text for now in the wire's form: years since 1900, months since January.
-std::string WireTime(time_t now) {
+std::string WireTime() {
+    const time_t now = time(nullptr);
     tm utc{};
     gmtime_r(&now, &utc);
     char text[64];
-    strftime(text, sizeof text, "-%d %H:%M:%S", &utc);
-    char head[32];
-    snprintf(head, sizeof head, "%d-%02d", utc.tm_year, utc.tm_mon);
-    return std::string(head) + text;
+    snprintf(text, sizeof text, "%d-%02d-%02d %02d:%02d:%02d", utc.tm_year, utc.tm_mon, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec);
+    return text;
 }
 
 TEST_F(ReportTest, ActionResult) {
-    tqDevSDK_SmartControl_Info_ActionResult result{};
-    result.uiRuleId = 4294967295U;
+    tqDevSDK_SmartControl_Info_ActionResult result{4294967295U, {}, 2, 7000, 20034, 255};
     Fill(result.acDeviceId, 'D'); // without a terminator
-    result.uiChannelNo = 2;
-    result.uiDomain = 7000;
-    result.uiCmdId = 20034;
-    result.ucResult = 255;
     // The clock may tick between the two looks at it.
     std::string before;
-    Lines sent;
+    Lines sent, expected;
     do {
-        before = WireTime(time(nullptr));
-        Take();
+        before = WireTime();
         EXPECT_EQ(Report(1, &result), 0);
         sent = Take();
-    } while (before != WireTime(time(nullptr)));
-    const std::string body = Printed(R"({"id":4294967295,"deviceId":")" + std::string(32, 'D') +
-                                     R"(","channelNo":2,"domain":7000,"cmdId":20034,"result":255,"time":")" + before + "\"}");
-    ASSERT_EQ(sent.size(), 1U);
-    EXPECT_EQ(sent[0].substr(sent[0].find('{')), body);
-    EXPECT_EQ(sent[0].substr(0, 18), "command 19988 seq ");
-
+        expected = Sent(19988, R"({"id":4294967295,"deviceId":")" + std::string(32, 'D') +
+                                   R"(","channelNo":2,"domain":7000,"cmdId":20034,"result":255,"time":")" + before + "\"}");
+    } while (before != WireTime());
+    EXPECT_EQ(sent, expected);
     TakeLog();
-    EXPECT_EQ(Report(1, nullptr), -1);
-    EXPECT_EQ(TakeLog(), (Lines{"error: NULL input param!", Failed(1)}));
-    tqhost::Fail("tqdev_sdk_kernel_send", 8, 1);
-    EXPECT_EQ(Report(1, &result), -1);
-    const Lines log = TakeWholeLog();
-    EXPECT_EQ(log.front(), "error: s:4e14");
-    EXPECT_EQ(log[log.size() - 2], "error: Failed to send msg to platform:domain[0x1b58], cmd[0x4e12].");
+    ExpectRefusal(1, &result, "0x4e12"); // the log names the command of events
 }
 
 using Undone = Trailing<tqDevSDK_SmartControl_UndoneActions_S, tqDevSDK_SmartControl_ConfigRule_Actions>;
@@ -108,63 +117,39 @@ TEST_F(ReportTest, UndoneActions) {
     undone->usNum = 2;
     Fill(undone->acExtendVal, 'e');
     auto *action = const_cast<tqDevSDK_SmartControl_ConfigRule_Actions *>(undone->astUndoneActs);
-    action[0].uiDomain = 4294967295U;
-    action[0].uiCmdId = 20034;
+    action[0] = {4294967295U, 20034, {}, 255, 16, {}, 3};
     Fill(action[0].acDevId, 'd');
-    action[0].ucChannel = 255;
-    action[0].ucValueNum = 16;
     std::string values;
     for (int i = 0; i < 16; ++i) {
         action[0].ausValue[i] = static_cast<UINT16>(65535 - i);
-        values += (i > 0 ? "," : "") + std::string("\"value") + std::to_string(i + 1) + "\":" + std::to_string(65535 - i);
+        values += (i > 0 ? ",\"value" : "\"value") + std::to_string(i + 1) + "\":" + std::to_string(65535 - i);
     }
-    action[0].uiDelay = 3;
-    const std::string extend(128, 'e');
-    EXPECT_EQ(Report(2, undone.get()), 0);
+    const std::string extend = R"(,"extendValue":")" + std::string(128, 'e') + "\"}";
     const std::string body = R"({"id":12,"undoneActions":[{"domain":4294967295,"cmdId":20034,"deviceId":")" + std::string(32, 'd') +
-                             R"(","channelNo":255,"params":{)" + values + R"(},"delay":3,"extendValue":")" + extend +
-                             R"("},{"domain":0,"cmdId":0,"deviceId":"","channelNo":0,"params":{},"delay":0,"extendValue":")" + extend + R"("}]})";
+                             R"(","channelNo":255,"params":{)" + values + R"(},"delay":3)" + extend +
+                             R"(,{"domain":0,"cmdId":0,"deviceId":"","channelNo":0,"params":{},"delay":0)" + extend + "]}";
+    const Lines trace = {"debug: Undone Actions to plt:" + Printed(body)};
+    EXPECT_EQ(Report(2, undone.get()), 0);
     EXPECT_EQ(Take(), Sent(19990, body));
-    EXPECT_EQ(TakeLog(), Lines{"debug: Undone Actions to plt:" + Printed(body)});
-
+    EXPECT_EQ(TakeLog(), trace);
+    ExpectRefusal(2, undone.get(), "0x4e16", trace);
     action[1].ucValueNum = 17;
-    EXPECT_EQ(Report(2, undone.get()), -1);
-    EXPECT_EQ(TakeLog(), (Lines{"error: Action value num exceeds[17 > 16].", "error: Failed to GenArray_UndoneActions.", Failed(2)}));
+    ExpectFailure(2, undone.get(), -1, {"error: Action value num exceeds[17 > 16].", "error: Failed to GenArray_UndoneActions."});
     undone->usNum = 0;
-    EXPECT_EQ(Report(2, undone.get()), -1);
-    EXPECT_EQ(Report(2, nullptr), -1);
-    EXPECT_EQ(TakeLog(), (Lines{"error: No undone actions to be reported.", Failed(2), "error: NULL input param.", Failed(2)}));
-    EXPECT_EQ(Take(), Lines{});
-
-    undone->usNum = 1;
-    tqhost::Fail("tqdev_sdk_kernel_send", 8, 1);
-    EXPECT_EQ(Report(2, undone.get()), -1);
-    const Lines log = TakeLog();
-    ASSERT_EQ(log.size(), 4U);
-    EXPECT_EQ(log[1], "error: Failed to send msg to platform:domain[0x1b58], cmd[0x4e16].");
-    EXPECT_EQ(log[2].rfind("debug: Undone Actions to plt:{", 0), 0U);
+    ExpectFailure(2, undone.get(), -1, {"error: No undone actions to be reported."});
 }
 
 using UndoneV3 = Trailing<tqDevSDK_SmartControl_UndoneActions_V3_S, tqDevSDK_SmartControl_OtapMsg_S>;
 
+// The payload's length is not read.
 tqDevSDK_SmartControl_OtapMsg_S Otap(UINT32 model_type, const char *payload) {
-    tqDevSDK_SmartControl_OtapMsg_S msg{};
-    msg.stBaseInfo.uiModelType = model_type;
-    Set(msg.stBaseInfo.acMethodType, "set");
-    Set(msg.stBaseInfo.acSceneType, "a");
-    Set(msg.stBaseInfo.acResourceId, "1");
-    Set(msg.stBaseInfo.acResourceType, "Video");
-    Set(msg.stBaseInfo.acDomain, "D");
-    Set(msg.stBaseInfo.acIdentifier, "I");
-    msg.stBody.uiPayloadLen = 1; // not read
-    msg.stBody.acPayload = payload;
-    return msg;
+    return {{model_type, "set", "a", "1", "Video", "D", "I", "", ""}, {0, {}, 1, payload}};
 }
 
 TEST_F(ReportTest, UndoneActionsV3) {
     const UndoneV3 undone(5);
-    auto *action = const_cast<tqDevSDK_SmartControl_OtapMsg_S *>(undone->pstActions);
     undone->usNum = 5;
+    auto *action = const_cast<tqDevSDK_SmartControl_OtapMsg_S *>(undone->pstActions);
     action[0] = Otap(2, R"({"x":1,"params":{"on":true,"deep":[{"a":[1.5,"t",null]}]}})");
     action[1] = Otap(1, "not json");
     Set(action[1].stBaseInfo.acSerial, "S1");
@@ -175,36 +160,28 @@ TEST_F(ReportTest, UndoneActionsV3) {
     action[4] = Otap(0, nullptr);
     Fill(action[4].stBaseInfo.acDomain, 'd');
     Fill(action[4].stBaseInfo.acIdentifier, 'i');
-    EXPECT_EQ(Report(5, undone.get()), 0);
     const std::string long_topic = "/a/global/global/1-Video/model/event/set/" + std::string(64, 'd') + "/" + std::string(64, 'i');
     const std::string body =
         R"({"Actions":[{"URL":"/a/global/global/1-Video/model/service/set/D/I","params":{"on":true,"deep":[{"a":[1.5,"t",null]}]}},)"
         R"({"URL":"/a/S1/B1/1-Video/model/attribute/set/D/I"},{"URL":"","params":5},)"
-        R"({"URL":"/a/)" +
-        std::string(15, 's') + R"(/global/1-Video/model/event/set/D/I"},{"URL":")" + long_topic.substr(0, 127) + R"("}]})";
-    EXPECT_EQ(Take(), SentModel("AssistExecAction", 0, "report", body));
-    EXPECT_EQ(TakeLog(), (Lines{"debug: acPayload is NULL.", "error: gen ModelType[] is invalid", "debug: params in acPayload is NULL.",
-                                "debug: acPayload is NULL.", "debug: Undone Actions to plt:" + Printed(body)}));
-
-    tqhost::Fail("tq_model_send_to_platform", 44, 1);
-    EXPECT_EQ(Report(5, undone.get()), 44);
-    const Lines log = TakeLog();
-    EXPECT_EQ(log[log.size() - 3], "error: Failed to send msg to platform for reporting undone action");
-    undone->usNum = 0;
-    EXPECT_EQ(Report(5, undone.get()), -1);
-    EXPECT_EQ(Report(5, nullptr), -1);
-    EXPECT_EQ(TakeLog(), (Lines{"error: No undone actions to be reported.", Failed(5), "error: NULL input param.", Failed(5)}));
-}
-
-TEST_F(ReportTest, DeepestPayloadIsReported) {
-    const UndoneV3 undone(1);
-    undone->usNum = 1;
-    const std::string payload = R"({"params":)" + std::string(998, '[') + std::string(998, ']') + "}";
-    const_cast<tqDevSDK_SmartControl_OtapMsg_S *>(undone->pstActions)[0] = Otap(0, payload.c_str());
+        R"({"URL":"/a/sssssssssssssss/global/1-Video/model/event/set/D/I"},{"URL":")" +
+        long_topic.substr(0, 127) + R"("}]})";
+    const Lines log = {"debug: acPayload is NULL.", "error: gen ModelType[] is invalid", "debug: params in acPayload is NULL.",
+                       "debug: acPayload is NULL.", "debug: Undone Actions to plt:" + Printed(body)};
     EXPECT_EQ(Report(5, undone.get()), 0);
-    const Lines sent = Take();
-    ASSERT_EQ(sent.size(), 1U);
-    EXPECT_NE(sent[0].find(std::string(998, '[') + std::string(998, ']')), std::string::npos);
+    EXPECT_EQ(Take(), SentModel("AssistExecAction", 0, "report", body));
+    EXPECT_EQ(TakeLog(), log);
+    Lines refused = log;
+    refused.insert(refused.end() - 1, "error: Failed to send msg to platform for reporting undone action");
+    ExpectModelRefusal(5, undone.get(), refused);
+    undone->usNum = 0;
+    ExpectFailure(5, undone.get(), -1, {"error: No undone actions to be reported."});
+
+    const std::string deepest = R"({"params":)" + std::string(998, '[') + std::string(998, ']') + "}";
+    action[0] = Otap(0, deepest.c_str());
+    undone->usNum = 1;
+    EXPECT_EQ(Report(5, undone.get()), 0);
+    EXPECT_NE(Take().at(0).find(deepest.substr(10, 2 * 998)), std::string::npos);
 }
 
 using Scenes = Trailing<tqDevSDK_SmartControl_UndoneSceneList_S, UINT32>;
@@ -215,21 +192,16 @@ TEST_F(ReportTest, UndoneSceneV3) {
     ids[0] = 1;
     ids[1] = 2147483648U;
     ids[2] = 4294967295U;
-    EXPECT_EQ(Report(4, nullptr), -1);
-    EXPECT_EQ(Report(4, scenes.get()), -1);
+    ExpectFailure(4, scenes.get(), -1, {"error: Push undoScene and not find event."});
     scenes->stSrcEvent.stBody.acPayload = R"({"not": "parsed)";
-    EXPECT_EQ(Report(4, scenes.get()), -1);
-    EXPECT_EQ(TakeLog(), (Lines{"error: NULL input param.", Failed(4), "error: Push undoScene and not find event.", Failed(4),
-                                "error: No undone actions to be reported.", Failed(4)}));
+    ExpectFailure(4, scenes.get(), -1, {"error: No undone actions to be reported."});
     scenes->uiNum = 3;
-    EXPECT_EQ(Report(4, scenes.get()), 0);
     const std::string body = R"({"event":"{\"not\": \"parsed","ruleIds":["1","-2147483648","-1"]})";
+    const std::string trace = "debug: Undone Scene to plt:" + Printed(body);
+    EXPECT_EQ(Report(4, scenes.get()), 0);
     EXPECT_EQ(Take(), SentModel("AssistExecScene", 2, "query", body));
-    EXPECT_EQ(TakeLog(), Lines{"debug: Undone Scene to plt:" + Printed(body)});
-    tqhost::Fail("tq_model_send_to_platform", 44, 1);
-    EXPECT_EQ(Report(4, scenes.get()), 44);
-    EXPECT_EQ(TakeLog(),
-              (Lines{"error: Failed to send msg to platform for reporting undone Scene", "debug: Undone Scene to plt:" + Printed(body), Failed(4)}));
+    EXPECT_EQ(TakeLog(), Lines{trace});
+    ExpectModelRefusal(4, scenes.get(), {"error: Failed to send msg to platform for reporting undone Scene", trace});
 }
 
 TEST_F(ReportTest, LanCenter) {
@@ -244,36 +216,26 @@ TEST_F(ReportTest, LanCenter) {
     center.uiEnable = 7;
     center.uiLanDeviceNum = 2;
     center.pLanDevice = members;
-    const std::string serial(32, 'c');
-    const std::string member(32, 'm');
+    const std::string serial = R"(":")" + std::string(32, 'c') + "\"";
+    const std::string member = R"(":")" + std::string(32, 'm') + "\"";
     const std::string body =
-        R"({"centerDeviceSerial":")" + serial + R"(","enable":7,"extend":"1","devList":[{"deviceSerial":")" + member + R"("},{"deviceSerial":""}]})";
-    const std::string body_v3 = R"({"centerSerialNumber":")" + serial + R"(","sceneVersion":3,"enabled":7,"extend":")" + std::string(64, 'x') +
-                                R"(","DevList":[{"serialNumber":")" + member +
-                                R"(","softwareVersion":4294967295},{"serialNumber":"","softwareVersion":0}]})";
+        R"({"centerDeviceSerial)" + serial + R"(,"enable":7,"extend":"1","devList":[{"deviceSerial)" + member + R"(},{"deviceSerial":""}]})";
+    const std::string head_v3 =
+        R"({"centerSerialNumber)" + serial + R"(,"sceneVersion":3,"enabled":7,"extend":")" + std::string(64, 'x') + R"(","DevList":[)";
+    const Lines trace = {"debug: Report lan centor info to Plt: " + Printed(body)};
     EXPECT_EQ(Report(3, &center), 0);
     EXPECT_EQ(Take(), Sent(19992, body));
-    EXPECT_EQ(TakeLog(), Lines{"debug: Report lan centor info to Plt: " + Printed(body)});
+    EXPECT_EQ(TakeLog(), trace);
+    ExpectRefusal(3, &center, "0x4e18", trace);
     EXPECT_EQ(Report(6, &center), 0);
-    EXPECT_EQ(Take(), SentModel("ReportNetTopology", 0, "report", body_v3));
+    EXPECT_EQ(Take(),
+              SentModel("ReportNetTopology", 0, "report",
+                        head_v3 + R"({"serialNumber)" + member + R"(,"softwareVersion":4294967295},{"serialNumber":"","softwareVersion":0}]})"));
     EXPECT_EQ(TakeLog(), Lines{});
-
-    tqhost::Fail("tqdev_sdk_kernel_send", 8, 1);
-    EXPECT_EQ(Report(3, &center), -1);
-    EXPECT_EQ(TakeLog(),
-              (Lines{"error: Failed to send msg to platform:error=0x8", "error: Failed to send msg to platform:domain[0x1b58], cmd[0x4e18].",
-                     "debug: Report lan centor info to Plt: " + Printed(body), Failed(3)}));
-    tqhost::Fail("tq_model_send_to_platform", 44, 1);
-    EXPECT_EQ(Report(6, &center), 44);
-    EXPECT_EQ(TakeLog(), (Lines{"error: Failed to send msg to platform_v3 for reporting center status.", Failed(6)}));
-    for (const int type : {3, 6}) {
-        EXPECT_EQ(Report(type, nullptr), -1);
-        EXPECT_EQ(TakeLog(), (Lines{"error: NULL input param.", Failed(type)}));
-    }
-
+    ExpectModelRefusal(6, &center, {"error: Failed to send msg to platform_v3 for reporting center status."});
     center.pLanDevice = nullptr; // counts as none, whatever the number
     EXPECT_EQ(Report(6, &center), 0);
-    EXPECT_EQ(Take(), SentModel("ReportNetTopology", 0, "report", body_v3.substr(0, body_v3.find("[")) + "[]}"));
+    EXPECT_EQ(Take(), SentModel("ReportNetTopology", 0, "report", head_v3 + "]}"));
 }
 
 } // namespace
