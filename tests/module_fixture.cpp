@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <memory>
 #include <sstream>
 #include <utility>
 
@@ -15,61 +16,59 @@ namespace {
 
 constexpr int kDomain = 7000;
 
+// The parts with blanks between them.
 template <typename... Part>
-std::string Joined(const Part &...parts) {
+std::string Words(const char *first, const Part &...parts) {
     std::ostringstream line;
-    (line << ... << parts);
+    line << first;
+    ((line << ' ' << parts), ...);
     return line.str();
 }
 
 std::string Render(const tqhost::Call &call) {
-    return Joined(call.function, call.arguments.empty() ? "" : " ", call.arguments, call.result == 0 ? "" : " = " + std::to_string(call.result));
+    return call.function + (call.arguments.empty() ? "" : " " + call.arguments) + (call.result == 0 ? "" : " = " + std::to_string(call.result));
 }
 
 std::string Render(const tqhost::CommandMessage &message) {
     const tqdev_sdk_kernel_pubmsg &record = message.record;
-    // Every command has these in common.
-    EXPECT_EQ(record.msg_domain_id, static_cast<UINT32>(kDomain));
-    EXPECT_EQ(record.msg_qos, QOS_T0);
-    EXPECT_EQ(record.msg_body_len, message.body.size());
-    EXPECT_EQ(record.externel_ctx_len, 0U);
-    EXPECT_STREQ(record.msg_compress, "");
-    return Joined("command ", record.msg_command_id, " seq ", record.msg_seq, " response ", int{record.msg_response}, " ", record.command_ver, " ",
-                  message.body);
+    EXPECT_EQ(Words("fixed:", record.msg_domain_id, record.msg_qos, record.msg_body_len, record.externel_ctx_len, record.msg_compress),
+              Words("fixed:", kDomain, QOS_T0, message.body.size(), 0, ""));
+    return Words("command", record.msg_command_id, "seq", record.msg_seq, "response", int{record.msg_response}, record.command_ver, message.body);
 }
 
 std::string Render(const tqhost::RawModelMessage &message) {
     const tqdev_sdk_kernel_pubmsg_v3 &record = message.record;
-    return Joined("raw ", record.module, " ", record.method, " ", record.msg_type, " ", record.resource_id, " ", record.resource_type, " ",
-                  record.ext_msg, " seq ", record.msg_seq, " response ", int{record.msg_response}, " qos ", int{record.msg_qos}, " [",
-                  record.sub_serial, "][", record.msg_compress, "] ", record.msg_body_len, " ", message.body);
+    return Words("raw", record.module, record.method, record.msg_type, record.resource_id, record.resource_type, record.ext_msg, "seq",
+                 record.msg_seq, "response", int{record.msg_response}, "qos", int{record.msg_qos}, record.sub_serial, record.msg_compress,
+                 record.msg_body_len, message.body);
 }
 
 std::string Render(const tq_basic_info &info) {
-    return Joined(info.identifier, " of ", info.domain, " type ", info.type, " resource ", info.resource_id, " ", info.resource_type,
-                  info.subserial[0] != '\0' ? " subserial" : "");
+    return Words(info.identifier, "of", info.domain, "type", info.type, "resource", info.resource_id,
+                 std::string(info.resource_type) + info.subserial);
 }
 
 std::string Render(const tq_msg_attr &attr) {
-    return Joined("seq ", attr.msg_seq, "/", attr.msg_seq_index, " qos ", attr.msg_qos, " [", attr.msg_type, "]");
+    return Words("seq", std::to_string(attr.msg_seq) + "/" + std::to_string(attr.msg_seq_index), "qos", attr.msg_qos,
+                 "[" + std::string(attr.msg_type) + "]");
 }
 
 std::string Render(const tqhost::ModelReply &reply) {
-    return Joined("reply ", Render(reply.info), " ", reply.error.status, " ", reply.error.err_code, " '", reply.error.err_msg, "' ",
-                  Render(reply.attributes), " value ", reply.message.type, " length ", reply.message.length, " ", reply.text.value_or("null"));
+    return Words("reply", Render(reply.info), reply.error.status, reply.error.err_code, "'" + std::string(reply.error.err_msg) + "'",
+                 Render(reply.attributes), "value", reply.message.type, "length", reply.message.length, reply.text.value_or("null"));
 }
 
 std::string Render(const tqhost::ModelReport &report) {
-    return Joined("model ", Render(report.info), " ", Render(report.attributes), " option ", report.option, " ", report.text);
+    return Words("model", Render(report.info), Render(report.attributes), "option", report.option, report.text);
 }
 
 std::string Render(const tqhost::ShadowReport &report) {
-    return Joined("shadow ", report.key, " version ", report.version, " reset ", int{report.reset_type}, " type ", report.type, " ", report.text);
+    return Words("shadow", report.key, "version", report.version, "reset", int{report.reset_type}, "type", report.type, report.text);
 }
 
 std::string Render(const tqhost::LogLine &line) {
-    static const char *const kLevels[] = {"non", "error", "warning", "debug", "info"};
-    return Joined(kLevels[line.level], ": ", line.text, line.ended ? "" : " (no newline)");
+    static const char *const kLevels[] = {"non:", "error:", "warning:", "debug:", "info:"};
+    return Words(kLevels[line.level], line.text + (line.ended ? "" : " (no newline)"));
 }
 
 bool IsTraffic(const std::string &line) {
@@ -79,23 +78,13 @@ bool IsTraffic(const std::string &line) {
 } // namespace
 
 std::string Printed(const std::string &json) {
-    bscJSON *tree = bscJSON_Parse(json.c_str());
+    const std::unique_ptr<bscJSON, void (*)(bscJSON *)> tree(bscJSON_Parse(json.c_str()), bscJSON_Delete);
     EXPECT_NE(tree, nullptr) << "not JSON: " << json;
-    char *text = bscJSON_Print(tree);
-    std::string printed(text != nullptr ? text : "");
-    free(text);
-    bscJSON_Delete(tree);
-    return printed;
+    const std::unique_ptr<char, void (*)(void *)> text(bscJSON_Print(tree.get()), free);
+    return text != nullptr ? text.get() : "";
 }
 
 char *HeapText(const std::string &text) { return strdup(text.c_str()); }
-
-std::ostream &operator<<(std::ostream &out, const Lines &lines) {
-    for (const std::string &line : lines) {
-        out << "\n    " << line;
-    }
-    return out;
-}
 
 ModuleTest::ModuleTest() {
     current_ = this;

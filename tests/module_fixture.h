@@ -10,13 +10,14 @@
 #include <functional>
 #include <mutex>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "tqDevSDK_SmartControl_def.h"
 #include "tqdev_host.h"
 
 using Lines = std::vector<std::string>;
-std::ostream &operator<<(std::ostream &out, const Lines &lines);
 
 /// A JSON text as the module prints it: parsed and printed formatted.
 std::string Printed(const std::string &json);
@@ -69,7 +70,7 @@ protected:
         Lines log;
         bool operator==(const Outcome &other) const { return sent == other.sent && log == other.log; }
         friend std::ostream &operator<<(std::ostream &out, const Outcome &outcome) {
-            return out << "sent:" << outcome.sent << "\n  log:" << outcome.log;
+            return out << "sent " << testing::PrintToString(outcome.sent) << " log " << testing::PrintToString(outcome.log);
         }
     };
     Outcome AfterCommand(int command, const std::optional<std::string> &body, UINT32 seq = 7);
@@ -83,13 +84,10 @@ protected:
     Record Received(int type, int len = static_cast<int>(sizeof(Record))) {
         Record record{};
         EXPECT_EQ(received_.size(), 1U) << "messages to the application";
-        if (received_.size() == 1) {
-            EXPECT_EQ(received_[0].type, type);
-            EXPECT_EQ(received_[0].len, len);
-            EXPECT_EQ(received_[0].bytes.size(), sizeof record);
-            memcpy(&record, received_[0].bytes.data(), std::min(sizeof record, received_[0].bytes.size()));
+        for (const Message &message : std::exchange(received_, {})) {
+            EXPECT_EQ(std::tuple(message.type, message.len, message.bytes.size()), std::tuple(type, len, sizeof record));
+            memcpy(&record, message.bytes.data(), std::min(sizeof record, message.bytes.size()));
         }
-        received_.clear();
         return record;
     }
 
