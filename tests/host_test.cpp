@@ -23,18 +23,6 @@ protected:
         Reset();
     }
 
-    /// The observations of one kind; all that was seen is dropped.
-    template <typename Kind>
-    std::vector<Kind> Take() {
-        std::vector<Kind> taken;
-        for (const Observation &observation : std::exchange(seen_, {})) {
-            if (const Kind *kind = std::get_if<Kind>(&observation)) {
-                taken.push_back(*kind);
-            }
-        }
-        return taken;
-    }
-
     std::vector<Observation> seen_;
 };
 
@@ -42,20 +30,17 @@ TEST(Markup, BuildsBehindTheCurrentElement) {
     const std::string declaration = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n";
     CMarkupSTL doc;
     ASSERT_TRUE(doc.SetDoc(declaration.c_str()));
-    EXPECT_FALSE(doc.SetData("x") || doc.SetAttrib("a", 1) || doc.IntoElem());
-    EXPECT_EQ(doc.GetDoc(), declaration) << "without a current element nothing changes";
-
-    ASSERT_TRUE(doc.AddElem("R") && doc.IntoElem() && doc.AddElem("First") && doc.AddElem("Last", "<&>"));
-    ASSERT_TRUE(doc.FindElem("First", true) && doc.AddElem("Middle", "old") && doc.SetData("new\n"));
-    ASSERT_TRUE(doc.SetAttrib("T", "no") && doc.SetAttrib("T", "a\n\"b\"") && doc.SetAttrib("N", -1));
-    EXPECT_EQ(doc.GetDoc(), declaration + "<R><First/><Middle T=\"a&#10;&quot;b&quot;\" N=\"-1\">new\n</Middle>"
-                                          "<Last>&lt;&amp;&gt;</Last></R>");
+    EXPECT_FALSE(doc.SetData("x") || doc.SetAttrib("a", 1) || doc.IntoElem()) << "without a current element nothing changes";
+    EXPECT_EQ(doc.GetDoc(), declaration);
+    EXPECT_TRUE(doc.AddElem("R") && doc.IntoElem() && doc.AddElem("First") && doc.AddElem("Last", "<&>") && doc.FindElem("First", true) &&
+                doc.AddElem("Middle", "old") && doc.SetData("new\n") && doc.SetAttrib("T", "no") && doc.SetAttrib("T", "a\n\"b\"") &&
+                doc.SetAttrib("N", -1));
+    EXPECT_EQ(doc.GetDoc(), declaration + "<R><First/><Middle T=\"a&#10;&quot;b&quot;\" N=\"-1\">new\n</Middle><Last>&lt;&amp;&gt;</Last></R>");
 }
 
 TEST(Markup, FindsWithinTheLevel) {
     CMarkupSTL doc;
-    ASSERT_TRUE(doc.SetDoc("<r><a>1</a><b><deep/></b><a>2</a></r>"));
-    ASSERT_TRUE(doc.FindElem("r", true) && doc.IntoElem());
+    ASSERT_TRUE(doc.SetDoc("<r><a>1</a><b><deep/></b><a>2</a></r>") && doc.FindElem("r", true) && doc.IntoElem());
     EXPECT_EQ(doc.GetData(), "") << "no current element after IntoElem";
     ASSERT_TRUE(doc.FindElem("a", false) && doc.FindElem("a", false));
     EXPECT_FALSE(doc.FindElem("a", false) || doc.FindElem("deep", true) || doc.FindElem("A", true));
@@ -67,8 +52,7 @@ TEST(Markup, TextIsAllOwnPiecesJoined) {
     CMarkupSTL doc;
     ASSERT_TRUE(doc.SetDoc("<r> a<!-- c -->b <i>no</i> <![CDATA[<c>]]>&lt; </r>") && doc.FindElem("r", true));
     EXPECT_EQ(doc.GetData(), " ab  <c>< ");
-    ASSERT_TRUE(doc.SetData("x"));
-    EXPECT_EQ(doc.GetDoc(), "<r>x<i>no</i></r>");
+    EXPECT_TRUE(doc.SetData("x") && doc.GetDoc() == "<r>x<i>no</i></r>") << doc.GetDoc();
     ASSERT_TRUE(doc.SetDoc("<!DOCTYPE r [<!ENTITY e 'long'>]><r>&e; </r>") && doc.FindElem("r", true));
     EXPECT_EQ(doc.GetData(), "&e; ") << "entities are not expanded";
 }
@@ -80,9 +64,7 @@ TEST(Markup, RefusesWhatIsNoDocument) {
     }
     for (const char *text : {"", " ", "text", "<a/>text", "<![CDATA[x]]>", "<a>", "<a></b>", "</a>", "<a b=1/>", "<!-- c -->",
                              "<a/><?xml version=\"1.0\"?>", "<a/>\n<b/>"}) {
-        ASSERT_TRUE(doc.SetDoc("<old/>"));
-        EXPECT_FALSE(doc.SetDoc(text)) << text;
-        EXPECT_EQ(doc.GetDoc(), "") << text;
+        EXPECT_TRUE(doc.SetDoc("<old/>") && !doc.SetDoc(text) && doc.GetDoc().empty()) << text;
     }
     EXPECT_FALSE(doc.SetDoc(nullptr));
 }
@@ -97,8 +79,7 @@ void *NestDeeply(void *) {
     doc.AddElem("b");
     const std::string text = doc.GetDoc();
     EXPECT_EQ(text.size(), kLevels * 7 + 4);
-    EXPECT_TRUE(doc.SetDoc(text.c_str()));
-    EXPECT_TRUE(doc.GetDoc() == text);
+    EXPECT_TRUE(doc.SetDoc(text.c_str()) && doc.GetDoc() == text);
     EXPECT_FALSE(doc.SetDoc(text.substr(0, kLevels * 3).c_str()));
     EXPECT_TRUE(doc.SetDoc(text.c_str())) << "destroyed as it is";
     return nullptr;
@@ -138,45 +119,37 @@ int Generate(tqDevSDK_Shadow_value_t *value, tqDevSDK_Shadow_GenValue_Param_S *p
     return g_device.result;
 }
 
-tqDevSDK_Shadow_Service_S g_table[1];
-tqDevSDK_Shadow_Service_S_v3 g_table_v3[2];
-const tqDevSDK_Shadow_Res_t kResource{{'S', 'N'}, {'V', 'i', 'd', 'e', 'o'}, 1};
-
 class ShadowTest : public HostTest {
 protected:
     ShadowTest() {
         g_device = {};
-        g_table[0] = {"Rules", 0, 1, 0, 0, 1, Parse, Generate};
-        g_table_v3[0] = {{'A'}, Parse, Generate};
-        g_table_v3[1] = {{'B'}, Parse, Generate};
-        const tqDevSDK_Shadow_DomainReg_S reg{"", 0, 0, 1, g_table};
-        const tqDevSDK_Shadow_DomainReg_V3_S reg_v3{0, 2, g_table_v3};
-        EXPECT_EQ(tqDevSDK_Shadow_DomainReg(7000, &reg), 0);
-        EXPECT_EQ(tqDevSDK_Shadow_DomainReg_v3(&kResource, "Link", &reg_v3), 0);
+        const tqDevSDK_Shadow_DomainReg_S reg{"", 0, 0, 1, &rules_};
+        const tqDevSDK_Shadow_DomainReg_V3_S reg_v3{0, 2, texts_};
+        EXPECT_TRUE(tqDevSDK_Shadow_DomainReg(7000, &reg) == 0 && tqDevSDK_Shadow_DomainReg_v3(&resource_, "Link", &reg_v3) == 0);
+        seen_.clear();
     }
 
-    int GetWith(const std::string &text, int32_t length, int result) {
-        g_device.text = text;
-        g_device.length = length;
-        g_device.result = result;
+    static int GetWith(const std::string &text, int32_t length, int result) {
+        g_device = {shd_data_type_array, text, length, result, g_device.calls};
         return ShadowGet("Rules").value_or(99);
     }
+
+    tqDevSDK_Shadow_Service_S rules_{"Rules", 0, 1, 0, 0, 1, Parse, Generate};
+    tqDevSDK_Shadow_Service_S_v3 texts_[2] = {{{'A'}, Parse, Generate}, {{'B'}, Parse, Generate}};
+    tqDevSDK_Shadow_Res_t resource_{{'S', 'N'}, {'V', 'i', 'd', 'e', 'o'}, 1};
 };
 
 TEST_F(ShadowTest, RedeliversUntilAccepted) {
-    g_device.result = 7;
-    EXPECT_EQ(ShadowDesire("Rules", " [1]"), 7);
-    EXPECT_EQ(g_device.type, shd_data_type_array);
-    g_device.result = 0;
-    EXPECT_EQ(ShadowDesire("Rules", " [1]"), 0);
-    EXPECT_EQ(ShadowDesire("Rules", " [1]"), 0);
+    for (const int result : {7, 0, 0}) {
+        g_device.result = result;
+        EXPECT_EQ(ShadowDesire("Rules", " [1]"), result);
+    }
     EXPECT_EQ(g_device.calls, 2) << "an accepted value is not delivered again";
+    EXPECT_EQ(g_device.type, shd_data_type_array);
     EXPECT_EQ(ShadowDesire("A", ""), 0);
-    EXPECT_EQ(Shadow("A")->desired_version, 1U) << "an empty value is new, too";
-    EXPECT_EQ(g_device.type, shd_data_type_string);
+    EXPECT_TRUE(Shadow("A")->desired_version == 1 && g_device.type == shd_data_type_string) << "an empty value is new, too";
     EXPECT_EQ(ShadowDesire("Rules", "{}"), 0);
-    EXPECT_EQ(g_device.type, shd_data_type_object);
-    EXPECT_EQ(Shadow("Rules")->desired_version, 2U);
+    EXPECT_TRUE(Shadow("Rules")->desired_version == 2 && g_device.type == shd_data_type_object);
     EXPECT_EQ(ShadowDesire("C", "[]"), std::nullopt);
 }
 
@@ -184,39 +157,23 @@ TEST_F(ShadowTest, KeepsTheLastGoodValue) {
     SetShadowCapacity(4);
     SetLogLevel(LOG_ERROR);
     EXPECT_EQ(GetWith("[12]", 4, 0), 0);
-    EXPECT_EQ(Take<ShadowReport>().at(0).text, "[12]");
     EXPECT_EQ(GetWith("[123]", 5, 0), -1) << "a byte more than the capacity";
     EXPECT_EQ(GetWith("", -1, 0), -1);
     EXPECT_EQ(GetWith("[]", 2, 5), 5);
+    ASSERT_EQ(seen_.size(), 4U) << "a report and three log lines";
+    EXPECT_EQ(std::get<ShadowReport>(seen_[0]).text, "[12]");
+    EXPECT_TRUE(std::holds_alternative<LogLine>(seen_[3]));
     EXPECT_EQ(Shadow("Rules")->reported, "[12]");
-    EXPECT_EQ(Shadow("Rules")->reported_version, 1U);
-    EXPECT_EQ(g_table[0].usVersion, 1U);
-    EXPECT_EQ(Take<LogLine>().size(), 3U);
+    EXPECT_TRUE(Shadow("Rules")->reported_version == 1 && rules_.usVersion == 1);
 }
 
 TEST_F(ShadowTest, ReportsWhatIsOwedOnce) {
-    g_device.result = -1;
-    ShadowReportOwed();
-    g_device.result = 0;
-    ShadowReportOwed();
-    ShadowReportOwed();
+    for (const int result : {-1, 0, 0}) {
+        g_device.result = result;
+        ShadowReportOwed();
+    }
     EXPECT_EQ(g_device.calls, 2) << "asked until reported, and only the key that owes";
     EXPECT_EQ(Shadow("Rules")->reports, 1U);
-}
-
-TEST_F(ShadowTest, PushesAndForgetsByResource) {
-    Take<Call>();
-    EXPECT_EQ(tqDevSDK_Shadow_PushStatus_v3(&kResource, "Link", &g_table_v3[1], 0), 0);
-    ASSERT_EQ(seen_.size(), 2U);
-    EXPECT_EQ(std::get<Call>(seen_[0]).arguments, "SN Video 1 Link B 0");
-    EXPECT_EQ(std::get<ShadowReport>(seen_[1]).key, "B");
-
-    tqDevSDK_Shadow_Res_t other = kResource;
-    other.local_index = 2;
-    EXPECT_EQ(tqDevSDK_Shadow_DomainDereg_v3(&other, "Link"), -1);
-    EXPECT_EQ(tqDevSDK_Shadow_DomainDereg_v3(&kResource, "Link"), 0);
-    EXPECT_EQ(tqDevSDK_Shadow_PushStatus_v3(&kResource, "Link", &g_table_v3[1], 0), -1);
-    EXPECT_TRUE(Shadow("Rules") && !Shadow("A"));
 }
 
 int g_changed, g_report_result;
@@ -256,7 +213,7 @@ TEST_F(HostTest, StatusPassRules) {
 }
 
 TEST_F(HostTest, FailuresByName) {
-    EXPECT_FALSE(Fail("tqdev_get_sleep_status", 1) || Fail("", 1));
+    EXPECT_FALSE(Fail("tqdev_get_sleep_status", 1) || Fail("", 1)) << "neither can fail";
     EXPECT_TRUE(Fail("tqdev_sdk_kernel_send", 3, 1) && Fail("tqdev_dclog_DeregisterMod", -5));
     const UINT8 body[] = {'o', 'k', '!'}; // Not terminated.
     tqdev_sdk_kernel_pubmsg msg{};
@@ -265,12 +222,12 @@ TEST_F(HostTest, FailuresByName) {
     EXPECT_EQ(tqdev_sdk_kernel_send(&msg), 3);
     EXPECT_TRUE(seen_.empty()) << "a refused message is not observed";
     EXPECT_EQ(tqdev_sdk_kernel_send(&msg), 0);
-    EXPECT_EQ(Take<CommandMessage>().at(0).body, "ok!");
+    EXPECT_EQ(std::get<CommandMessage>(seen_.at(0)).body, "ok!");
 
     EXPECT_EQ(tqdev_dclog_DeregisterMod(1050), -5);
     EXPECT_EQ(tqdev_dclog_DeregisterMod(1050), -5) << "until the failure is ended";
     EXPECT_EQ(tqdev_dclog_check_push_enable(1050), 1) << "a failed call does nothing";
-    EXPECT_EQ(Take<Call>().at(0).result, -5) << "but is observed";
+    EXPECT_EQ(std::get<Call>(seen_.at(1)).result, -5) << "but is observed";
     EXPECT_TRUE(Fail("tqdev_dclog_DeregisterMod", 0) && tqdev_dclog_DeregisterMod(1050) == 0);
     EXPECT_EQ(tqdev_dclog_check_push_enable(1050), 0);
 }
