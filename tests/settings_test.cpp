@@ -120,14 +120,9 @@ TEST_F(SettingsTest, DayNightSettingIsReadFromJson) {
 TEST_F(SettingsTest, BadRequestsAreAnsweredWithTheirClass) {
     const std::string parse = "error: Failed to parse XML of smart control, while rsp_cmd = 0x498e";
     const std::string root = "error: Can not find Request or Response about smart control, while rsp_cmd = 0x498e";
-    std::string nested;
-    for (int i = 0; i < 500000; ++i) {
-        nested += "<a>";
-    }
     const std::pair<std::optional<std::string>, std::string> bodies[] = {
         {std::nullopt, parse},
         {"", parse},
-        {nested, parse},
         {"<Request></Reply>", parse},
         {"<Other/><Request><Type>device_auto_rouse</Type><Value>1</Value></Request>", parse},
         {"<Other/>", root},
@@ -155,27 +150,21 @@ TEST_F(SettingsTest, BadRequestsAreAnsweredWithTheirClass) {
     EXPECT_EQ(ReceivedCount(), 0U);
 }
 
-TEST_F(SettingsTest, UnusualDocumentsAreRead) {
-    const char *const bodies[] = {
-        "<Response><Value>5</Value><Other><Type>x</Type></Other><Type>device_video_time</Type></Response>",
-        "\xEF\xBB\xBF<?xml version=\"1.0\"?><!-- c --><Request a=\"b\"><Type>device_<![CDATA[video]]>_time</Type><Value><!-- -->5</Value></Request>",
-        "<!DOCTYPE r [<!ENTITY e \"9\">]><Request><Type>device_video_time</Type><Value>5&e;</Value><Type>y</Type></Request>",
-        "<Request xmlns=\"u\"><Type>device&#95;video_time</Type><Value>5</Value><UserDefine MsgSeq=\"3\"/></Request>",
-    };
-    for (const char *body : bodies) {
-        SCOPED_TRACE(body);
-        EXPECT_EQ(AfterCommand(kSetKeyValue, body).sent, (Lines{Forced(76), Result(0)}));
+TEST_F(SettingsTest, RequestsOfOtherFormsAreRead) {
+    for (const char *body : {"<Response><Value>5</Value><Other><Type>x</Type></Other><Type>device_video_time</Type></Response>",
+                             "<Request a=\"b\"><Type>device_<![CDATA[video]]>_time</Type><Value>5&e;</Value><Type>y</Type><UserDefine/></Request>"}) {
+        EXPECT_EQ(AfterCommand(kSetKeyValue, body).sent, (Lines{Forced(76), Result(0)})) << body;
         EXPECT_EQ(Received<UINT32>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_VIDEO_REC_TIME), 5U);
     }
 }
 
 TEST_F(SettingsTest, EntryPointKeepsItsOddCases) {
     const std::string good = "<Request><Type>device_auto_rouse</Type><Value>1</Value></Request>";
-    const Lines silent = {"debug: SmartControl XML Proc: rsp_cmd=0x498e, No rsp msg, Ret=-1."};
+    const std::string silent = "debug: SmartControl XML Proc: rsp_cmd=0x498e, No rsp msg, Ret=-1.";
     EXPECT_EQ(SmartControl_BusPlatform_XmlHandle_ReqAndRsp(18830, 0, 7, good.c_str()), -1);
-    EXPECT_EQ(TakeLog(), (Lines{"debug: Invalid cmdid in SmartControl XML Rsp Proc:0x498e", silent[0]}));
+    EXPECT_EQ(TakeLog(), (Lines{"debug: Invalid cmdid in SmartControl XML Rsp Proc:0x498e", silent}));
     EXPECT_EQ(SmartControl_BusPlatform_XmlHandle_ReqAndRsp(18830, 2, 7, "no"), -1);
-    EXPECT_EQ(TakeLog().back(), silent[0]);
+    EXPECT_EQ(TakeLog().back(), silent);
     EXPECT_EQ(Take(), Lines{});
     EXPECT_EQ(SmartControl_BusPlatform_XmlHandle_ReqAndRsp(5, 1, 7, good.c_str()), 0);
     EXPECT_EQ(Take(), Lines{"command 5 seq 7 response 1 v1.0.0 " + Xml("<Response><Result>0</Result></Response>")});

@@ -104,21 +104,17 @@ TEST_P(RuleTextTest, RefusalsOnTheWayToTheCloud) {
     const std::string name = "error: " + GetParam().to_cloud;
     char buffer[4] = "old";
     tqDevSDK_Shadow_value_t value{};
-    tqDevSDK_Shadow_GenValue_Param_S param{};
-    EXPECT_EQ(business2cloud(nullptr, &param), -1);
-    EXPECT_EQ(business2cloud(&value, &param), -1);
+    tqDevSDK_Shadow_value_t none{};
     value.value = buffer;
-    EXPECT_EQ(business2cloud(&value, nullptr), -1);
-    EXPECT_EQ(TakeLog(), (Lines{name, "error: NULL input param.", name, "error: NULL input param.", name, "error: NULL input param."}));
-
-    // The text of a failing application is released all the same.
+    tqDevSDK_Shadow_GenValue_Param_S param{};
     param.uiVersion = 77;
-    AnswerWith("x", 6);
+    EXPECT_TRUE(business2cloud(nullptr, &param) == -1 && business2cloud(&none, &param) == -1 && business2cloud(&value, nullptr) == -1);
+    EXPECT_EQ(TakeLog(), (Lines{name, "error: NULL input param.", name, "error: NULL input param.", name, "error: NULL input param."}));
+    AnswerWith("x", 6); // released all the same
     EXPECT_EQ(business2cloud(&value, &param), 6);
     EXPECT_EQ(TakeLog(), (Lines{name, GetParam().to_cloud_failure}));
     EXPECT_EQ(param.uiVersion, 77U);
     EXPECT_STREQ(buffer, "old");
-
     tqDevSDK_SmartControl_fini();
     EXPECT_EQ(business2cloud(&value, &param), -1);
     EXPECT_EQ(TakeLog().back(), "error: Error, SmartControl domain:on_get_runtime_info is NULL");
