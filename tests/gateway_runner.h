@@ -119,10 +119,15 @@ public:
                 awaited_ = end + 1;
                 return printed_.substr(begin, end - begin);
             }
-            if (!Read(deadline)) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+            pollfd waiting = {out_, POLLIN, 0};
+            char text[4096];
+            const ssize_t got = left.count() > 0 && poll(&waiting, 1, static_cast<int>(left.count())) == 1 ? read(out_, text, sizeof text) : 0;
+            if (got <= 0) {
                 ADD_FAILURE() << "waited in vain for: " << part << "\nafter: " << printed_;
                 return {};
             }
+            printed_.append(text, static_cast<std::size_t>(got));
         }
     }
 
@@ -153,19 +158,6 @@ public:
     const std::string &Printed() const { return printed_; }
 
 private:
-    /// False at the deadline and the end of the output.
-    bool Read(std::chrono::steady_clock::time_point deadline) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        pollfd waiting = {out_, POLLIN, 0};
-        if (left.count() <= 0 || poll(&waiting, 1, static_cast<int>(left.count())) != 1) {
-            return false;
-        }
-        char text[4096];
-        const ssize_t got = read(out_, text, sizeof text);
-        printed_.append(text, got > 0 ? static_cast<std::size_t>(got) : 0);
-        return got > 0;
-    }
-
     pid_t pid_ = -1;
     int in_[2] = {-1, -1};
     int out_ = -1;

@@ -1,9 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // tq_gateway as a person or a script runs it: lines in, lines out.
-#include <algorithm>
-#include <fstream>
-#include <iterator>
-
 #include "gateway_runner.h"
 
 namespace {
@@ -16,12 +12,6 @@ Lines Serve(const Lines &lines) {
 }
 
 constexpr const char *kCapture = R"({"command":20034,"seq":7,"body":{"delay":0,"channelNo":1,"params":{"value1":3},"extendValue":"r-1"}})";
-
-TEST(Gateway, ShowsACommandAndItsAnswer) {
-    EXPECT_EQ(Serve({kCapture}),
-              (Lines{R"({"to":"device","msg":"CAPTURE_PIC","channel":1,"delay":0,"relation_id":"r-1","uiValueNum":1,"auiValue":[3]})",
-                     R"({"to":"platform","command":20035,"seq":7,"response":1,"version":"v1.0.0","body":{"result":0}})", R"({"result":null})"}));
-}
 
 TEST(Gateway, RefusesWhatItDoesNotUnderstandAndGoesOn) {
     const struct {
@@ -52,51 +42,30 @@ TEST(Gateway, RefusesWhatItDoesNotUnderstandAndGoesOn) {
     };
     Lines input;
     for (const auto &row : rows) {
-        input.push_back(row.line);
-        input.emplace_back(R"({"status_reset":75})");
+        input.insert(input.end(), {row.line, R"({"status_reset":75})"});
     }
     input.emplace_back(R"({"model":"ExecManualScene","body":{"ruleId":"1"}})"); // the hub still accepts
     input.emplace_back(kCapture);                                               // the host is awake and sends
     const Lines output = Serve(input);
 
     std::size_t at = 0;
-    ASSERT_GE(output.size(), 2 * std::size(rows));
+    ASSERT_EQ(output.size(), 2 * std::size(rows) + 6);
     for (const auto &row : rows) {
-        SCOPED_TRACE(row.line.substr(0, 100));
-        EXPECT_EQ(output[at].rfind(R"({"error":")", 0), 0U) << output[at];
-        EXPECT_TRUE(Contains(output[at], row.error)) << output[at];
+        EXPECT_TRUE(output[at].rfind(R"({"error":")", 0) == 0 && Contains(output[at], row.error)) << row.line.substr(0, 100) << '\n' << output[at];
         EXPECT_EQ(output[at + 1], R"({"result":0})");
         at += 2;
     }
-    ASSERT_EQ(output.size(), at + 6);
     EXPECT_TRUE(Contains(output[at + 1], R"("status":200)")) << output[at + 1];
-    EXPECT_TRUE(Contains(output[at + 4], R"("command":20035)")) << output[at + 4];
+    EXPECT_EQ(output[at + 3], R"({"to":"device","msg":"CAPTURE_PIC","channel":1,"delay":0,"relation_id":"r-1","uiValueNum":1,"auiValue":[3]})");
+    EXPECT_EQ(output[at + 4], R"({"to":"platform","command":20035,"seq":7,"response":1,"version":"v1.0.0","body":{"result":0}})");
 }
 
 TEST(Gateway, SettingsReachTheHubAndAreReported) {
-    const Lines output = Serve({
-        R"({"set":"device_ICR_DSS","value":{"mode":2,"sensitivity":4,"autoTimeBegin":"19:30","autoTimeEnd":"06:15"}})",
-        R"({"hub":{"screen_lightness":70,"icr_dss":{"autoTimeEnd":"6:20"}}})",
-        R"({"status_pass":true})",
-    });
+    const Lines output = Serve({R"({"set":"device_ICR_DSS","value":{"mode":2,"sensitivity":4,"autoTimeBegin":"19:30","autoTimeEnd":"06:15"}})",
+                                R"({"hub":{"icr_dss":{"autoTimeEnd":"6:20"}}})", R"({"status_pass":true})"});
     ASSERT_EQ(output.size(), 10U) << Joined(output);
     EXPECT_EQ(output[0], R"({"to":"device","msg":"ICR_DSS","ucMode":2,"ucSensitivity":4,"autoTime":{"begin":70200,"end":22500}})");
     EXPECT_TRUE(Contains(output[4], "19:30") && Contains(output[4], "06:20")) << output[4];
-    EXPECT_TRUE(Contains(output[8], R"(device_screen_lightness\" Value=\"70\")")) << output[8];
-}
-
-TEST(Gateway, KeepsWhatTheModulePrintsApart) {
-    const Lines output = Serve({
-        R"({"hub":{"signals":{"C2":5,"aa:01":7,"aa:02":9,"router":-40},"ssid":"net"}})",
-        R"({"command":20058,"seq":3,"body":{"macList":[{"mac":"aa:01"},{"deviceSerial":"C2","mac":"aa:02"}]}})",
-    });
-    ASSERT_EQ(output.size(), 4U);
-    EXPECT_EQ(
-        output[1],
-        R"({"log":"stdout","text":"[QueryChimeSignalReq_Input]{\"macList\":[{\"mac\":\"aa:01\"},{\"deviceSerial\":\"C2\",\"mac\":\"aa:02\"}]}"})");
-    EXPECT_EQ(
-        output[2],
-        R"({"to":"platform","command":20059,"seq":3,"response":1,"version":"v1.0.0","body":{"result":0,"response":[{"type":"chime","name":"","signal":7},{"type":"chime","name":"C2","signal":5},{"type":"router","name":"net","signal":-40}]}})");
 }
 
 TEST(Gateway, HubKeepsRulesAndGivesThemBack) {
@@ -105,13 +74,14 @@ TEST(Gateway, HubKeepsRulesAndGivesThemBack) {
     const auto reported = [&](int version) {
         return R"({"to":"platform","shadow":"InterconnectionRule","version":)" + std::to_string(version) + R"(,"value":)" + rules + '}';
     };
+    const std::string desired = R"({"shadow":"InterconnectionRule","value":)" + rules + '}';
     const Lines output = Serve({
         R"({"hub":{"rules":)" + rules + R"(,"rules_version":8}})",
         R"({"shadow_get":"InterconnectionRule"})",
         R"({"hub":{"rules":null,"recv_msg":6}})",
-        R"({"shadow":"InterconnectionRule","value":)" + rules + '}', // refused, so the hub still has none
+        desired, // refused, so the hub still has none
         R"({"hub":{"recv_msg":0}})",
-        R"({"shadow":"InterconnectionRule","value":)" + rules + '}',
+        desired,
         R"({"shadow_get":"InterconnectionRule"})",
     });
     ASSERT_EQ(output.size(), 11U) << Joined(output);
@@ -133,24 +103,8 @@ TEST(Gateway, HandsRecordsOverAsACarelessApplicationFillsThem) {
     EXPECT_EQ(output[3], R"({"error":"astUndoneActs[0].ucValueNum: expected a whole number from 0 to 255"})");
 }
 
-TEST(Gateway, TourShowsEveryKindOfLineWithoutAnError) {
-    std::ifstream file(TQ_SCENARIOS "/tour.jsonl");
-    const std::string script((std::istreambuf_iterator<char>(file)), {});
-    const Outcome tour = RunGateway("--json --script '" TQ_SCENARIOS "/tour.jsonl'", "");
-    EXPECT_EQ(tour.code, 0);
-    const std::string output = Joined(tour.lines);
-    EXPECT_FALSE(Contains(output, "error\":"));
-    std::istringstream names("command set model model_reply shadow shadow_get kernel_event status_pass "
-                             "status_reset report hub host CHIME_ALARM_ACTION CONFIG_RULES CAPTURE_PIC ICR_DSS "
-                             "SCREEN_OVERTIME VIDEO PIC_AND_VIDEO SLEEP CONFIG_AIRULES CONFIG_SCENE_RULES "
-                             "MANUAL_SCENE AssistExecAction AssistExecScene ReportNetTopology dclog");
-    for (std::string name; names >> name;) {
-        EXPECT_TRUE(Contains(script + output, '"' + name + '"')) << name;
-    }
-}
-
 TEST(Gateway, TimelineReadsLikeAConversation) {
-    const Outcome outcome = RunGateway("--text --log error", Joined({"# A picture.", kCapture, "oops"}));
+    const Outcome outcome = RunGateway("--text --log error --script /dev/stdin", Joined({"# A picture.", kCapture, "oops"}));
     EXPECT_EQ(
         outcome.lines,
         (Lines{
@@ -166,40 +120,37 @@ TEST(Gateway, TimelineReadsLikeAConversation) {
 }
 
 TEST(Gateway, ExitCodesTellHowItEnded) {
-    const struct {
-        const char *arguments;
-        int code;
-    } rows[] = {
-        {"--help", 0},
-        {"--no-such-option", 2},
-        {"--text --json", 2},
-        {"--log loud", 2},
-        {"--script /nowhere", 2},
-        {"--status-interval 0", 2},
-        {"--script /", 2},
-        {"--module /nowhere.so", 1},
-        {"<&- >&-", 0},
-        {">/dev/full", 1},
-        {"--record /dev/full", 1},
-        {"--record /", 2},
-        {"--record /dev/null --status-interval 1", 2},
-        {"--mqtt localhost", 2},
-        {"--serial a", 2},
-        {"--mqtt localhost --serial ''", 2},
-        {"--mqtt localhost --serial a/b", 2},
-        {"--mqtt localhost --serial +", 2},
-        {"--mqtt localhost --serial 'a#'", 2},
-        {"--mqtt localhost:0 --serial a", 2},
-        {"--mqtt localhost:65536 --serial a", 2},
-        {"--mqtt :1883 --serial a", 2},
-        {"--mqtt localhost --serial a --script x", 2},
-        {"--mqtt localhost --serial a --password-file x", 2},
-        {"--mqtt localhost --serial a --user u --password-file /nowhere", 2},
-        {"--mqtt localhost --serial a --ca-file /nowhere", 2},
-        {"--mqtt localhost --serial a --mqtt-queue 0", 2},
+    const std::pair<int, Lines> rows[] = {
+        {0, {"--help", "<&- >&-"}},
+        {1, {"--module /nowhere.so", ">/dev/full", "--record /dev/full"}},
+        {2,
+         {"--no-such-option",
+          "--text --json",
+          "--log loud",
+          "--script /nowhere",
+          "--script /",
+          "--status-interval 0",
+          "--record /",
+          "--record /dev/null --status-interval 1",
+          "--mqtt localhost",
+          "--serial a",
+          "--mqtt localhost:0 --serial a",
+          "--mqtt localhost:65536 --serial a",
+          "--mqtt :1883 --serial a",
+          "--mqtt localhost --serial ''",
+          "--mqtt localhost --serial a/b",
+          "--mqtt localhost --serial +",
+          "--mqtt localhost --serial 'a#'",
+          "--mqtt localhost --serial a --script x",
+          "--mqtt localhost --serial a --password-file x",
+          "--mqtt localhost --serial a --user u --password-file /nowhere",
+          "--mqtt localhost --serial a --ca-file /nowhere",
+          "--mqtt localhost --serial a --mqtt-queue 0"}},
     };
-    for (const auto &row : rows) {
-        EXPECT_EQ(RunGateway(row.arguments + std::string(" 2>/dev/null"), "oops\n").code, row.code) << row.arguments;
+    for (const auto &[code, all_arguments] : rows) {
+        for (const std::string &arguments : all_arguments) {
+            EXPECT_EQ(RunGateway(arguments + " 2>/dev/null", "oops\n").code, code) << arguments;
+        }
     }
 }
 

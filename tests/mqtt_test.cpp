@@ -5,29 +5,11 @@
 #include <fstream>
 #include <memory>
 
-#include <arpa/inet.h>
-#include <sys/socket.h>
-
 #include "gateway_runner.h"
 
 namespace {
 
-constexpr const char *kScene = R"({"model":"ExecManualScene","seq":)"; // and the number, then:
-constexpr const char *kSceneEnd = R"(,"body":{"ruleId":"42"}})";
-
-std::string Scene(int seq) { return kScene + std::to_string(seq) + kSceneEnd; }
-
-int FreePort() {
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto *generic = reinterpret_cast<sockaddr *>(&address);
-    EXPECT_TRUE(bind(fd, generic, size) == 0 && getsockname(fd, generic, &size) == 0);
-    close(fd);
-    return ntohs(address.sin_port);
-}
+std::string Scene(int seq) { return R"({"model":"ExecManualScene","seq":)" + std::to_string(seq) + R"(,"body":{"ruleId":"42"}})"; }
 
 class Mqtt : public testing::Test {
 protected:
@@ -35,13 +17,12 @@ protected:
         if (TQ_SKIP_MQTT) {
             GTEST_SKIP() << "this build for another architecture has no libmosquitto, so no --mqtt";
         }
-        ASSERT_EQ(RunProgram("which mosquitto mosquitto_pub openssl", "").code, 0) << "install the packages mosquitto, mosquitto-clients and openssl";
+        Must("which mosquitto mosquitto_pub openssl # install the packages mosquitto, mosquitto-clients and openssl");
     }
 
-    /// Starts the broker, again with the same settings and port unless others are given.
+    /// Starts the broker, again with the first settings.
     void StartBroker(const std::string &settings = "allow_anonymous true") {
-        if (port_ == 0) {
-            port_ = FreePort();
+        if (!broker_) {
             std::ofstream(folder_.Path("conf")) << "user root\nlistener " << port_ << " 127.0.0.1\n" << settings << '\n';
         }
         broker_ = std::make_unique<Program>("mosquitto -c " + folder_.Path("conf"));
@@ -61,8 +42,10 @@ protected:
     }
 
     void Publish(const std::string &serial, const std::string &payload, const std::string &more = "-s") const {
-        EXPECT_EQ(RunProgram("mosquitto_pub -q 1 -t tq/" + serial + "/down " + Address() + more, payload).code, 0);
+        Must("mosquitto_pub -q 1 -t tq/" + serial + "/down " + Address() + more, payload);
     }
+
+    static void Must(const std::string &command, const std::string &input = "") { ASSERT_EQ(RunProgram(command, input).code, 0) << command; }
 
     std::string Address() const { return "-h 127.0.0.1 -p " + std::to_string(port_) + ' '; }
 
@@ -78,7 +61,7 @@ protected:
     }
 
     const Folder folder_;
-    int port_ = 0;
+    const int port_ = 20000 + getpid() % 10000; // each test is a process, and below are no ports that clients get
     std::unique_ptr<Program> broker_;
 };
 
@@ -141,8 +124,8 @@ TEST_F(Mqtt, SurvivesTheBroker) {
 
 TEST_F(Mqtt, WaitsForItsPasswordAndKeepsTheLatestLines) {
     const std::string passwords = folder_.Path("passwords");
-    ASSERT_EQ(RunProgram("mosquitto_passwd -b -c " + passwords + " cloud c", "").code, 0);
-    ASSERT_EQ(RunProgram("mosquitto_passwd -b " + passwords + " hub old", "").code, 0);
+    Must("mosquitto_passwd -b -c " + passwords + " cloud c");
+    Must("mosquitto_passwd -b " + passwords + " hub old");
     std::ofstream(folder_.Path("secret")) << "new\n";
     StartBroker("password_file " + passwords);
     const auto watch = Watch("-u cloud -P c");
@@ -155,7 +138,7 @@ TEST_F(Mqtt, WaitsForItsPasswordAndKeepsTheLatestLines) {
         gateway->Await("not authorised");
     }
 
-    ASSERT_EQ(RunProgram("mosquitto_passwd -b " + passwords + " hub new", "").code, 0);
+    Must("mosquitto_passwd -b " + passwords + " hub new");
     broker_->Reload();
     watch->Await("tq/A/status online");
     gateway->Await("dropped 2 lines");
@@ -176,31 +159,26 @@ TEST_F(Mqtt, GatewaysShareABrokerWithoutCrossing) {
     std::vector<std::unique_ptr<Program>> gateways;
     for (const std::string &serial : serials) {
         gateways.push_back(Gateway(serial));
+        watch->Await("tq/" + serial + "/status online");
     }
-    for (const std::string &serial : serials) {
-        RunProgram("mosquitto_sub -C 1 -t tq/" + serial + "/status " + Address(), ""); // until it is online
-    }
-    std::string lines[std::size(serials)];
-    for (int i = 0; i < kRounds * 3; ++i) {
-        lines[i % 3] += Scene(i) + '\n';
-    }
-    for (std::size_t g = 0; g < std::size(serials); ++g) {
-        Publish(serials[g], lines[g]);
-    }
-    for (const auto &gateway : gateways) {
-        for (int i = 0; i < kRounds; ++i) {
-            gateway->Await(R"({"result":0})");
+    const auto seq_of = [](int round, std::size_t g) { return 3 * round + static_cast<int>(g); };
+    for (std::size_t g = 0; g < gateways.size(); ++g) {
+        std::string lines;
+        for (int round = 0; round < kRounds; ++round) {
+            lines += Scene(seq_of(round, g)) + '\n';
         }
-        EXPECT_EQ(gateway->End(SIGTERM), 0);
+        Publish(serials[g], lines);
     }
-    for (int g = 0; g < 3; ++g) {
-        watch->Await("/status offline");
-    }
-    for (int g = 0; g < 3; ++g) {
+    for (std::size_t g = 0; g < gateways.size(); ++g) {
+        for (int round = 0; round < kRounds; ++round) {
+            gateways[g]->Await(R"({"result":0})");
+        }
+        EXPECT_EQ(gateways[g]->End(SIGTERM), 0);
+        watch->Await("tq/" + serials[g] + "/status offline");
         const Lines up = On("tq/" + serials[g] + "/up", *watch);
         EXPECT_EQ(up.size(), kRounds * 3U);
-        for (int i = 0; i < kRounds; ++i) {
-            const std::string seq = R"("seq":)" + std::to_string(3 * i + g) + ',';
+        for (int round = 0; round < kRounds; ++round) {
+            const std::string seq = R"("seq":)" + std::to_string(seq_of(round, g)) + ',';
             EXPECT_EQ(std::count_if(up.begin(), up.end(), [&](const auto &line) { return Contains(line, seq); }), 1) << serials[g] << ' ' << seq;
         }
     }
@@ -208,11 +186,8 @@ TEST_F(Mqtt, GatewaysShareABrokerWithoutCrossing) {
 
 TEST_F(Mqtt, TrustsTheGivenAuthorityOnly) {
     for (const std::string name : {"mine", "other"}) {
-        ASSERT_EQ(RunProgram("openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=" + name + " -addext subjectAltName=IP:127.0.0.1 -keyout " +
-                                 folder_.Path(name + ".key") + " -out " + folder_.Path(name + ".pem") + " 2>/dev/null",
-                             "")
-                      .code,
-                  0);
+        Must("openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=" + name + " -addext subjectAltName=IP:127.0.0.1 -keyout " +
+             folder_.Path(name + ".key") + " -out " + folder_.Path(name + ".pem") + " 2>/dev/null");
     }
     StartBroker("allow_anonymous true\ncertfile " + folder_.Path("mine.pem") + "\nkeyfile " + folder_.Path("mine.key"));
     const auto watch = Watch("--cafile " + folder_.Path("mine.pem"));
