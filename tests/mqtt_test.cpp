@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <fstream>
 #include <memory>
+#include <regex>
 
 #include "gateway_runner.h"
 
@@ -82,16 +83,10 @@ TEST_F(Mqtt, AnswersWhateverArrivesUntilItIsStopped) {
     EXPECT_EQ(gateway->End(SIGINT), 0);
     watch->Await("tq/A/status offline");
 
-    const Lines up = On("tq/A/up", *watch);
-    ASSERT_EQ(up.size(), 10U) << Joined(up);
-    const char *parts[] = {"MANUAL_SCENE",       R"("seq":1,)",
-                           R"({"result":0})",    "MANUAL_SCENE",
-                           R"("seq":2,)",        R"({"result":0})",
-                           "not JSON",           "a payload of 1048577 bytes",
-                           "expected an object", "99999"};
-    for (std::size_t i = 0; i < up.size(); ++i) {
-        EXPECT_TRUE(Contains(up[i], parts[i])) << up[i];
-    }
+    const std::string up = Joined(On("tq/A/up", *watch));
+    const std::regex expected(R"(.*MANUAL_SCENE.*\n.*"seq":1,.*\n[{]"result":0[}]\n.*MANUAL_SCENE.*\n.*"seq":2,.*\n[{]"result":0[}]\n)"
+                              R"(.*not JSON.*\n.*a payload of 1048577 bytes.*\n.*expected an object.*\n.*99999.*\n)");
+    EXPECT_TRUE(std::regex_match(up, expected)) << up;
     EXPECT_EQ(RunGateway("replay " + record, "").code, 0);
 }
 
@@ -161,13 +156,12 @@ TEST_F(Mqtt, GatewaysShareABrokerWithoutCrossing) {
         gateways.push_back(Gateway(serial));
         watch->Await("tq/" + serial + "/status online");
     }
-    const auto seq_of = [](int round, std::size_t g) { return 3 * round + static_cast<int>(g); };
-    for (std::size_t g = 0; g < gateways.size(); ++g) {
-        std::string lines;
-        for (int round = 0; round < kRounds; ++round) {
-            lines += Scene(seq_of(round, g)) + '\n';
-        }
-        Publish(serials[g], lines);
+    std::string lines;
+    for (int seq = 0; seq < kRounds; ++seq) {
+        lines += Scene(seq) + '\n';
+    }
+    for (const std::string &serial : serials) {
+        Publish(serial, lines); // what crosses is answered twice somewhere
     }
     for (std::size_t g = 0; g < gateways.size(); ++g) {
         for (int round = 0; round < kRounds; ++round) {
@@ -177,9 +171,9 @@ TEST_F(Mqtt, GatewaysShareABrokerWithoutCrossing) {
         watch->Await("tq/" + serials[g] + "/status offline");
         const Lines up = On("tq/" + serials[g] + "/up", *watch);
         EXPECT_EQ(up.size(), kRounds * 3U);
-        for (int round = 0; round < kRounds; ++round) {
-            const std::string seq = R"("seq":)" + std::to_string(seq_of(round, g)) + ',';
-            EXPECT_EQ(std::count_if(up.begin(), up.end(), [&](const auto &line) { return Contains(line, seq); }), 1) << serials[g] << ' ' << seq;
+        for (int seq = 0; seq < kRounds; ++seq) {
+            const auto is_reply = [&](const std::string &line) { return Contains(line, R"("seq":)" + std::to_string(seq) + ','); };
+            EXPECT_EQ(std::count_if(up.begin(), up.end(), is_reply), 1) << serials[g] << ' ' << seq;
         }
     }
 }
