@@ -131,7 +131,7 @@ TEST_F(CommandTest, DeviceVerdictStaysAtTheDeviceExceptForAnAlarm) {
     EXPECT_EQ(ReceivedCount(), 5U);
 }
 
-TEST_F(CommandTest, SleepingDeviceServesTheSleepCommandOnlyAndNoneServesUnknownOnes) {
+TEST_F(CommandTest, UnknownCommandsAndThoseToASleepingDeviceAreIgnored) {
     EXPECT_EQ(AfterCommand(20035, "{}"), Outcome{});
     EXPECT_EQ(AfterCommand(-1, "{}"), Outcome{});
     tqhost::SetSleepStatus(1);
@@ -249,9 +249,9 @@ TEST_F(SignalTest, WithoutAListTheRouterIsAskedForAndItsCountIsBounded) {
     for (const char *body : {"{}", "[]", "7", R"({"macList":{"a":{},"b":{}}})", R"({"macList":"x"})", R"({"macList":[]})"}) {
         EXPECT_EQ(AfterCommand(kChimeSignal, body), Answered(router)) << body;
     }
-    for (const int written : {2, 2147483647, 0, -5}) {
+    for (const int written : {0, -5, 2, 1000000, 2147483647}) {
         count = written;
-        EXPECT_EQ(AfterCommand(kChimeSignal, "{}"), Answered(count > 0 ? router : "[]")) << count;
+        ASSERT_EQ(AfterCommand(kChimeSignal, "{}"), Answered(count > 0 ? router : "[]")) << count;
     }
 }
 

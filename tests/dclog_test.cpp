@@ -32,12 +32,11 @@ TEST_F(DclogTest, EachSystemFillsItsOwnFields) {
         {"device_lan_smart_member_statistics", {{0, 20}}},
         {"device_lan_smart_comm_statistics", {{0, 8}}},
     };
-    std::optional<std::string> type = std::string(40, 't');
-    std::optional<std::string> firmware = std::string(70, 'f');
+    std::optional<std::string> device_info = std::string(100, 't'); // missing, and empty in the record, after the first
     for (const auto &[system, copied] : cases) {
         SCOPED_TRACE(system);
-        tqhost::SetDeviceInfo("dev_type", type);
-        tqhost::SetDeviceInfo("dev_firmwareversion", firmware);
+        tqhost::SetDeviceInfo("dev_type", device_info);
+        tqhost::SetDeviceInfo("dev_firmwareversion", device_info);
         tqDevSDK_SmartControl_DCLogParam_S param = Param(system);
         EXPECT_EQ(Push(&param), 0);
 
@@ -47,8 +46,8 @@ TEST_F(DclogTest, EachSystemFillsItsOwnFields) {
         expected.unParam.stLanLink = {{}, 1, 2, 3, 4, {}, {}, {}, 5, {}};
         Set(expected.unParam.stLanLink.acSystemName, system);
         Set(expected.unParam.stLanLink.acDevId, std::string(31, 'd'));
-        Set(expected.unParam.stLanLink.acDevType, type.value_or("").substr(0, 31));
-        Set(expected.unParam.stLanLink.acFwVer, firmware.value_or("").substr(0, 63));
+        Set(expected.unParam.stLanLink.acDevType, device_info.value_or("").substr(0, 31));
+        Set(expected.unParam.stLanLink.acFwVer, device_info.value_or("").substr(0, 63));
         for (const auto &[begin, end] : copied) {
             memcpy(reinterpret_cast<char *>(&expected.unParam.stLanLink.unPrivPara) + begin, reinterpret_cast<char *>(&param.unPrivPara) + begin,
                    end - begin);
@@ -56,8 +55,7 @@ TEST_F(DclogTest, EachSystemFillsItsOwnFields) {
         const auto posted = TakeDclog();
         ASSERT_EQ(posted.size(), 1U);
         EXPECT_EQ(memcmp(&posted[0], &expected, sizeof expected), 0) << "bytewise, reserved ones included";
-        type.reset(); // missing from now on, and empty in the record
-        firmware.reset();
+        device_info.reset();
     }
     EXPECT_EQ(TakeLog(), Lines{});
 }

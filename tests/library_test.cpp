@@ -47,10 +47,7 @@ TEST(Library, LoadsReportsItsSettingsAndServesACommand) {
     EXPECT_NE(sent.find("mode&quot;:&#09;255,&#10;&#09;&quot;sensitivity&quot;:&#09;0,"), std::string::npos) << sent;
     EXPECT_EQ(items[4].report_status(0), 0);
     EXPECT_NE(sent.find("Type=\"device_screen_lightness\" Value=\"-1\""), std::string::npos) << sent;
-    tqhost::PlatformCommand command;
-    command.command = 20040;
-    command.body = R"({"delay":0,"channelNo":0,"params":{}})";
-    EXPECT_TRUE(tqhost::DeliverCommand(command));
+    EXPECT_TRUE(tqhost::DeliverCommand({7000, 20040, 0, R"({"delay":0,"channelNo":0,"params":{}})"}));
     EXPECT_EQ(sent, "{\n\t\"result\":\t0\n}");
     EXPECT_EQ(fini(), 0);
     tqhost::Observe({});

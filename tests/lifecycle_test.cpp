@@ -138,39 +138,35 @@ TEST_F(LifecycleTest, BadMessageTypesAreRefused) {
                                 invalid + "DCLogMsg:1", failed + "push dclog of smart control, cmd type:1"}));
 }
 
-TEST_F(LifecycleTest, UserInitAndFiniAreGuardedOnTheirOwn) {
+TEST_F(LifecycleTest, UserInitAndFiniAreGuardedOnTheirOwnAndTheDeviceBusIsInert) {
     SmartControl_user_fini();
     SmartControl_user_init(&init_info.cb);
     Take();
     SmartControl_user_init(&init_info.cb);
+    EXPECT_EQ(
+        SmartControl_bus_dev_init() | SmartControl_bus_dev_fini() | SmartControl_send_msg_to_dev(nullptr) | SmartControl_recv_brimo_msg(nullptr), 0);
     EXPECT_EQ(Take(), Lines{});
     EXPECT_EQ(TakeLog(), (Lines{"warning: Smart Control Module has not been inited.", "info: Already inited."}));
     SmartControl_user_fini();
     EXPECT_EQ(SmartControl_get_callback()->recv_msg, nullptr);
 }
 
-TEST_F(LifecycleTest, DeviceBusIsInert) {
-    EXPECT_EQ(SmartControl_bus_dev_init() | SmartControl_bus_dev_fini(), 0);
-    EXPECT_EQ(SmartControl_send_msg_to_dev(nullptr) | SmartControl_recv_brimo_msg(nullptr), 0);
-}
-
 // ---- The platform bus where no command reaches it ----
 
 TEST_F(LifecycleTest, RequestAndResponseArePaired) {
-    const auto serve = [](int answer, const std::string &version, int result) {
-        return SmartControl_BusPlatform_Handle_ReqAndRsp(result == 0 ? "good" : "bad", 1, answer, version.c_str(), 9,
-                                                         [](const char *req, char *rsp, UINT32 rsp_size) {
-                                                             EXPECT_EQ(rsp_size, 1024U);
-                                                             EXPECT_EQ(rsp[rsp_size - 1], '\0') << "zeroed";
-                                                             memcpy(rsp, "hello", 6);
-                                                             return strcmp(req, "good") == 0 ? 0 : 3;
-                                                         });
+    const auto handle = [](const char *req, char *rsp, UINT32 rsp_size) {
+        EXPECT_TRUE(rsp_size == 1024 && rsp[rsp_size - 1] == '\0') << "zeroed";
+        memcpy(rsp, "hello", 6);
+        return atoi(req);
     };
-    EXPECT_EQ(serve(20035, std::string(40, 'v'), 0), 0);
-    EXPECT_EQ(serve(20035, "v", 3), 3);
-    EXPECT_EQ(serve(0, "v", 0), 0);
+    const auto serve = [&](int answer, const std::string &version, const char *result) {
+        return SmartControl_BusPlatform_Handle_ReqAndRsp(result, 1, answer, version.c_str(), 9, handle);
+    };
+    EXPECT_EQ(serve(20035, std::string(40, 'v'), "0"), 0);
+    EXPECT_EQ(serve(20035, "v", "3"), 3);
+    EXPECT_EQ(serve(0, "v", "0"), 0);
     tqhost::Fail("tqdev_sdk_kernel_send", 0x12, 1);
-    EXPECT_EQ(serve(20035, "v", 0), -1);
+    EXPECT_EQ(serve(20035, "v", "0"), -1);
     EXPECT_EQ(Take(), Lines{"command 20035 seq 9 response 1 " + std::string(31, 'v') + " hello"});
     EXPECT_EQ(TakeLog(),
               (Lines{"error: Failed to handle ReqAndRsp:code=0x3", "error: Invalid rsp_cmd:0", "error: Failed to send msg to platform:error=0x12"}));

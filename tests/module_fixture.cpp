@@ -137,12 +137,7 @@ std::vector<tqDevSDK_DCLog_DeliverParam_S> ModuleTest::TakeDclog() {
 }
 
 void ModuleTest::Command(int command, const std::optional<std::string> &body, UINT32 seq) {
-    tqhost::PlatformCommand request;
-    request.domain = kDomain;
-    request.command = command;
-    request.seq = seq;
-    request.body = body;
-    ASSERT_TRUE(tqhost::DeliverCommand(request)) << "no extension is loaded";
+    ASSERT_TRUE(tqhost::DeliverCommand({kDomain, command, seq, body})) << "no extension is loaded";
 }
 
 ModuleTest::Outcome ModuleTest::AfterCommand(int command, const std::optional<std::string> &body, UINT32 seq) {
