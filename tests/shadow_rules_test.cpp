@@ -150,7 +150,7 @@ TEST_F(RulesTest, EveryFieldArrives) {
         {R"("condition":2,"events":[)" + kEvent + "]", R"("events":[)" + kEvent + R"(],"condition":2)", "", ""},
         // Times read as far as they go.
         {times, R"(7:5","endTime":"n6:30)", seen_times, "7:5 to 6:30 cross 1"},
-        {times, R"(24:99","endTime":"6:30n)", seen_times, "24:99 to 0:0 cross 1"},
+        {times, R"(24:99","endTime":"16:30n)", seen_times, "24:99 to 0:0 cross 1"},
         {times, R"(","endTime":"1)", seen_times, "0:0 to 1:0 cross 0"},
         {times, R"( 8: 9x","endTime":" n8:00)", seen_times, "8:9 to 0:0 cross 1"},
         {times, R"(8 :9","endTime":"8:)", seen_times, "8:0 to 8:0 cross 0"},
