@@ -68,6 +68,14 @@ TEST(Gateway, SettingsReachTheHubAndAreReported) {
     EXPECT_TRUE(Contains(output[4], "19:30") && Contains(output[4], "06:20")) << output[4];
 }
 
+TEST(Gateway, HubHearsChimesBySerialThenByAddress) {
+    const Lines output = Serve({R"({"hub":{"signals":{"C2":5,"aa:01":7,"aa:02":9,"router":-40},"ssid":"net"}})",
+                                R"({"command":20058,"body":{"macList":[{"mac":"aa:01"},{"deviceSerial":"C2","mac":"aa:02"}]}})"});
+    EXPECT_TRUE(Contains(Joined(output), R"([{"type":"chime","name":"","signal":7},{"type":"chime","name":"C2","signal":5},)"
+                                         R"({"type":"router","name":"net","signal":-40}])"))
+        << Joined(output);
+}
+
 TEST(Gateway, HubKeepsRulesAndGivesThemBack) {
     const std::string rules =
         R"([{"Type":"Global","channel":1,"status":[{"id":2147483647,"userId":"u","name":"n","enable":1,"weekdays":["1","7"],"startTime":"07:05","endTime":"n23:00","rule":{"condition":2,"events":[{"domain":1,"cmdId":2,"deviceId":"d","channelNo":3,"value":4}],"actions":[{"domain":5,"cmdId":6,"deviceId":"e","channelNo":7,"params":{"value1":8,"value2":9},"delay":10}]}}]}])";
