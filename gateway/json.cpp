@@ -94,7 +94,8 @@ std::int64_t ReadWhole(const Json &value, const std::string &path, std::int64_t 
 
 std::string ReadText(const Json &value, const std::string &path, std::size_t width) {
     if (!value.is_string() || value.get_ref<const std::string &>().size() > width) {
-        throw LineError(path + ": expected a text of at most " + std::to_string(width) + " bytes");
+        throw LineError(path + ": expected a text" +
+                        (width == SIZE_MAX ? "" : " of at most " + std::to_string(width) + " bytes"));
     }
     return value.get<std::string>();
 }

@@ -206,6 +206,10 @@ int Run(const Options &options) {
 }
 
 int RunReplay(const Options &options) {
+    if (options.replay_update) {
+        RecordAnew(options.replay, LoadModule(options.module));
+        return EXIT_SUCCESS;
+    }
     const std::string difference = Replay(options.replay, LoadModule(options.module));
     return difference.empty() ? EXIT_SUCCESS : Fail(kExitFailed, difference);
 }

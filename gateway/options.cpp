@@ -26,9 +26,10 @@ constexpr const char *kFooter = R"(Examples:
     tq_gateway --mqtt broker.example:8883 --ca-file ca.pem --serial HUB1 --user hub --password-file secret
     mosquitto_sub -t 'tq/HUB1/#' -v
     mosquitto_pub -t tq/HUB1/down -q 1 -m '{"status_pass":true}'
-  What happened, kept and compared; the tour is recorded anew like this:
+  What happened, kept, compared and, after a change that is meant, kept anew:
     tq_gateway --script gateway/scenarios/tour.jsonl --record gateway/scenarios/tour.recorded.jsonl
     tq_gateway replay gateway/scenarios/tour.recorded.jsonl
+    tq_gateway replay --update gateway/scenarios/tour.recorded.jsonl
 
 Exit codes:
   0  ended: by the end of the input, SIGINT, SIGTERM or the reader of the output; a replay without difference
@@ -135,6 +136,7 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
 
     auto *replay = app.add_subcommand("replay", "Feed a recording's inputs again and compare the outputs");
     replay->add_option("FILE", options.replay, "What --record wrote")->required();
+    replay->add_flag("--update", options.replay_update, "Write what comes out to FILE instead");
     for (CLI::Option *option : app.get_options()) {
         if (option != module && option != app.get_help_ptr()) {
             replay->excludes(option);

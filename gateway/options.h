@@ -23,7 +23,8 @@ struct Options {
     double status_interval = 0; ///< Seconds; 0: none.
     std::string record;         ///< Empty: nothing is recorded.
     std::optional<MqttOptions> mqtt;
-    std::string replay; ///< Empty: an ordinary run.
+    std::string replay;         ///< Empty: an ordinary run.
+    bool replay_update = false; ///< Record anew instead of comparing.
 };
 
 /// Nothing when the program is to go on, else its exit code.

@@ -3,11 +3,15 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <stdexcept>
 #include <utility>
 #include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
@@ -75,7 +79,7 @@ struct RecordedOutput {
     Json line;
 };
 
-/// What went in, and all that came out before the next.
+/// What went in, a comment among others, and all that came out before the next.
 struct RecordedStep {
     std::size_t number;
     Input what;
@@ -147,7 +151,13 @@ Recording ReadRecording(const std::string &file) {
     std::size_t number = 0;
     for (std::string text; std::getline(stream, text);) {
         ++number;
-        if (text.empty() || text[0] == '#') {
+        if (text.empty()) {
+            continue;
+        }
+        if (text[0] == '#') {
+            if (!recording.steps.empty()) {
+                recording.steps.push_back({number, Input::line, text, {}});
+            }
             continue;
         }
         try {
@@ -237,25 +247,17 @@ void Feed(const RecordedStep &step, Gateway &gateway) {
     }
 }
 
-} // namespace
-
-std::unique_ptr<Sink> MakeRecorder(LineWriter &writer, const Session &session) {
-    writer.Write(Dump({{"session", {{"log", session.log}, {"reset_report_all", session.reset_report_all}}}}));
-    return std::make_unique<Recorder>(writer);
-}
-
-std::string Replay(const std::string &file, const Module &module) {
-    const Recording recording = ReadRecording(file);
+/// Feeds all inputs to a gateway of its own, whose lines go to the sink. After each input, and last when
+/// the gateway has stopped, `go_on` says whether to.
+template <typename GoOn>
+void Play(const Recording &recording, const Module &module, Sink &sink, GoOn go_on) {
     StdoutCapture captured;
-    Collector collector;
-    Output output(captured, {&collector});
+    Output output(captured, {&sink});
     tqhost::SetLogLevel(recording.session.log);
     Gateway gateway(module, output);
     if (const int result = gateway.Start(recording.session.reset_report_all); result != 0) {
         throw std::runtime_error("the module could not be initialised: " + std::to_string(result));
     }
-
-    std::string difference;
     bool stopped = false;
     for (const RecordedStep &step : recording.steps) {
         if (!step.input.is_null()) {
@@ -265,15 +267,48 @@ std::string Replay(const std::string &file, const Module &module) {
             gateway.Stop(); // what it causes was recorded after the last input
             stopped = true;
         }
-        difference = Difference(step, collector.Take(), file);
-        if (!difference.empty()) {
+        if (!go_on(step)) {
             break;
         }
     }
     if (!stopped) {
         gateway.Stop();
     }
+}
+
+} // namespace
+
+std::unique_ptr<Sink> MakeRecorder(LineWriter &writer, const Session &session) {
+    writer.Write(Dump({{"session", {{"log", session.log}, {"reset_report_all", session.reset_report_all}}}}));
+    return std::make_unique<Recorder>(writer);
+}
+
+std::string Replay(const std::string &file, const Module &module) {
+    Collector collector;
+    std::string difference;
+    Play(ReadRecording(file), module, collector, [&](const RecordedStep &step) {
+        difference = Difference(step, collector.Take(), file);
+        return difference.empty();
+    });
     return difference;
+}
+
+void RecordAnew(const std::string &file, const Module &module) {
+    const Recording recording = ReadRecording(file);
+    const std::string next = file + ".new";
+    const int fd = open(next.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        throw std::invalid_argument(next + ": " + strerror(errno));
+    }
+    LineWriter writer(fd, [] {});
+    const auto recorder = MakeRecorder(writer, recording.session);
+    Play(recording, module, *recorder, [](const RecordedStep &) { return true; });
+    close(fd);
+    if (writer.Error() != 0 || rename(next.c_str(), file.c_str()) != 0) {
+        const int error = writer.Error() != 0 ? writer.Error() : errno;
+        remove(next.c_str());
+        throw std::runtime_error(file + ": " + strerror(error));
+    }
 }
 
 } // namespace tqgateway
