@@ -126,16 +126,19 @@ TEST_F(LifecycleTest, SequenceNumbersStartAgainAfterFini) {
 TEST_F(LifecycleTest, BadMessageTypesAreRefused) {
     const tqDevSDK_SmartControl_Event event{};
     tqDevSDK_SmartControl_DclogMsg_S dclog{1, nullptr, 0};
+    const tqDevSDK_SmartControl_DclogMsg_S no_record{0, nullptr, 0};
     EXPECT_EQ(tqDevSDK_SmartControl_Msg2Server(nullptr), -1);
     EXPECT_EQ(tqDevSDK_SmartControl_PushDclog(nullptr), -1);
     EXPECT_EQ(Report(7, &event), -1);
     EXPECT_EQ(Report(-1, &event), -1);
     EXPECT_EQ(tqDevSDK_SmartControl_PushDclog(&dclog), -1);
+    EXPECT_EQ(tqDevSDK_SmartControl_PushDclog(&no_record), -1);
     const std::string invalid = "error: Invalid msg type of SmartControl_";
     const std::string failed = "error: Failed to exec ";
     EXPECT_EQ(TakeLog(), (Lines{"error: NULL input param!", "error: NULL input param!", invalid + "Msg2Server:0x7",
                                 failed + "msg2server type cmd:0x7", invalid + "Msg2Server:0xffffffff", failed + "msg2server type cmd:0xffffffff",
-                                invalid + "DCLogMsg:1", failed + "push dclog of smart control, cmd type:1"}));
+                                invalid + "DCLogMsg:1", failed + "push dclog of smart control, cmd type:1", "error: NULL input param.",
+                                failed + "push dclog of smart control, cmd type:0"}));
 }
 
 TEST_F(LifecycleTest, UserInitAndFiniAreGuardedOnTheirOwnAndTheDeviceBusIsInert) {
