@@ -39,17 +39,17 @@ expect "The library's links" "libtqDevSDK_smart_control.so.2 libtqDevSDK_smart_c
 
 # ---- Both examples. ----
 
-camera_says='platform: command 20035 {"result":0}
+camera_says='platform: command 20035 seq 7 response 1 v1.0.0 {"result":0}
 camera: picture of channel 1 for picture-17
-platform: command 19986 {"channelNo":1,"value":1}'
+platform: command 19986 seq 0 response 0 V2.0.0 {"channelNo":1,"value":1}'
 panel_says='panel: lightness 80
-platform: command 18830 <?xml version="1.0" encoding="utf-8"?><Response><Result>0</Result></Response>
+platform: command 18830 seq 0 response 1 v1.0.0 <?xml version="1.0" encoding="utf-8"?><Response><Result>0</Result></Response>
 panel: scenes {"scenes":[{"id":42,"name":"Good night"}]}
 panel: scene 42
-platform: ExecManualScene, status 200
-platform: command 19986 {"channelNo":2,"value":1}
-platform: command 12382 <?xml version="1.0" encoding="utf-8"?><Request><DevSerial>TQ00000001</DevSerial><Authorization/><Status Type="device_screen_lightness" Value="80"/></Request>
-platform: shadow SceneLink version 1 {"scenes":[{"id":42,"name":"Good night"}]}'
+platform: reply ExecManualScene of TQLink type 2 resource 1 Video 200 0 '\''success!'\'' seq 0/0 qos 0 [operate_reply] value 5 length 0 {}
+platform: command 19986 seq 0 response 0 V2.0.0 {"channelNo":2,"value":1}
+platform: command 12382 seq 1 response 0 v1.0.0 <?xml version="1.0" encoding="utf-8"?><Request><DevSerial>TQ00000001</DevSerial><Authorization/><Status Type="device_screen_lightness" Value="80"/></Request>
+platform: shadow SceneLink version 1 reset 0 type 3 {"scenes":[{"id":42,"name":"Good night"}]}'
 
 cp -r installed/share/doc/tqDevSDK_smart_control/examples .
 quietly make -C examples/c CFLAGS="-std=c99 -Wall -Wextra -Wpedantic -Werror" \

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
-#include <sstream>
 #include <utility>
 
 #include "bscJSON.h"
@@ -16,59 +15,11 @@ namespace {
 
 constexpr int kDomain = 7000;
 
-// The parts with blanks between them.
-template <typename... Part>
-std::string Words(const char *first, const Part &...parts) {
-    std::ostringstream line;
-    line << first;
-    ((line << ' ' << parts), ...);
-    return line.str();
-}
-
-std::string Render(const tqhost::Call &call) {
-    return call.function + (call.arguments.empty() ? "" : " " + call.arguments) + (call.result == 0 ? "" : " = " + std::to_string(call.result));
-}
-
-std::string Render(const tqhost::CommandMessage &message) {
+// What all messages of the command channel have alike.
+void CheckFixedFields(const tqhost::CommandMessage &message) {
     const tqdev_sdk_kernel_pubmsg &record = message.record;
-    EXPECT_EQ(Words("fixed:", record.msg_domain_id, record.msg_qos, record.msg_body_len, record.externel_ctx_len, record.msg_compress),
-              Words("fixed:", kDomain, QOS_T0, message.body.size(), 0, ""));
-    return Words("command", record.msg_command_id, "seq", record.msg_seq, "response", int{record.msg_response}, record.command_ver, message.body);
-}
-
-std::string Render(const tqhost::RawModelMessage &message) {
-    const tqdev_sdk_kernel_pubmsg_v3 &record = message.record;
-    return Words("raw", record.module, record.method, record.msg_type, record.resource_id, record.resource_type, record.ext_msg, "seq",
-                 record.msg_seq, "response", int{record.msg_response}, "qos", int{record.msg_qos}, record.sub_serial, record.msg_compress,
-                 record.msg_body_len, message.body);
-}
-
-std::string Render(const tq_basic_info &info) {
-    return Words(info.identifier, "of", info.domain, "type", info.type, "resource", info.resource_id,
-                 std::string(info.resource_type) + info.subserial);
-}
-
-std::string Render(const tq_msg_attr &attr) {
-    return Words("seq", std::to_string(attr.msg_seq) + "/" + std::to_string(attr.msg_seq_index), "qos", attr.msg_qos,
-                 "[" + std::string(attr.msg_type) + "]");
-}
-
-std::string Render(const tqhost::ModelReply &reply) {
-    return Words("reply", Render(reply.info), reply.error.status, reply.error.err_code, "'" + std::string(reply.error.err_msg) + "'",
-                 Render(reply.attributes), "value", reply.message.type, "length", reply.message.length, reply.text.value_or("null"));
-}
-
-std::string Render(const tqhost::ModelReport &report) {
-    return Words("model", Render(report.info), Render(report.attributes), "option", report.option, report.text);
-}
-
-std::string Render(const tqhost::ShadowReport &report) {
-    return Words("shadow", report.key, "version", report.version, "reset", int{report.reset_type}, "type", report.type, report.text);
-}
-
-std::string Render(const tqhost::LogLine &line) {
-    static const char *const kLevels[] = {"non:", "error:", "warning:", "debug:", "info:"};
-    return Words(kLevels[line.level], line.text + (line.ended ? "" : " (no newline)"));
+    EXPECT_EQ(std::tuple(record.msg_domain_id, record.msg_qos, record.msg_body_len, record.externel_ctx_len, std::string(record.msg_compress)),
+              std::tuple(UINT32{kDomain}, QOS_T0, message.body.size(), 0U, std::string()));
 }
 
 bool IsTraffic(const std::string &line) {
@@ -170,16 +121,12 @@ int ModuleTest::OnGetRuntimeInfo(tqDevSDK_SmartControl_runtime_info *info) { ret
 
 void ModuleTest::Record(const tqhost::Observation &observation) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    std::visit(
-        [this](const auto &seen) {
-            using Seen = std::decay_t<decltype(seen)>;
-            if constexpr (std::is_same_v<Seen, tqhost::LogLine>) {
-                log_.push_back(Render(seen));
-            } else if constexpr (std::is_same_v<Seen, tqhost::DclogRecord>) {
-                dclog_.push_back(seen.record);
-            } else {
-                done_.push_back(Render(seen));
-            }
-        },
-        observation);
+    if (const auto *record = std::get_if<tqhost::DclogRecord>(&observation)) {
+        dclog_.push_back(record->record);
+        return;
+    }
+    if (const auto *message = std::get_if<tqhost::CommandMessage>(&observation)) {
+        CheckFixedFields(*message);
+    }
+    (std::holds_alternative<tqhost::LogLine>(observation) ? log_ : done_).push_back(tqhost::Describe(observation));
 }

@@ -47,8 +47,7 @@ protected:
 
     int Init(int reset_report_all = 0);
 
-    /// What the device side did since the last take, one line for each: registrations as
-    /// "function arguments" (and " = result" when not 0), messages as Render… in the source say.
+    /// What the device side did since the last take, in words (tqhost::Describe).
     Lines Take();
 
     /// The log since the last take, "error: text" and so on, without the lines that every command leaves

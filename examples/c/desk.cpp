@@ -10,16 +10,14 @@
 
 namespace {
 
-std::string OneLine(std::string text) {
-    text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == '\n' || c == '\t'; }),
-               text.end());
-    return text;
-}
-
 void ShowMessage(const tqhost::Observation &seen) {
-    if (const auto *message = std::get_if<tqhost::CommandMessage>(&seen)) {
-        printf("platform: command %u %s\n", message->record.msg_command_id, OneLine(message->body).c_str());
+    if (std::holds_alternative<tqhost::Call>(seen)) {
+        return; // registrations
     }
+    std::string line = tqhost::Describe(seen);
+    line.erase(std::remove_if(line.begin(), line.end(), [](char c) { return c == '\n' || c == '\t'; }),
+               line.end());
+    printf("platform: %s\n", line.c_str());
 }
 
 } // namespace

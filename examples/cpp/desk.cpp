@@ -10,21 +10,14 @@
 
 namespace {
 
-std::string OneLine(std::string text) {
-    text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == '\n' || c == '\t'; }),
-               text.end());
-    return text;
-}
-
 void ShowMessage(const tqhost::Observation &seen) {
-    if (const auto *message = std::get_if<tqhost::CommandMessage>(&seen)) {
-        printf("platform: command %u %s\n", message->record.msg_command_id, OneLine(message->body).c_str());
-    } else if (const auto *reply = std::get_if<tqhost::ModelReply>(&seen)) {
-        printf("platform: %s, status %d\n", reply->info.identifier, reply->error.status);
-    } else if (const auto *report = std::get_if<tqhost::ShadowReport>(&seen)) {
-        printf("platform: shadow %s version %u %s\n", report->key.c_str(), report->version,
-               OneLine(report->text).c_str());
+    if (std::holds_alternative<tqhost::Call>(seen)) {
+        return; // registrations
     }
+    std::string line = tqhost::Describe(seen);
+    line.erase(std::remove_if(line.begin(), line.end(), [](char c) { return c == '\n' || c == '\t'; }),
+               line.end());
+    printf("platform: %s\n", line.c_str());
 }
 
 bool SetLightness(const std::string &value) {
