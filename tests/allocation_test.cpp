@@ -14,11 +14,13 @@
 #include <array>
 #include <cstdlib>
 #include <new>
+#include <nlohmann/json.hpp>
 #include <pugixml.hpp>
 #include <regex>
 #include <utility>
 
 #include "module_fixture.h"
+#include "records.h"
 
 namespace {
 
@@ -96,67 +98,30 @@ void operator delete(void *memory, std::size_t) noexcept { __real_free(memory); 
 
 namespace {
 
-// ---- What the application sees, in full ----
-
-template <typename Record>
-std::string Bytes(const Record *records, std::size_t count = 1) {
-    return records != nullptr ? std::string(reinterpret_cast<const char *>(records), count * sizeof(Record)) : "none";
-}
-
-std::string RenderRules(const tqDevSDK_SmartControl_ConfigRules &rules) {
-    std::string text;
-    for (int i = 0; i < rules.usNum; ++i) {
-        const auto &unit = rules.pstUnit[i];
-        text += std::to_string(unit.usType) + " " + std::to_string(unit.ucChannel) + ":";
-        for (int j = 0; j < unit.usNum; ++j) {
-            auto rule = unit.pstRuleUnit[j];
-            text += Bytes(rule.pstEvents, rule.usEvents_Num) + Bytes(rule.pstActions, rule.usActions_Num);
-            rule.pstEvents = nullptr;
-            rule.pstActions = nullptr;
-            text += Bytes(&rule);
-        }
-    }
-    return text;
-}
-
-std::string Render(const tqDevSDK_SmartControl_msg_to_dev &msg) {
-    const bool is_text =
-        msg.type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_AIRULES || msg.type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_SCENE_RULES;
-    return std::to_string(msg.type) + (msg.type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_RULES
-                                           ? RenderRules(*reinterpret_cast<const tqDevSDK_SmartControl_ConfigRules *>(msg.data))
-                                       : is_text ? reinterpret_cast<const tqDevSDK_SmartControl_Rule_S *>(msg.data)->rule
-                                                 : std::string(msg.data, static_cast<std::size_t>(msg.len)));
-}
-
 // ---- What the platform sees ----
 
+using Json = nlohmann::ordered_json;
+
 // True when `part` is `whole`, or lacks some of its keys somewhere.
-bool IsPartOf(const cJSON *part, const cJSON *whole) {
-    const bool keyed = cJSON_IsObject(part) && cJSON_IsObject(whole);
-    if (part->child == nullptr) {
-        return keyed || cJSON_Compare(part, whole, true) != 0;
+bool IsPartOf(const Json &part, const Json &whole) {
+    if (!part.is_structured() || part.type() != whole.type() || (part.is_array() && part.size() != whole.size())) {
+        return part == whole;
     }
-    bool is_part = keyed || cJSON_GetArraySize(part) == cJSON_GetArraySize(whole);
-    const cJSON *next = whole->child;
-    for (const cJSON *item = part->child; is_part && item != nullptr; item = item->next) {
-        const cJSON *of = keyed ? cJSON_GetObjectItemCaseSensitive(whole, item->string) : std::exchange(next, next->next);
-        is_part = of != nullptr && IsPartOf(item, of);
-    }
-    return is_part;
+    const auto items = part.items();
+    return std::all_of(items.begin(), items.end(), [&](const auto &item) {
+        return part.is_array() ? IsPartOf(item.value(), whole[std::stoul(item.key())])
+                               : whole.contains(item.key()) && IsPartOf(item.value(), whole[item.key()]);
+    });
 }
 
-// A sent line is whole, or a JSON body that lacks a key.
+// A sent line is whole, or its JSON lacks a key.
 bool IsPartOf(const std::string &line, const std::string &whole) {
-    const std::size_t head = std::min(line.find('{'), line.size());
-    if (line == whole || line.compare(0, head, whole, 0, head) != 0) {
-        return line == whole;
-    }
-    cJSON *part = cJSON_Parse(line.c_str() + head);
-    cJSON *full = cJSON_Parse(whole.c_str() + head);
-    const bool is_part = part != nullptr && full != nullptr && IsPartOf(part, full);
-    cJSON_Delete(part);
-    cJSON_Delete(full);
-    return is_part;
+    const auto json = [](const std::string &text, std::size_t begin) {
+        return Json::parse(text.substr(begin, text.rfind('}') + 1 - begin), nullptr, false);
+    };
+    const std::size_t begin = line.find('{');
+    return line == whole ||
+           (begin != std::string::npos && line.compare(0, begin, whole, 0, begin) == 0 && IsPartOf(json(line, begin), json(whole, begin)));
 }
 
 // Sequence numbers differ from run to run, as does the time of an action result. JSON in an attribute is read
@@ -189,9 +154,14 @@ protected:
         cJSON_Hooks hooks{__wrap_malloc, __wrap_free};
         cJSON_InitHooks(&hooks);
         pugi::set_memory_management_functions(__wrap_malloc, __wrap_free);
-        on_message = [this](const auto &msg) { received_.push_back(Render(msg)); };
+        // The application's own allocations do not fail.
+        on_message = [this](const auto &msg) {
+            const bool armed = std::exchange(g_faults.armed, false);
+            received_.push_back(tqgateway::DeviceLine(msg).dump());
+            g_faults.armed = armed;
+        };
         on_query = [](auto &query) {
-            const bool armed = std::exchange(g_faults.armed, false); // the application's own allocations do not fail
+            const bool armed = std::exchange(g_faults.armed, false);
             Answer(query);
             g_faults.armed = armed;
             return 0;

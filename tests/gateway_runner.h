@@ -3,7 +3,6 @@
 #ifndef GATEWAY_RUNNER_H
 #define GATEWAY_RUNNER_H
 
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <sstream>
@@ -84,8 +83,6 @@ inline Outcome RunGateway(const std::string &arguments, const std::string &input
 /// A program that runs beside the test, which reads what it prints. It does not outlive the object.
 class Program {
 public:
-    static constexpr std::chrono::seconds kPatience{60}; // emulation is slow
-
     explicit Program(const std::string &command) {
         int out[2] = {-1, -1};
         EXPECT_TRUE(pipe2(in_, O_CLOEXEC) == 0 && pipe2(out, O_CLOEXEC) == 0);
@@ -110,7 +107,6 @@ public:
 
     /// Waits until it prints a line with this in it, after those it waited for before; the line.
     std::string Await(const std::string &part) {
-        const auto deadline = std::chrono::steady_clock::now() + kPatience;
         for (;;) {
             const std::size_t found = printed_.find(part, awaited_);
             const std::size_t end = printed_.find('\n', found);
@@ -119,10 +115,8 @@ public:
                 awaited_ = end + 1;
                 return printed_.substr(begin, end - begin);
             }
-            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-            pollfd waiting = {out_, POLLIN, 0};
             char text[4096];
-            const ssize_t got = left.count() > 0 && poll(&waiting, 1, static_cast<int>(left.count())) == 1 ? read(out_, text, sizeof text) : 0;
+            const ssize_t got = Readable(out_) ? read(out_, text, sizeof text) : 0;
             if (got <= 0) {
                 ADD_FAILURE() << "waited in vain for: " << part << "\nafter: " << printed_;
                 return {};
@@ -140,8 +134,7 @@ public:
     /// Waits for it to end by itself; the exit code.
     int WaitForEnd() {
         const int handle = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
-        pollfd ended = {handle, POLLIN, 0};
-        if (poll(&ended, 1, static_cast<int>(std::chrono::milliseconds(kPatience).count())) != 1) {
+        if (!Readable(handle)) {
             ADD_FAILURE() << "does not end";
             kill(pid_, SIGKILL);
         }
@@ -158,6 +151,13 @@ public:
     const std::string &Printed() const { return printed_; }
 
 private:
+    /// Waits until there is something to read; false when that takes too long.
+    static bool Readable(int fd) {
+        constexpr int kPatience = 60'000; // emulation is slow
+        pollfd waiting = {fd, POLLIN, 0};
+        return poll(&waiting, 1, kPatience) == 1;
+    }
+
     pid_t pid_ = -1;
     int in_[2] = {-1, -1};
     int out_ = -1;

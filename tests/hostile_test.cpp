@@ -123,23 +123,4 @@ TEST_F(HostileTest, Rules) {
     EXPECT_EQ(tqhost::ShadowDesire("InterconnectionRule", Nested(kLimit)), -1) << "parsed, but no rules";
 }
 
-TEST_F(HostileTest, WholeBodies) {
-    const std::pair<std::string, bool> bodies[] = {
-        {"", false},
-        {std::string(1 << 20, ' '), false},
-        {"\"\\u12", false},
-        {"{\"delay\":", false},
-        {"\xef\xbb\xbf{\"delay\":1,\"channelNo\":1,\"params\":{}}", true}, // a byte-order mark
-        {Nested(kLimit + 1), false},
-        {R"({"delay":1,"channelNo":1,"params":{},"x":)" + Nested(kLimit - 1) + "}", true},
-        {R"({"delay":1,"channelNo":1,"params":{},"x":)" + Nested(kLimit) + "}", false},
-        {R"({"params":[],"params":{},"delay":1,"channelNo":1})", false}, // the first of two counts
-        {R"({"params":{},"params":[],"delay":1,"channelNo":1})", true},
-    };
-    for (const auto &[body, answered] : bodies) {
-        SCOPED_TRACE(body.substr(0, 60));
-        EXPECT_EQ(Answered(20036, body), answered);
-    }
-}
-
 } // namespace

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tq_gateway behind a real broker, which each test starts for itself on a free port, with the broker's
 // own clients as the platform.
-#include <algorithm>
 #include <fstream>
 #include <memory>
 #include <regex>
@@ -147,7 +146,6 @@ TEST_F(Mqtt, WaitsForItsPasswordAndKeepsTheLatestLines) {
 }
 
 TEST_F(Mqtt, GatewaysShareABrokerWithoutCrossing) {
-    constexpr int kRounds = 30;
     const std::string serials[] = {"A", "B", "A1"};
     StartBroker();
     const auto watch = Watch();
@@ -157,24 +155,18 @@ TEST_F(Mqtt, GatewaysShareABrokerWithoutCrossing) {
         watch->Await("tq/" + serial + "/status online");
     }
     std::string lines;
-    for (int seq = 0; seq < kRounds; ++seq) {
+    for (int seq = 0; seq < 30; ++seq) {
         lines += Scene(seq) + '\n';
     }
     for (const std::string &serial : serials) {
         Publish(serial, lines); // what crosses is answered twice somewhere
     }
     for (std::size_t g = 0; g < gateways.size(); ++g) {
-        for (int round = 0; round < kRounds; ++round) {
-            gateways[g]->Await(R"({"result":0})");
-        }
+        gateways[g]->Await(R"("seq":29,)");
+        gateways[g]->Await(R"({"result":0})");
         EXPECT_EQ(gateways[g]->End(SIGTERM), 0);
         watch->Await("tq/" + serials[g] + "/status offline");
-        const Lines up = On("tq/" + serials[g] + "/up", *watch);
-        EXPECT_EQ(up.size(), kRounds * 3U);
-        for (int seq = 0; seq < kRounds; ++seq) {
-            const auto is_reply = [&](const std::string &line) { return Contains(line, R"("seq":)" + std::to_string(seq) + ','); };
-            EXPECT_EQ(std::count_if(up.begin(), up.end(), is_reply), 1) << serials[g] << ' ' << seq;
-        }
+        EXPECT_EQ(On("tq/" + serials[g] + "/up", *watch), RunGateway("--json", lines).lines);
     }
 }
 
