@@ -15,7 +15,10 @@ TEST_F(DclogTest, EachSystemFillsItsOwnBytes) {
         {"device_lan_smart_member_statistics", {{0, 20}}},
         {"device_lan_smart_comm_statistics", {{0, 8}}},
     };
+    std::vector<tqhost::Observation> seen;
+    tqhost::Observe([&](const tqhost::Observation &observation) { seen.push_back(observation); });
     for (const auto &[system, copied] : cases) {
+        seen.clear();
         SCOPED_TRACE(system);
         tqDevSDK_SmartControl_DCLogParam_S param{{}, 1, 2, 3, 4, {}, 5, {}};
         Set(param.acSystemName, system);
@@ -32,10 +35,10 @@ TEST_F(DclogTest, EachSystemFillsItsOwnBytes) {
         }
         const tqDevSDK_SmartControl_DclogMsg_S msg{tqDevSDK_SmartControl_DCLogMsg_EntireDCLog, &param, 0};
         EXPECT_EQ(tqDevSDK_SmartControl_PushDclog(&msg), 0);
-        const auto posted = TakeDclog();
-        ASSERT_EQ(posted.size(), 1U);
-        EXPECT_EQ(memcmp(&posted[0], &expected, sizeof expected), 0) << "reserved bytes included";
+        ASSERT_EQ(seen.size(), 1U);
+        EXPECT_EQ(Bytes(std::get<tqhost::DclogRecord>(seen[0]).record), Bytes(expected)) << "reserved bytes included";
     }
+    tqhost::Observe({});
 }
 
 } // namespace

@@ -74,7 +74,7 @@ protected:
                 SCOPED_TRACE(key + ": " + shape.substr(0, 60));
                 const std::string body = good.substr(0, colon + 2) + shape + good.substr(ValueEnd(good, colon + 2));
                 EXPECT_EQ(accepted(body), IsAccepted(key, shape));
-                TakeWholeLog();
+                TakeLog();
             }
         }
         EXPECT_TRUE(accepted(good)) << "the next good one is served";

@@ -177,7 +177,7 @@ TEST_F(LifecycleTest, RequestAndResponseArePaired) {
 
 TEST_F(LifecycleTest, RawModelMessagesCarryTheirDescription) {
     SmartControl_ModelInfo_S model{"set", "operate", "1", "Video", "", ""};
-    Fill(model.domain, 'd');
+    memset(model.domain, 'd', sizeof model.domain);
     Set(model.identifier, std::string(63, 'i'));
     EXPECT_EQ(SmartControl_send_msg_to_platform_v3(&model, "body!", 4), 0);
     EXPECT_EQ(Take(),

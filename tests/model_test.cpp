@@ -27,7 +27,7 @@ protected:
 
 TEST_F(ModelTest, ManualSceneIsRunAndAnswered) {
     EXPECT_EQ(tqhost::DeliverModelRequest(Scene("12")), 0);
-    EXPECT_EQ(Received<tqDevSDK_SmartControl_ManualScene_S>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_MANUAL_SCENE).uiSceneId, 12U);
+    EXPECT_EQ(TakeReceived(), (Messages{{TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_MANUAL_SCENE, Bytes(tqDevSDK_SmartControl_ManualScene_S{12})}}));
     EXPECT_EQ(Take(), Reply("200 0 'success!' seq 9/0 qos 0 [operate_reply] value 5"));
 
     init_info.cb = {nullptr, nullptr};
@@ -40,7 +40,6 @@ TEST_F(ModelTest, ManualSceneIsRunAndAnswered) {
 }
 
 TEST_F(ModelTest, OnlyTextTypesCarryText) {
-    std::size_t received = 0;
     for (int type = model_data_type_bool; type <= model_data_type_null; ++type) {
         const bool has_text = type == model_data_type_string || type == model_data_type_array || type == model_data_type_object;
         tq_basic_info info{};
@@ -51,7 +50,7 @@ TEST_F(ModelTest, OnlyTextTypesCarryText) {
             msg.value = R"({"ruleId":"1"})";
         }
         EXPECT_EQ(routers_.das_req_router(&info, "operate", &msg, 1, 2), 0);
-        EXPECT_EQ(ReceivedCount(), received += has_text ? 1 : 0) << type;
+        EXPECT_EQ(TakeReceived().size(), has_text ? 1U : 0U) << type;
     }
 }
 

@@ -35,8 +35,6 @@ std::string Printed(const std::string &json) {
     return text != nullptr ? text.get() : "";
 }
 
-char *HeapText(const std::string &text) { return strdup(text.c_str()); }
-
 ModuleTest::ModuleTest() {
     current_ = this;
     init_info.cb = {RecvMsg, OnGetRuntimeInfo};
@@ -58,7 +56,7 @@ void ModuleTest::SetUp() {
         item.status_reset();
     }
     Take();
-    TakeWholeLog();
+    TakeLog();
 }
 
 int ModuleTest::Init(int reset_report_all) {
@@ -71,28 +69,22 @@ Lines ModuleTest::Take() {
     return std::exchange(done_, {});
 }
 
-Lines ModuleTest::TakeWholeLog() {
+Lines ModuleTest::TakeLog() {
     const std::lock_guard<std::mutex> lock(mutex_);
     return std::exchange(log_, {});
 }
 
-Lines ModuleTest::TakeLog() {
-    Lines log = TakeWholeLog();
-    log.erase(std::remove_if(log.begin(), log.end(), IsTraffic), log.end());
-    return log;
-}
-
-std::vector<tqDevSDK_DCLog_DeliverParam_S> ModuleTest::TakeDclog() {
+ModuleTest::Messages ModuleTest::TakeReceived() {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return std::exchange(dclog_, {});
+    return std::exchange(received_, {});
 }
 
-void ModuleTest::Command(int command, const std::optional<std::string> &body, UINT32 seq) {
-    ASSERT_TRUE(tqhost::DeliverCommand({kDomain, command, seq, body})) << "no extension is loaded";
+void ModuleTest::Command(int command, const std::optional<std::string> &body) {
+    ASSERT_TRUE(tqhost::DeliverCommand({kDomain, command, 7, body})) << "no extension is loaded";
 }
 
-ModuleTest::Outcome ModuleTest::AfterCommand(int command, const std::optional<std::string> &body, UINT32 seq) {
-    Command(command, body, seq);
+ModuleTest::Outcome ModuleTest::AfterCommand(int command, const std::optional<std::string> &body) {
+    Command(command, body);
     return {Take(), TakeLog()};
 }
 
@@ -105,28 +97,23 @@ int ModuleTest::RecvMsg(tqDevSDK_SmartControl_msg_to_dev *msg) {
     if (current_->on_message) {
         current_->on_message(*msg);
     }
-    // The rule messages give a length that is not that of their record.
-    const bool rule_text =
-        msg->type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_AIRULES || msg->type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_SCENE_RULES;
-    const bool rules = msg->type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_RULES;
-    const std::size_t size = rule_text ? sizeof(tqDevSDK_SmartControl_Rule_S)
-                             : rules   ? sizeof(tqDevSDK_SmartControl_ConfigRules)
-                                       : static_cast<std::size_t>(msg->len);
+    const int len = msg->type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_AIRULES ? 0 : msg->len;
     const std::lock_guard<std::mutex> lock(current_->mutex_);
-    current_->received_.push_back({msg->type, msg->len, {msg->data, msg->data + size}});
-    return current_->recv_result;
+    current_->received_.emplace_back(msg->type, std::string(msg->data, static_cast<std::size_t>(len)));
+    return 0;
 }
 
 int ModuleTest::OnGetRuntimeInfo(tqDevSDK_SmartControl_runtime_info *info) { return current_->on_query ? current_->on_query(*info) : -1; }
 
 void ModuleTest::Record(const tqhost::Observation &observation) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (const auto *record = std::get_if<tqhost::DclogRecord>(&observation)) {
-        dclog_.push_back(record->record);
-        return;
+    const std::string line = tqhost::Describe(observation);
+    if (!std::holds_alternative<tqhost::LogLine>(observation)) {
+        done_.push_back(line);
+    } else if (!IsTraffic(line)) {
+        log_.push_back(line);
     }
     if (const auto *message = std::get_if<tqhost::CommandMessage>(&observation)) {
         CheckFixedFields(*message);
     }
-    (std::holds_alternative<tqhost::LogLine>(observation) ? log_ : done_).push_back(tqhost::Describe(observation));
 }

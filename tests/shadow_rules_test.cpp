@@ -88,7 +88,7 @@ TEST_F(RulesTest, OneMissingMemberRejectsTheWholeValue) {
         const Lines all = TakeLog(); // begins with the value and what it is, ends with the service's own line
         EXPECT_EQ(Lines(all.begin() + 2, all.end() - 1), log) << member;
     }
-    EXPECT_EQ(ReceivedCount(), 0U);
+    EXPECT_EQ(TakeReceived(), Messages{});
     EXPECT_EQ(Sync(before + kRule + "]}]"), 0);
 }
 

@@ -30,7 +30,7 @@ protected:
             EXPECT_EQ(query.len, query_len_);
             auto *record = reinterpret_cast<tqDevSDK_SmartControl_Rule_S *>(query.data);
             EXPECT_TRUE(record->uiVersion == 0 && record->rule == nullptr);
-            given_ = text ? HeapText(*text) : nullptr;
+            given_ = text ? strdup(text->c_str()) : nullptr;
             *record = {8, given_};
             return result;
         };

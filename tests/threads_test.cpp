@@ -18,7 +18,7 @@ TEST_F(ThreadsTest, SequenceNumbersAreUniqueAndWithoutGaps) {
     on_query = [&](tqDevSDK_SmartControl_runtime_info &query) {
         const UINT32 value = setting++;
         if (query.type == TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_SCENE_RULES || query.type == TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_AI_RULES) {
-            reinterpret_cast<tqDevSDK_SmartControl_Rule_S *>(query.data)->rule = HeapText("[]");
+            reinterpret_cast<tqDevSDK_SmartControl_Rule_S *>(query.data)->rule = strdup("[]");
         } else if (query.type != TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_CONFIG_RULES) {
             memcpy(query.data, &value, sizeof value);
         }
