@@ -61,10 +61,9 @@ TEST_F(CommandTest, AlarmFillsItsBufferEvenWhenItFails) {
 }
 
 TEST_F(CommandTest, NullRecordsOfTheKernelAreIgnored) {
-    const auto extension = tqhost::Extension(7000);
-    ASSERT_TRUE(extension.has_value());
-    extension->tqdev_sdk_kernel_extend_event(nullptr, nullptr);
-    extension->tqdev_sdk_kernel_extend_data_route(nullptr, nullptr);
+    const tqdev_sdk_kernel_extend extension = tqhost::Extension(7000).value();
+    extension.tqdev_sdk_kernel_extend_event(nullptr, nullptr);
+    extension.tqdev_sdk_kernel_extend_data_route(nullptr, nullptr);
     EXPECT_EQ(TakeLog(), Lines{"error: NULL input param!"});
 }
 

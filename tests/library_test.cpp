@@ -33,11 +33,7 @@ TEST(Library, LoadsReportsItsSettingsAndServesACommand) {
     const auto fini = reinterpret_cast<decltype(&tqDevSDK_SmartControl_fini)>(dlsym(library, "tqDevSDK_SmartControl_fini"));
     ASSERT_TRUE(init != nullptr && fini != nullptr);
     std::string sent;
-    tqhost::Observe([&](const tqhost::Observation &seen) {
-        if (const auto *message = std::get_if<tqhost::CommandMessage>(&seen)) {
-            sent = message->body;
-        }
-    });
+    tqhost::Observe([&](const tqhost::Observation &seen) { sent = tqhost::Describe(seen); });
     const tqDevSDK_SmartControl_init_info info{{[](tqDevSDK_SmartControl_msg_to_dev *) { return 0; }, nullptr}, 0};
     ASSERT_EQ(init(&info), 0);
     // The settings as they are at load, before a status pass has asked for them.
@@ -48,7 +44,7 @@ TEST(Library, LoadsReportsItsSettingsAndServesACommand) {
     EXPECT_EQ(items[4].report_status(0), 0);
     EXPECT_NE(sent.find("Type=\"device_screen_lightness\" Value=\"-1\""), std::string::npos) << sent;
     EXPECT_TRUE(tqhost::DeliverCommand({7000, 20040, 0, R"({"delay":0,"channelNo":0,"params":{}})"}));
-    EXPECT_EQ(sent, "{\n\t\"result\":\t0\n}");
+    EXPECT_EQ(sent, "command 20041 seq 0 response 1 v1.0.0 {\n\t\"result\":\t0\n}");
     EXPECT_EQ(fini(), 0);
     tqhost::Observe({});
 }

@@ -45,8 +45,7 @@ TEST_F(ReportTest, LanCentorWithoutAnArrayHasNoMembers) {
 }
 
 TEST_F(ReportTest, PayloadsAreParsedToTheLimitOfNesting) {
-    tqDevSDK_SmartControl_UndoneActions_V3_S undone{};
-    alignas(8) char memory[sizeof undone + sizeof *undone.pstActions] = {};
+    alignas(8) char memory[1024] = {};
     auto *record = reinterpret_cast<tqDevSDK_SmartControl_UndoneActions_V3_S *>(memory);
     const std::string deepest = R"({"params":)" + std::string(998, '[') + std::string(998, ']') + "}";
     record->usNum = 1;
