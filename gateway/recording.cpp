@@ -31,7 +31,10 @@ constexpr int kActionResult = 19988;
 
 class Recorder : public Sink {
 public:
-    explicit Recorder(LineWriter &writer) : writer_(writer) {}
+    Recorder(LineWriter &writer, const Session &session) : writer_(writer) {
+        writer.Write(
+            Dump({{"session", {{"log", session.log}, {"reset_report_all", session.reset_report_all}}}}));
+    }
 
     void Show(const Json &line) override { writer_.Write(Dump({{"out", line}})); }
     void Echo(Input what, const Json &input) override {
@@ -247,6 +250,45 @@ void Feed(const RecordedStep &step, Gateway &gateway) {
     }
 }
 
+/// Records lines without what differs each time, so that a recording changes only where the module does.
+class LastingRecorder : public Recorder {
+public:
+    using Recorder::Recorder;
+
+    void Show(const Json &line) override { Recorder::Show(Comparable(line)); }
+};
+
+/// A file that is written beside another, and takes its place or goes.
+class Successor {
+public:
+    explicit Successor(const std::string &file)
+        : file_(file), name_(file + ".new"),
+          fd_(open(name_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644)) {
+        if (fd_ < 0) {
+            throw std::runtime_error(name_ + ": " + strerror(errno));
+        }
+    }
+    ~Successor() {
+        close(fd_);
+        remove(name_.c_str()); // unless it has taken the place
+    }
+    Successor(const Successor &) = delete;
+    Successor &operator=(const Successor &) = delete;
+
+    int Fd() const { return fd_; }
+
+    void TakePlace() const {
+        if (rename(name_.c_str(), file_.c_str()) != 0) {
+            throw std::runtime_error(file_ + ": " + strerror(errno));
+        }
+    }
+
+private:
+    const std::string file_;
+    const std::string name_;
+    const int fd_;
+};
+
 /// Feeds all inputs to a gateway of its own, whose lines go to the sink. After each input, and last when
 /// the gateway has stopped, `go_on` says whether to.
 template <typename GoOn>
@@ -279,8 +321,7 @@ void Play(const Recording &recording, const Module &module, Sink &sink, GoOn go_
 } // namespace
 
 std::unique_ptr<Sink> MakeRecorder(LineWriter &writer, const Session &session) {
-    writer.Write(Dump({{"session", {{"log", session.log}, {"reset_report_all", session.reset_report_all}}}}));
-    return std::make_unique<Recorder>(writer);
+    return std::make_unique<Recorder>(writer, session);
 }
 
 std::string Replay(const std::string &file, const Module &module) {
@@ -295,20 +336,14 @@ std::string Replay(const std::string &file, const Module &module) {
 
 void RecordAnew(const std::string &file, const Module &module) {
     const Recording recording = ReadRecording(file);
-    const std::string next = file + ".new";
-    const int fd = open(next.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (fd < 0) {
-        throw std::invalid_argument(next + ": " + strerror(errno));
+    Successor successor(file);
+    LineWriter writer(successor.Fd(), [] {});
+    LastingRecorder recorder(writer, recording.session);
+    Play(recording, module, recorder, [](const RecordedStep &) { return true; });
+    if (writer.Error() != 0) {
+        throw std::runtime_error(file + ": " + strerror(writer.Error()));
     }
-    LineWriter writer(fd, [] {});
-    const auto recorder = MakeRecorder(writer, recording.session);
-    Play(recording, module, *recorder, [](const RecordedStep &) { return true; });
-    close(fd);
-    if (writer.Error() != 0 || rename(next.c_str(), file.c_str()) != 0) {
-        const int error = writer.Error() != 0 ? writer.Error() : errno;
-        remove(next.c_str());
-        throw std::runtime_error(file + ": " + strerror(error));
-    }
+    successor.TakePlace();
 }
 
 } // namespace tqgateway

@@ -36,8 +36,8 @@ std::unique_ptr<Sink> MakeRecorder(LineWriter &writer, const Session &session);
 /// std::invalid_argument, which names the line, for a file that holds no recording.
 std::string Replay(const std::string &file, const Module &module);
 
-/// Feeds a recording's inputs likewise, and writes the file anew with what comes out; on a failure it stays
-/// as it was. Throws std::invalid_argument as Replay does, std::runtime_error when it cannot be written.
+/// Feeds a recording's inputs likewise, and writes the file anew with what comes out, that time left empty; on
+/// a failure the file stays as it was. Throws std::invalid_argument as Replay does, std::runtime_error when it cannot be written.
 void RecordAnew(const std::string &file, const Module &module);
 
 } // namespace tqgateway
