@@ -136,7 +136,8 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
 
     auto *replay = app.add_subcommand("replay", "Feed a recording's inputs again and compare the outputs");
     replay->add_option("FILE", options.replay, "What --record wrote")->required();
-    replay->add_flag("--update", options.replay_update, "Write what comes out to FILE instead");
+    replay->add_flag("--update", options.replay_update,
+                     "Write FILE anew with what comes out, instead of comparing; comments stay");
     for (CLI::Option *option : app.get_options()) {
         if (option != module && option != app.get_help_ptr()) {
             replay->excludes(option);

@@ -3,15 +3,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <stdexcept>
 #include <utility>
 #include <vector>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
@@ -29,20 +25,22 @@ constexpr std::size_t kShownValueBytes = 200;   // of the value that differs
 constexpr std::size_t kRecordedExtraLevels = 2; // around a body: its line, and the recorded one
 constexpr int kActionResult = 19988;
 
+/// Gives what goes in and out as recorded lines.
 class Recorder : public Sink {
 public:
-    Recorder(LineWriter &writer, const Session &session) : writer_(writer) {
-        writer.Write(
-            Dump({{"session", {{"log", session.log}, {"reset_report_all", session.reset_report_all}}}}));
+    void Begin(const Session &session) {
+        Write(Dump({{"session", {{"log", session.log}, {"reset_report_all", session.reset_report_all}}}}));
     }
 
-    void Show(const Json &line) override { writer_.Write(Dump({{"out", line}})); }
+    void Show(const Json &line) override { Write(Dump({{"out", line}})); }
     void Echo(Input what, const Json &input) override {
-        writer_.Write(Dump({{kInputKeys[static_cast<int>(what)], IsUtf8(input) ? input : Bytes(input)}}));
+        Write(Dump({{kInputKeys[static_cast<int>(what)], IsUtf8(input) ? input : Bytes(input)}}));
     }
-    void Heading(const std::string &comment) override { writer_.Write(comment); }
+    void Heading(const std::string &comment) override { Write(comment); }
 
 private:
+    virtual void Write(const std::string &line) = 0;
+
     static bool IsUtf8(const Json &value) {
         try {
             value.dump();
@@ -59,6 +57,15 @@ private:
         }
         return bytes;
     }
+};
+
+/// Records at once, so that nothing is lost when the program ends.
+class FileRecorder : public Recorder {
+public:
+    explicit FileRecorder(LineWriter &writer) : writer_(writer) {}
+
+private:
+    void Write(const std::string &line) override { writer_.Write(line); }
 
     LineWriter &writer_;
 };
@@ -82,9 +89,10 @@ struct RecordedOutput {
     Json line;
 };
 
-/// What went in, a comment among others, and all that came out before the next.
+/// What went in, and all that came out before the next.
 struct RecordedStep {
     std::size_t number;
+    std::vector<std::string> comments; ///< Before the input.
     Input what;
     Json input;
     std::vector<RecordedOutput> outputs;
@@ -92,7 +100,8 @@ struct RecordedStep {
 
 struct Recording {
     Session session;
-    std::vector<RecordedStep> steps; ///< The first has no input: it is the start.
+    std::vector<RecordedStep> steps;   ///< The first has no input: it is the start.
+    std::vector<std::string> comments; ///< After the last step.
 };
 
 // ---- Reading. ----
@@ -128,16 +137,17 @@ Json ReadInput(const Json &recorded, Input what) {
 }
 
 /// Adds a line after the session.
-void ReadStep(const Json &json, std::size_t number, std::vector<RecordedStep> &steps) {
+void ReadStep(const Json &json, std::size_t number, Recording &recording) {
     ObjectReader line(json, "");
     if (const Json *output = line.Find("out")) {
-        steps.back().outputs.push_back({number, *output});
+        recording.steps.back().outputs.push_back({number, *output});
         line.Done();
         return;
     }
     for (const Input what : {Input::line, Input::event, Input::refusal}) {
         if (const Json *input = line.Find(kInputKeys[static_cast<int>(what)])) {
-            steps.push_back({number, what, ReadInput(*input, what), {}});
+            recording.steps.push_back(
+                {number, std::exchange(recording.comments, {}), what, ReadInput(*input, what), {}});
             line.Done();
             return;
         }
@@ -158,9 +168,7 @@ Recording ReadRecording(const std::string &file) {
             continue;
         }
         if (text[0] == '#') {
-            if (!recording.steps.empty()) {
-                recording.steps.push_back({number, Input::line, text, {}});
-            }
+            recording.comments.push_back(text);
             continue;
         }
         try {
@@ -168,9 +176,9 @@ Recording ReadRecording(const std::string &file) {
             if (recording.steps.empty()) {
                 ObjectReader line(json, "");
                 recording.session = ReadSession(line);
-                recording.steps.push_back({number, Input::line, {}, {}});
+                recording.steps.push_back({number, {}, Input::line, {}, {}});
             } else {
-                ReadStep(json, number, recording.steps);
+                ReadStep(json, number, recording);
             }
         } catch (const LineError &error) {
             throw std::invalid_argument(file + ':' + std::to_string(number) + ": " + error.what());
@@ -184,12 +192,23 @@ Recording ReadRecording(const std::string &file) {
 
 // ---- Comparing. ----
 
-/// The line as the recording has it, without what differs each time.
+/// The line as the recording has it, without what differs each time: the time in an action result, and in
+/// the log of it.
 Json Comparable(const Json &line) {
     Json comparable = Json::parse(Dump(line));
-    if (comparable.is_object() && comparable.value("command", Json()) == kActionResult &&
-        comparable["body"].contains("time")) {
+    if (!comparable.is_object()) {
+        return comparable;
+    }
+    if (comparable.value("command", Json()) == kActionResult && comparable["body"].contains("time")) {
         comparable["body"]["time"] = "";
+    }
+    if (comparable.contains("log") && comparable.contains("text")) {
+        static const std::string kTime = "\"time\":\t\"";
+        std::string text = AsText(comparable["text"]);
+        if (const std::size_t at = text.find(kTime); at != std::string::npos) {
+            const std::size_t begin = at + kTime.size();
+            comparable["text"] = text.erase(begin, std::min(text.find('"', begin), text.size()) - begin);
+        }
     }
     return comparable;
 }
@@ -258,41 +277,23 @@ public:
     void Show(const Json &line) override { Recorder::Show(Comparable(line)); }
 };
 
-/// A file that is written beside another, and takes its place or goes.
-class Successor {
+/// Records into a text that changes only where the module does: without what differs each time.
+class TextRecorder : public Recorder {
 public:
-    explicit Successor(const std::string &file)
-        : file_(file), name_(file + ".new"),
-          fd_(open(name_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644)) {
-        if (fd_ < 0) {
-            throw std::runtime_error(name_ + ": " + strerror(errno));
-        }
-    }
-    ~Successor() {
-        close(fd_);
-        remove(name_.c_str()); // unless it has taken the place
-    }
-    Successor(const Successor &) = delete;
-    Successor &operator=(const Successor &) = delete;
+    void Show(const Json &line) override { Recorder::Show(Comparable(line)); }
 
-    int Fd() const { return fd_; }
-
-    void TakePlace() const {
-        if (rename(name_.c_str(), file_.c_str()) != 0) {
-            throw std::runtime_error(file_ + ": " + strerror(errno));
-        }
-    }
+    const std::string &Text() const { return text_; }
 
 private:
-    const std::string file_;
-    const std::string name_;
-    const int fd_;
+    void Write(const std::string &line) override { text_ += line + '\n'; }
+
+    std::string text_;
 };
 
-/// Feeds all inputs to a gateway of its own, whose lines go to the sink. After each input, and last when
-/// the gateway has stopped, `go_on` says whether to.
-template <typename GoOn>
-void Play(const Recording &recording, const Module &module, Sink &sink, GoOn go_on) {
+/// Feeds all inputs and comments to a gateway of its own, whose lines go to the sink. Calls `after` when all
+/// has come out that an input causes; the last one also causes the gateway to stop.
+template <typename After>
+void Play(const Recording &recording, const Module &module, Sink &sink, After after) {
     StdoutCapture captured;
     Output output(captured, {&sink});
     tqhost::SetLogLevel(recording.session.log);
@@ -300,50 +301,53 @@ void Play(const Recording &recording, const Module &module, Sink &sink, GoOn go_
     if (const int result = gateway.Start(recording.session.reset_report_all); result != 0) {
         throw std::runtime_error("the module could not be initialised: " + std::to_string(result));
     }
-    bool stopped = false;
+    const auto show = [&](const std::vector<std::string> &comments) {
+        for (const std::string &comment : comments) {
+            gateway.Take(comment);
+        }
+    };
     for (const RecordedStep &step : recording.steps) {
+        show(step.comments);
         if (!step.input.is_null()) {
             Feed(step, gateway);
         }
         if (&step == &recording.steps.back()) {
-            gateway.Stop(); // what it causes was recorded after the last input
-            stopped = true;
+            show(recording.comments);
+            gateway.Stop();
         }
-        if (!go_on(step)) {
-            break;
-        }
-    }
-    if (!stopped) {
-        gateway.Stop();
+        after(step);
     }
 }
 
 } // namespace
 
 std::unique_ptr<Sink> MakeRecorder(LineWriter &writer, const Session &session) {
-    return std::make_unique<Recorder>(writer, session);
+    auto recorder = std::make_unique<FileRecorder>(writer);
+    recorder->Begin(session);
+    return recorder;
 }
 
 std::string Replay(const std::string &file, const Module &module) {
     Collector collector;
     std::string difference;
     Play(ReadRecording(file), module, collector, [&](const RecordedStep &step) {
-        difference = Difference(step, collector.Take(), file);
-        return difference.empty();
+        const std::vector<Json> lines = collector.Take();
+        if (difference.empty()) {
+            difference = Difference(step, lines, file);
+        }
     });
     return difference;
 }
 
 void RecordAnew(const std::string &file, const Module &module) {
     const Recording recording = ReadRecording(file);
-    Successor successor(file);
-    LineWriter writer(successor.Fd(), [] {});
-    LastingRecorder recorder(writer, recording.session);
-    Play(recording, module, recorder, [](const RecordedStep &) { return true; });
-    if (writer.Error() != 0) {
-        throw std::runtime_error(file + ": " + strerror(writer.Error()));
+    TextRecorder recorder;
+    recorder.Begin(recording.session);
+    Play(recording, module, recorder, [](const RecordedStep &) {});
+    std::ofstream stream(file);
+    if (!(stream << recorder.Text()).flush()) {
+        throw std::runtime_error(file + ": " + strerror(errno));
     }
-    successor.TakePlace();
 }
 
 } // namespace tqgateway

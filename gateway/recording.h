@@ -10,7 +10,7 @@
 ///     {"refusal":"…"}      why a line could not even be taken
 ///     {"out":{…}}          a line that came out
 ///
-/// and comments as they were.
+/// and comments. Blank lines do not count.
 #ifndef TQGATEWAY_RECORDING_H
 #define TQGATEWAY_RECORDING_H
 
@@ -31,13 +31,14 @@ struct Session {
 /// Begins a recording with its session; the sink writes the rest.
 std::unique_ptr<Sink> MakeRecorder(LineWriter &writer, const Session &session);
 
-/// Feeds a recording's inputs to a gateway of its own and compares what comes out, the time in an action
+/// Feeds a recording's inputs to a gateway of its own and compares what comes out, the time of an action
 /// result aside. Empty when all is equal, else the first difference for a person to read. Throws
 /// std::invalid_argument, which names the line, for a file that holds no recording.
 std::string Replay(const std::string &file, const Module &module);
 
-/// Feeds a recording's inputs likewise, and writes the file anew with what comes out, that time left empty; on
-/// a failure the file stays as it was. Throws std::invalid_argument as Replay does, std::runtime_error when it cannot be written.
+/// Feeds a recording's inputs likewise, and writes the file anew with what comes out and the comments, that
+/// time left empty. Throws std::invalid_argument as Replay does, std::runtime_error when the module cannot
+/// be initialised (the file stays as it was) or the file not be written.
 void RecordAnew(const std::string &file, const Module &module);
 
 } // namespace tqgateway

@@ -56,8 +56,6 @@ TEST_F(CommandTest, AlarmFillsItsBufferEvenWhenItFails) {
     char buffer[5] = "zzzz";
     EXPECT_EQ(SetChimeAlarmAction("{}", buffer, sizeof buffer), -1);
     EXPECT_STREQ(buffer, "{\n\t\"");
-    EXPECT_EQ(FillCommonResp(buffer, 4, 0), 0);
-    EXPECT_STREQ(buffer, "{\n\t");
 }
 
 TEST_F(CommandTest, NullRecordsOfTheKernelAreIgnored) {
@@ -75,15 +73,23 @@ TEST_F(CommandTest, SignalCountOfTheApplicationIsBounded) {
             auto &info = *reinterpret_cast<tqDevSDK_Smartcontrol_ap_signal_info *>(query.data);
             EXPECT_EQ(info.num, 1);
             info.ap_signal_result->iDevType = 7; // no router
+            Set(info.ap_signal_result->unInfo.stChime.acDevSerial, "odd");
             info.ap_signal_result->iSignalStrength = -3;
             info = {written, nullptr};
             return 9; // ignored
         };
         ASSERT_EQ(AfterCommand(kChimeSignal, "{}").sent,
                   Answer(kChimeSignal,
-                         written > 0 ? R"({"result":0,"response":[{"type":"chime","name":"","signal":-3}]})" : R"({"result":0,"response":[]})"))
+                         written > 0 ? R"({"result":0,"response":[{"type":"chime","name":"odd","signal":-3}]})" : R"({"result":0,"response":[]})"))
             << written;
     }
+}
+
+TEST_F(CommandTest, MalformedSignalQueryIsPrintedAndNotAsked) {
+    on_query = [](tqDevSDK_SmartControl_runtime_info &) { return ADD_FAILURE() << "asked", 0; };
+    testing::internal::CaptureStdout();
+    Command(kChimeSignal, "{no");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "[QueryChimeSignalReq_Input]{no\n");
 }
 
 } // namespace

@@ -36,6 +36,7 @@ TEST_F(DclogTest, EachSystemFillsItsOwnBytes) {
         const tqDevSDK_SmartControl_DclogMsg_S msg{tqDevSDK_SmartControl_DCLogMsg_EntireDCLog, &param, 0};
         EXPECT_EQ(tqDevSDK_SmartControl_PushDclog(&msg), 0);
         ASSERT_EQ(seen.size(), 1U);
+        EXPECT_EQ(tqhost::Describe(seen[0]), std::string("dclog ") + system + " seq 5");
         EXPECT_EQ(Bytes(std::get<tqhost::DclogRecord>(seen[0]).record), Bytes(expected)) << "reserved bytes included";
     }
     tqhost::Observe({});

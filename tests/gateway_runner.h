@@ -3,6 +3,7 @@
 #ifndef GATEWAY_RUNNER_H
 #define GATEWAY_RUNNER_H
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <sstream>
@@ -107,7 +108,7 @@ public:
 
     /// Waits until it prints a line with this in it, after those it waited for before; the line.
     std::string Await(const std::string &part) {
-        for (;;) {
+        for (const auto start = std::chrono::steady_clock::now();;) {
             const std::size_t found = printed_.find(part, awaited_);
             const std::size_t end = printed_.find('\n', found);
             if (found != std::string::npos && end != std::string::npos) {
@@ -116,7 +117,8 @@ public:
                 return printed_.substr(begin, end - begin);
             }
             char text[4096];
-            const ssize_t got = Readable(out_) ? read(out_, text, sizeof text) : 0;
+            const bool patient = std::chrono::steady_clock::now() - start < kPatience;
+            const ssize_t got = patient && Readable(out_) ? read(out_, text, sizeof text) : 0;
             if (got <= 0) {
                 ADD_FAILURE() << "waited in vain for: " << part << "\nafter: " << printed_;
                 return {};
@@ -151,11 +153,12 @@ public:
     const std::string &Printed() const { return printed_; }
 
 private:
+    static constexpr std::chrono::milliseconds kPatience{60'000}; // emulation is slow
+
     /// Waits until there is something to read; false when that takes too long.
     static bool Readable(int fd) {
-        constexpr int kPatience = 60'000; // emulation is slow
         pollfd waiting = {fd, POLLIN, 0};
-        return poll(&waiting, 1, kPatience) == 1;
+        return poll(&waiting, 1, static_cast<int>(kPatience.count())) == 1;
     }
 
     pid_t pid_ = -1;

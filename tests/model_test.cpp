@@ -52,6 +52,7 @@ TEST_F(ModelTest, OnlyTextTypesCarryText) {
         EXPECT_EQ(routers_.das_req_router(&info, "operate", &msg, 1, 2), 0);
         EXPECT_EQ(TakeReceived().size(), has_text ? 1U : 0U) << type;
     }
+    EXPECT_EQ(Take().at(0).find("reply ExecManualScene of  type 0 "), 0U) << "the type is the request's";
 }
 
 TEST_F(ModelTest, NullRecordsAreRefusedWithoutAReply) {

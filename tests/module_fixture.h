@@ -67,8 +67,8 @@ protected:
     /// The application reports.
     int Report(int type, const void *record);
 
-    /// The messages to the application since the last take: type, and as many bytes as the length says (of AI
-    /// rules, whose length is another, none).
+    /// The messages to the application since the last take: type, and as many bytes of the record as the length
+    /// says. AI rules are taken without bytes: their length is that of the text that the record points to.
     using Messages = std::vector<std::pair<int, std::string>>;
     Messages TakeReceived();
 

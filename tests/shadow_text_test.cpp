@@ -50,7 +50,11 @@ protected:
     int query_len_ = 0;
 };
 
-TEST_P(RuleTextTest, TextIsReportedUpToItsLimit) {
+TEST_P(RuleTextTest, TextIsLentWholeAndReportedUpToItsLimit) {
+    std::string lent;
+    on_message = [&](const tqDevSDK_SmartControl_msg_to_dev &msg) { lent = reinterpret_cast<const tqDevSDK_SmartControl_Rule_S *>(msg.data)->rule; };
+    EXPECT_EQ(tqhost::ShadowDesire(GetParam().key, std::string(100000, 'r')), 0);
+    EXPECT_EQ(lent, std::string(100000, 'r'));
     for (const std::string &text : {std::string("{\"a\": 1}"), std::string(), std::string(16383, 'r')}) {
         AnswerWith(text);
         EXPECT_EQ(tqhost::ShadowGet(GetParam().key), 0);

@@ -11,8 +11,8 @@
 namespace {
 
 void ShowMessage(const tqhost::Observation &seen) {
-    if (std::holds_alternative<tqhost::Call>(seen)) {
-        return; // registrations
+    if (std::holds_alternative<tqhost::Call>(seen) || std::holds_alternative<tqhost::LogLine>(seen)) {
+        return; // no message
     }
     std::string line = tqhost::Describe(seen);
     line.erase(std::remove_if(line.begin(), line.end(), [](char c) { return c == '\n' || c == '\t'; }),

@@ -87,8 +87,8 @@ using Observation = std::variant<Call, CommandMessage, RawModelMessage, ModelRep
                                  DclogRecord, LogLine>;
 
 /// An observation in words, on one line but for the texts in it, which are as they are: what it is, then
-/// what tells it apart, as "command 20035 seq 7 response 1 v1.0.0 {…}"; a call also with its result when
-/// that is not 0.
+/// the fields that tell it apart, as "command 20035 seq 7 response 1 v1.0.0 {…}", types as their numbers. A
+/// call has its result when that is not 0. Fields that all messages of a kind have alike are left out.
 std::string Describe(const Observation &observation);
 
 /// Called once for each observation, one at a time, on the thread that caused it. It must not call into

@@ -40,7 +40,9 @@ std::string InWords(const RawModelMessage &message) {
 
 std::string InWords(const tq_basic_info &info) {
     return Words(FieldText(info.identifier), "of", FieldText(info.domain), "type", info.type, "resource",
-                 FieldText(info.resource_id), FieldText(info.resource_type) + FieldText(info.subserial));
+                 FieldText(info.resource_id),
+                 FieldText(info.resource_type) +
+                     (info.subserial[0] == '\0' ? "" : '/' + FieldText(info.subserial)));
 }
 
 std::string InWords(const tq_msg_attr &attributes) {
