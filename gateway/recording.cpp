@@ -269,14 +269,6 @@ void Feed(const RecordedStep &step, Gateway &gateway) {
     }
 }
 
-/// Records lines without what differs each time, so that a recording changes only where the module does.
-class LastingRecorder : public Recorder {
-public:
-    using Recorder::Recorder;
-
-    void Show(const Json &line) override { Recorder::Show(Comparable(line)); }
-};
-
 /// Records into a text that changes only where the module does: without what differs each time.
 class TextRecorder : public Recorder {
 public:
