@@ -26,7 +26,7 @@ constexpr const char *kFooter = R"(Examples:
     tq_gateway --mqtt broker.example:8883 --ca-file ca.pem --serial HUB1 --user hub --password-file secret
     mosquitto_sub -t 'tq/HUB1/#' -v
     mosquitto_pub -t tq/HUB1/down -q 1 -m '{"status_pass":true}'
-  What happened, kept, compared and, after a change that is meant, kept anew:
+  What happened, kept and compared; the first and the last of these record the tour anew:
     tq_gateway --script gateway/scenarios/tour.jsonl --record gateway/scenarios/tour.recorded.jsonl
     tq_gateway replay gateway/scenarios/tour.recorded.jsonl
     tq_gateway replay --update gateway/scenarios/tour.recorded.jsonl

@@ -108,7 +108,8 @@ public:
 
     /// Waits until it prints a line with this in it, after those it waited for before; the line.
     std::string Await(const std::string &part) {
-        for (const auto start = std::chrono::steady_clock::now();;) {
+        const auto start = std::chrono::steady_clock::now();
+        for (;;) {
             const std::size_t found = printed_.find(part, awaited_);
             const std::size_t end = printed_.find('\n', found);
             if (found != std::string::npos && end != std::string::npos) {

@@ -29,7 +29,7 @@ TEST(Replay, TourIsRecordedAndShowsEveryKindOfLine) {
     ASSERT_EQ(RunGateway("--script " TQ_SCENARIOS "/tour.jsonl --record " + file, "").code, 0);
     ASSERT_EQ(RunGateway("replay --update " + file, "").code, 0); // leaves out the time
     const std::string tour = Contents(TQ_SCENARIOS "/tour.recorded.jsonl");
-    EXPECT_EQ(Contents(file), tour) << "changed on purpose? Then record it anew: see --help";
+    EXPECT_EQ(Contents(file), tour) << "changed on purpose? Then record and update it, as --help says";
     EXPECT_FALSE(Contains(tour, "error\":"));
     std::istringstream names("command set model model_reply shadow shadow_get kernel_event status_pass status_reset report hub host dclog "
                              "CHIME_ALARM_ACTION CONFIG_RULES CAPTURE_PIC ICR_DSS SCREEN_OVERTIME VIDEO PIC_AND_VIDEO SLEEP CONFIG_AIRULES "
