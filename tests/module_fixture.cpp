@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "module_fixture.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <memory>
+#include <tuple>
 #include <utility>
 
 #include "bscJSON.h"

@@ -9,8 +9,8 @@
 #include <cstring>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
-#include <tuple>
 #include <utility>
 #include <vector>
 
