@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Commands of the platform, where the recorded contract does not see them: the records byte by byte, an
 // application that is not there or careless, a host that passes nothing.
-#include "SmartControl_func.h"
+#include "SmartControl_func_action.h"
 #include "module_fixture.h"
 
 namespace {

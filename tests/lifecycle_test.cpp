@@ -2,6 +2,7 @@
 #include "SmartControl_bus_dev.h"
 #include "SmartControl_bus_platform.h"
 #include "SmartControl_func.h"
+#include "SmartControl_func_object.h"
 #include "module_fixture.h"
 
 extern "C" {
@@ -85,8 +86,10 @@ TEST_F(LifecycleTest, OtherFailuresAreLoggedAtMost) {
     }
     Outcome outcome = AfterInit();
     EXPECT_EQ(outcome.sent.size(), kRegistrations.size());
-    EXPECT_EQ(outcome.log, Calls({{"error: Failed to register SmartControl shadow service.", {""}},
+    EXPECT_EQ(outcome.log, Calls({{"error: Failed to register status item:", {"74", "75", "76", "77", "78", "125", "126"}},
+                                  {"error: Failed to register SmartControl shadow service.", {""}},
                                   {"debug: SmartControl_extern_init", {""}},
+                                  {"error: Failed to register model domain.", {""}},
                                   {"error: SmartControl failed to register type: key of device_",
                                    {"ICR_DSS.", "screen_overtime.", "video_time.", "auto_rouse.", "screen_lightness."}}}));
     outcome = AfterFini();

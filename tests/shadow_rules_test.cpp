@@ -4,7 +4,7 @@
 #include <chrono>
 #include <map>
 
-#include "SmartControl_shadow.h"
+#include "SmartControl_shadow_rules.h"
 #include "SmartControl_shadow_rules_json.h"
 #include "module_fixture.h"
 

@@ -2,6 +2,7 @@
 // The opaque rule texts of the version-3 shadow, where the recorded contract does not see them: the limit of
 // their length, who owns them, the callbacks' arguments, the call that pushes them.
 #include "SmartControl_shadow.h"
+#include "SmartControl_shadow_text.h"
 #include "module_fixture.h"
 
 namespace {

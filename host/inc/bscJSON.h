@@ -29,6 +29,8 @@ bscJSON *bscJSON_CreateString(const char *text);
 /* The text is not copied: it must outlive the item. */
 bscJSON *bscJSON_CreateStringReference(const char *text);
 bscJSON *bscJSON_CreateNumber(double number);
+/* The text is copied, and printed as it is. */
+bscJSON *bscJSON_CreateRaw(const char *raw);
 bscJSON *bscJSON_Duplicate(const bscJSON *item, bool recurse);
 
 bool bscJSON_AddItemToArray(bscJSON *array, bscJSON *item);

@@ -36,6 +36,10 @@ bscJSON *bscJSON_CreateNumber(double number) {
     return cJSON_CreateNumber(number);
 }
 
+bscJSON *bscJSON_CreateRaw(const char *raw) {
+    return cJSON_CreateRaw(raw);
+}
+
 bscJSON *bscJSON_Duplicate(const bscJSON *item, bool recurse) {
     return cJSON_Duplicate(item, static_cast<cJSON_bool>(recurse));
 }

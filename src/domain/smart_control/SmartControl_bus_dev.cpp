@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The device-side bus, which carries nothing: its users find the functions and a result of 0.
 #include "SmartControl_bus_dev.h"
 
 #include "SmartControl_export.h"

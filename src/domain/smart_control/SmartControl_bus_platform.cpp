@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Fills the kernel's records and sends them.
 #include "SmartControl_bus_platform.h"
 
 #include <cstring>

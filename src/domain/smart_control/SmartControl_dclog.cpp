@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+// One row for each system of the log, and how its record is filled.
 #include "SmartControl_dclog.h"
 
+#include "SmartControl_log.h"
 #include "SmartControl_text.h"
 #include "tqdev_dclog.h"
-#include "tqdev_debug.h"
 #include "tqdev_sdk_kernel.h"
 
 namespace {
@@ -89,7 +90,7 @@ const System *FindSystem(const char *name) {
 
 int SmartContDCLog_PushEntireDCLog(const tqDevSDK_SmartControl_DCLogParam_S *param) {
     if (param == nullptr) {
-        tqdev_debug(LOG_ERROR, "NULL input param.\n");
+        Fail("NULL input param.");
         return -1;
     }
     if (tqdev_dclog_check_push_enable(TQDEV_DCLOG_REG_TYPE_LAN_LINKAGE) == 0) {

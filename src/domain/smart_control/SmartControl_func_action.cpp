@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "SmartControl_func.h"
+// Device actions: reads a request, hands it to the application, writes the response.
+#include "SmartControl_func_action.h"
+
+#include "SmartControl_func_object.h"
+#include "SmartControl_json.h"
 
 namespace {
 
@@ -20,15 +24,12 @@ void *AllocateZeroed(std::size_t size) {
 bool FillResult(char *buffer, UINT32 size, int result, const char *create_failure,
                 const char *print_failure) {
     const JsonTree root(bscJSON_CreateObject());
-    if (root == nullptr) {
-        tqdev_debug(LOG_ERROR, "%s\n", create_failure);
-        return false;
+    if (root == nullptr || !WriteItem(root.get(), "result", result)) {
+        return Fail(create_failure);
     }
-    WriteItem(root.get(), "result", result);
     const JsonText text(bscJSON_Print(root.get()));
     if (text == nullptr) {
-        tqdev_debug(LOG_ERROR, "%s\n", print_failure);
-        return false;
+        return Fail(print_failure);
     }
     if (size > 0) {
         const std::size_t length = strnlen(text.get(), size - 1);
@@ -41,40 +42,38 @@ bool FillResult(char *buffer, UINT32 size, int result, const char *create_failur
 // A device action that carries the common attributes.
 struct Action {
     const char *name; // in the log
-    void (*deliver)(const DoAction_Common_Attr_S &attr);
+    std::optional<int> (*deliver)(const DoAction_Common_Attr_S &attr);
 };
 
-// The application's verdict is not looked at: it never reaches the platform.
-
-void DeliverCapture(const DoAction_Common_Attr_S &attr) {
+std::optional<int> DeliverCapture(const DoAction_Common_Attr_S &attr) {
     tqDevSDK_SmartControl_device_capture_info record{};
     record.channel = attr.uiChannel;
     record.delay = attr.uiDelay;
     CopyText(record.relation_id, attr.pcExtra);
     record.uiValueNum = attr.uiValueNum;
     memcpy(record.auiValue, attr.auiValue, sizeof record.auiValue);
-    SendToDevice(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CAPTURE_PIC, record);
+    return SendToDevice(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CAPTURE_PIC, record);
 }
 
-void DeliverVideo(const DoAction_Common_Attr_S &attr) {
+std::optional<int> DeliverVideo(const DoAction_Common_Attr_S &attr) {
     tqDevSDK_SmartControl_Action_Common_S record{attr.uiChannel, attr.uiDelay};
-    SendToDevice(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_VIDEO, record);
+    return SendToDevice(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_VIDEO, record);
 }
 
-void DeliverPicAndVideo(const DoAction_Common_Attr_S &attr) {
+std::optional<int> DeliverPicAndVideo(const DoAction_Common_Attr_S &attr) {
     tqDevSDK_SmartControl_Action_Pic_And_Video_S record{};
     record.stComm = {attr.uiChannel, attr.uiDelay};
     CopyText(record.relation_id, attr.pcExtra);
-    SendToDevice(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_PIC_AND_VIDEO, record);
+    return SendToDevice(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_PIC_AND_VIDEO, record);
 }
 
-void DeliverSleep(const DoAction_Common_Attr_S &attr) {
+std::optional<int> DeliverSleep(const DoAction_Common_Attr_S &attr) {
     // The value is one little-endian word over the whole record.
     const UINT32 value = attr.auiValue[0];
     tqDevSDK_SmartControl_Action_Sleep_S record{
         static_cast<UINT8>(value),
         {static_cast<UINT8>(value >> 8), static_cast<UINT8>(value >> 16), static_cast<UINT8>(value >> 24)}};
-    SendToDevice(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SLEEP, record);
+    return SendToDevice(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SLEEP, record);
 }
 
 constexpr Action kCapture{"pic", DeliverCapture};
@@ -82,7 +81,7 @@ constexpr Action kVideo{"video", DeliverVideo};
 constexpr Action kPicAndVideo{"pic&&video", DeliverPicAndVideo};
 constexpr Action kSleep{"sleep", DeliverSleep};
 
-// True when the device was called.
+// True when the device was called; its verdict never reaches the platform.
 bool Perform(const Action &action, const bscJSON *root) {
     DoAction_Common_Attr_S *parsed = nullptr;
     if (DoAction_ParseCommonAttr(root, &parsed) != 0) {
@@ -90,11 +89,7 @@ bool Perform(const Action &action, const bscJSON *root) {
         return false;
     }
     const Attr attr(parsed);
-    if (GetReceiver() == nullptr) {
-        return false;
-    }
-    action.deliver(*attr);
-    return true;
+    return action.deliver(*attr).has_value();
 }
 
 int HandleAction(const Action &action, const char *req, char *rsp, UINT32 rsp_size) {
@@ -105,7 +100,7 @@ int HandleAction(const Action &action, const char *req, char *rsp, UINT32 rsp_si
     }
     const int result = FillCommonResp(rsp, rsp_size, Perform(action, root.get()) ? 0 : -1);
     if (result != 0) {
-        tqdev_debug(LOG_ERROR, "Failed to fill response message.\n");
+        Fail("Failed to fill response message.");
     }
     return result;
 }
@@ -131,7 +126,7 @@ int DoAction_ParseCommonAttr(const bscJSON *root, DoAction_Common_Attr_S **out) 
     }
     const bscJSON *params = members.Find("params");
     if (!IsObject(params)) {
-        tqdev_debug(LOG_ERROR, "Item is invalid:params\n");
+        Fail("Item is invalid:params");
         return -1;
     }
     attr->uiValueNum = ReadValues(params, attr->auiValue);
@@ -180,7 +175,7 @@ int SetChimeAlarmAction(const char *req, char *rsp, UINT32 rsp_size) {
         return -1;
     }
     if (req == nullptr) {
-        tqdev_debug(LOG_ERROR, "NULL input param!\n");
+        Fail("NULL input param!");
         return -1;
     }
     const JsonTree root(bscJSON_Parse(req));
@@ -198,37 +193,14 @@ int SetChimeAlarmAction(const char *req, char *rsp, UINT32 rsp_size) {
     }
     const bscJSON *params = members.Find("params");
     if (!IsObject(params)) {
-        tqdev_debug(LOG_ERROR, "Failed to find item:params\n");
+        Fail("Failed to find item:params");
         return -1;
     }
     record.uiValueNum = ReadValues(params, record.ausValue);
 
     if (SendToDevice(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CHIME_ALARM_ACTION, record) != 0) {
-        tqdev_debug(LOG_ERROR, "Failed to seng msg to app while setting chime alarm action.\n");
+        Fail("Failed to seng msg to app while setting chime alarm action.");
         return -1;
     }
     return 0;
-}
-
-int ReportManualScene(const char *json, int /*len*/, char **reply) {
-    if (json == nullptr) {
-        tqdev_debug(LOG_ERROR, "para is null\n");
-        return -1;
-    }
-    const JsonTree root(bscJSON_Parse(json));
-    int result = -1;
-    if (root == nullptr) {
-        tqdev_debug(LOG_ERROR, "ReportManualScene,json parse err\n");
-    } else if (const bscJSON *id = bscJSON_GetObjectItem(root.get(), "ruleId"); !IsString(id)) {
-        tqdev_debug(LOG_ERROR, "Failed to get sceneToDo\n");
-    } else {
-        const int32_t scene = ParseSigned(TextOf(id));
-        tqdev_debug(LOG_INFO, "Manual Scene ID is %d\n", scene);
-        tqDevSDK_SmartControl_ManualScene_S record{static_cast<UINT32>(scene)};
-        result = SendToDevice(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_MANUAL_SCENE, record);
-    }
-    // The reply is an empty object whatever the result.
-    const JsonTree empty(bscJSON_CreateObject());
-    *reply = empty != nullptr ? bscJSON_Print(empty.get()) : nullptr;
-    return result;
 }

@@ -1,19 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
+// Reports of events and of results of actions.
 #include <ctime>
 
 #include "SmartControl_command.h"
-#include "SmartControl_func.h"
 #include "SmartControl_func_report.h"
+#include "SmartControl_func_report_send.h"
 
 namespace {
 
-constexpr CommandReport kEventReport{kPu2CenPltReportEventReq, kPu2CenPltReportEventReq, nullptr};
-// The log names the event command for both; whoever reads logs knows it so.
-constexpr CommandReport kActionResultReport{kPu2CenPltReportActionResultReq, kPu2CenPltReportEventReq,
-                                            nullptr};
+using Event = tqDevSDK_SmartControl_Event;
+using ActionResult = tqDevSDK_SmartControl_Info_ActionResult;
 
-// The platform takes the fields of the broken-down UTC time as they are: years since 1900, months since
-// January.
+template <typename Record>
+bool IsThere(const Record *record) {
+    return record != nullptr || Fail("NULL input param!");
+}
+
+bool WriteEvent(bscJSON *root, const Event &event) {
+    return WriteItem(root, "channelNo", event.channel) && WriteItem(root, "value", event.value);
+}
+
+// The fields of the broken-down UTC time go out as they are: years since 1900, months since January.
 void FormatTime(char (&text)[64]) {
     const time_t now = time(nullptr);
     tm utc{};
@@ -28,40 +35,30 @@ void FormatTime(char (&text)[64]) {
         .AddTwoDigits(utc.tm_sec);
 }
 
+bool WriteActionResult(bscJSON *root, const ActionResult &result) {
+    char time_text[64];
+    FormatTime(time_text);
+    return WriteItem(root, "id", result.uiRuleId) && WriteField(root, "deviceId", result.acDeviceId) &&
+           WriteItem(root, "channelNo", result.uiChannelNo) && WriteItem(root, "domain", result.uiDomain) &&
+           WriteItem(root, "cmdId", result.uiCmdId) && WriteItem(root, "result", result.ucResult) &&
+           WriteItem(root, "time", static_cast<const char *>(time_text));
+}
+
+constexpr Report<CommandWay, Event> kEventReport{
+    {"an event", kPu2CenPltReportEventReq, kPu2CenPltReportEventReq, nullptr}, IsThere, WriteEvent};
+
+// The log names the command of the event for both.
+constexpr Report<CommandWay, ActionResult> kActionResultReport{
+    {"an action result", kPu2CenPltReportActionResultReq, kPu2CenPltReportEventReq, nullptr},
+    IsThere,
+    WriteActionResult};
+
 } // namespace
 
 int ReportEventReqToPlt(const tqDevSDK_SmartControl_Event *event) {
-    if (event == nullptr) {
-        tqdev_debug(LOG_ERROR, "NULL input param!\n");
-        return -1;
-    }
-    const JsonTree root = CreateReportObject();
-    if (root == nullptr) {
-        return -1;
-    }
-    WriteItem(root.get(), "channelNo", event->channel);
-    WriteItem(root.get(), "value", event->value);
-    return SendReport(kEventReport, root.get());
+    return SendReport(kEventReport, event);
 }
 
 int ReportActionResultToPlt(const tqDevSDK_SmartControl_Info_ActionResult *result) {
-    if (result == nullptr) {
-        tqdev_debug(LOG_ERROR, "NULL input param!\n");
-        return -1;
-    }
-    char time_text[64];
-    FormatTime(time_text);
-
-    const JsonTree root = CreateReportObject();
-    if (root == nullptr) {
-        return -1;
-    }
-    WriteItem(root.get(), "id", result->uiRuleId);
-    WriteItem(root.get(), "deviceId", result->acDeviceId);
-    WriteItem(root.get(), "channelNo", result->uiChannelNo);
-    WriteItem(root.get(), "domain", result->uiDomain);
-    WriteItem(root.get(), "cmdId", result->uiCmdId);
-    WriteItem(root.get(), "result", result->ucResult);
-    WriteItem(root.get(), "time", time_text);
-    return SendReport(kActionResultReport, root.get());
+    return SendReport(kActionResultReport, result);
 }

@@ -1,88 +1,75 @@
 // SPDX-License-Identifier: Apache-2.0
+// Reports of the LAN center and its members, in both forms.
 #include "SmartControl_command.h"
-#include "SmartControl_func.h"
 #include "SmartControl_func_report.h"
+#include "SmartControl_func_report_send.h"
 
 namespace {
-
-constexpr CommandReport kLanCentorReport{kPu2CenPltReportCenterDeviceReq, kPu2CenPltReportCenterDeviceReq,
-                                         "Report lan centor info to Plt: "};
-constexpr ModelReport kLanCentorReportV3 =
-    MakeModelReport(tq_event, "ReportNetTopology", "report",
-                    "Failed to send msg to platform_v3 for reporting center status.", nullptr);
 
 using Center = tqDevSDK_SmartControl_ReportLanCentor;
 using Member = tqDevSDK_SmartControl_LanDevice;
 
+bool IsThere(const Center *center) {
+    return center != nullptr || Fail("NULL input param.");
+}
+
+bool WriteMembers(bscJSON *root, const char *key, const Center &center,
+                  bool (*write)(bscJSON *object, const Member &member)) {
+    bscJSON *members = AttachArray(root, key, "Failed to cJSON_CreateArray.");
+    if (members == nullptr) {
+        return false;
+    }
+    const UINT32 count = center.pLanDevice != nullptr ? center.uiLanDeviceNum : 0;
+    for (UINT32 i = 0; i < count; ++i) {
+        bscJSON *object = AppendObject(members, "Failed to cJSON_CreateObject for array.");
+        if (object == nullptr || !write(object, center.pLanDevice[i])) {
+            return false;
+        }
+    }
+    return true;
+}
+
 // The two forms have no key in common but "extend", whose value differs.
 
-void WriteCenter(bscJSON *root, const Center &center) {
-    WriteItem(root, "centerDeviceSerial", center.acCenterDeviceId);
-    WriteItem(root, "enable", center.uiEnable);
-    WriteItem(root, "extend", "1");
+bool WriteMember(bscJSON *object, const Member &member) {
+    return WriteField(object, "deviceSerial", member.acDeviceId);
 }
 
-void WriteMember(bscJSON *object, const Member &member) {
-    WriteItem(object, "deviceSerial", member.acDeviceId);
+bool WriteCenter(bscJSON *root, const Center &center) {
+    return WriteField(root, "centerDeviceSerial", center.acCenterDeviceId) &&
+           WriteItem(root, "enable", center.uiEnable) && WriteItem(root, "extend", "1") &&
+           WriteMembers(root, "devList", center, WriteMember);
 }
 
-void WriteCenterV3(bscJSON *root, const Center &center) {
-    WriteItem(root, "centerSerialNumber", center.acCenterDeviceId);
-    WriteItem(root, "sceneVersion", center.uiVersion);
-    WriteItem(root, "enabled", center.uiEnable);
-    WriteItem(root, "extend", center.acExtend);
+bool WriteMemberV3(bscJSON *object, const Member &member) {
+    return WriteField(object, "serialNumber", member.acDeviceId) &&
+           WriteItem(object, "softwareVersion", member.uiVersion);
 }
 
-void WriteMemberV3(bscJSON *object, const Member &member) {
-    WriteItem(object, "serialNumber", member.acDeviceId);
-    WriteItem(object, "softwareVersion", member.uiVersion);
+bool WriteCenterV3(bscJSON *root, const Center &center) {
+    return WriteField(root, "centerSerialNumber", center.acCenterDeviceId) &&
+           WriteItem(root, "sceneVersion", center.uiVersion) && WriteItem(root, "enabled", center.uiEnable) &&
+           WriteField(root, "extend", center.acExtend) &&
+           WriteMembers(root, "DevList", center, WriteMemberV3);
 }
 
-struct Form {
-    void (*write_center)(bscJSON *root, const Center &center);
-    const char *members_key;
-    void (*write_member)(bscJSON *object, const Member &member);
-};
+constexpr Report<CommandWay, Center> kCenterReport{{"the LAN center", kPu2CenPltReportCenterDeviceReq,
+                                                    kPu2CenPltReportCenterDeviceReq,
+                                                    "Report lan centor info to Plt: "},
+                                                   IsThere,
+                                                   WriteCenter};
 
-constexpr Form kForm{WriteCenter, "devList", WriteMember};
-constexpr Form kFormV3{WriteCenterV3, "DevList", WriteMemberV3};
-
-// The report's tree; null when it could not be built.
-JsonTree BuildCenter(const Form &form, const Center *center) {
-    if (center == nullptr) {
-        tqdev_debug(LOG_ERROR, "NULL input param.\n");
-        return nullptr;
-    }
-    JsonTree root = CreateReportObject();
-    if (root == nullptr) {
-        return nullptr;
-    }
-    form.write_center(root.get(), *center);
-
-    JsonTree members = CreateReportArray("Failed to cJSON_CreateArray.");
-    if (members == nullptr) {
-        return nullptr;
-    }
-    const UINT32 count = center->pLanDevice != nullptr ? center->uiLanDeviceNum : 0;
-    for (UINT32 i = 0; i < count; ++i) {
-        bscJSON *object = AppendReportObject(members.get(), "Failed to cJSON_CreateObject for array.");
-        if (object == nullptr) {
-            return nullptr;
-        }
-        form.write_member(object, center->pLanDevice[i]);
-    }
-    AttachItem(root.get(), form.members_key, std::move(members));
-    return root;
-}
+constexpr Report<ModelWay, Center> kCenterReportV3{
+    MakeModelWay("the LAN center, version 3", tq_event, "ReportNetTopology", "report",
+                 "Failed to send msg to platform_v3 for reporting center status.", nullptr),
+    IsThere, WriteCenterV3};
 
 } // namespace
 
 int ReportLanCentorToPlt(const tqDevSDK_SmartControl_ReportLanCentor *center) {
-    const JsonTree root = BuildCenter(kForm, center);
-    return root != nullptr ? SendReport(kLanCentorReport, root.get()) : -1;
+    return SendReport(kCenterReport, center);
 }
 
 int ReportLanCentorToPltV3(const tqDevSDK_SmartControl_ReportLanCentor *center) {
-    const JsonTree root = BuildCenter(kFormV3, center);
-    return root != nullptr ? SendReport(kLanCentorReportV3, root.get()) : -1;
+    return SendReport(kCenterReportV3, center);
 }

@@ -1,72 +1,83 @@
 // SPDX-License-Identifier: Apache-2.0
+// Reports of actions and scenes that the device could not carry out, so that the platform does.
 #include "SmartControl_command.h"
-#include "SmartControl_func.h"
 #include "SmartControl_func_report.h"
+#include "SmartControl_func_report_send.h"
 
 namespace {
 
-constexpr CommandReport kUndoneActionsReport{kPu2CenPltReportUndoneActionsReq,
-                                             kPu2CenPltReportUndoneActionsReq, "Undone Actions to plt:"};
-constexpr ModelReport kUndoneActionsReportV3 =
-    MakeModelReport(tq_event, "AssistExecAction", "report",
-                    "Failed to send msg to platform for reporting undone action", "Undone Actions to plt:");
-constexpr ModelReport kUndoneSceneReportV3 =
-    MakeModelReport(tq_service, "AssistExecScene", "query",
-                    "Failed to send msg to platform for reporting undone Scene", "Undone Scene to plt:");
+using UndoneActions = tqDevSDK_SmartControl_UndoneActions_S;
+using UndoneAction = tqDevSDK_SmartControl_ConfigRule_Actions;
+using UndoneActionsV3 = tqDevSDK_SmartControl_UndoneActions_V3_S;
+using UndoneScenes = tqDevSDK_SmartControl_UndoneSceneList_S;
+using OtapBaseInfo = tqDevSDK_SmartControl_OtapBaseInfo_S;
+using OtapMsg = tqDevSDK_SmartControl_OtapMsg_S;
 
-constexpr std::size_t kTopicSize = 128;
-
-bool LogAndFail(const char *text) {
-    tqdev_debug(LOG_ERROR, "%s\n", text);
-    return false;
-}
-
-// False, logged, for a null record or one without actions.
 template <typename Record>
 bool HasActions(const Record *acts) {
     if (acts == nullptr) {
-        return LogAndFail("NULL input param.");
+        return Fail("NULL input param.");
     }
-    return acts->usNum != 0 || LogAndFail("No undone actions to be reported.");
+    return acts->usNum != 0 || Fail("No undone actions to be reported.");
 }
 
-bool WriteUndoneAction(bscJSON *object, const tqDevSDK_SmartControl_ConfigRule_Actions &action,
-                       const char *extend_value) {
-    WriteItem(object, "domain", action.uiDomain);
-    WriteItem(object, "cmdId", action.uiCmdId);
-    WriteItem(object, "deviceId", action.acDevId);
-    WriteItem(object, "channelNo", action.ucChannel);
-    if (action.ucValueNum > TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX) {
-        tqdev_debug(LOG_ERROR, "Action value num exceeds[%d > %d].\n", action.ucValueNum,
-                    TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX);
+// ---- Actions, version 2: domain and command ----
+
+bool HasTooManyValues(const UndoneAction &action) {
+    if (action.ucValueNum <= TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX) {
         return false;
     }
-    JsonTree params = CreateReportObject();
-    if (params == nullptr) {
-        return false;
-    }
-    WriteValues(params.get(), action.ausValue, action.ucValueNum);
-    AttachItem(object, "params", std::move(params));
-    WriteItem(object, "delay", action.uiDelay);
-    WriteItem(object, "extendValue", extend_value);
+    tqdev_debug(LOG_ERROR, "Action value num exceeds[%d > %d].\n", action.ucValueNum,
+                TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX);
     return true;
 }
 
-// The array of undone actions; null when one of them could not be written.
-JsonTree GenArray_UndoneActions(UINT32 uiNum, const tqDevSDK_SmartControl_ConfigRule_Actions *pstAcsList,
-                                const char *pcExtendValue) {
-    JsonTree array = CreateReportArray();
-    if (array == nullptr) {
-        return nullptr;
+bool IsReportable(const UndoneActions *acts) {
+    if (!HasActions(acts)) {
+        return false;
     }
-    for (UINT32 i = 0; i < uiNum; ++i) {
-        bscJSON *object = AppendReportObject(array.get());
-        if (object == nullptr || !WriteUndoneAction(object, pstAcsList[i], pcExtendValue)) {
-            return nullptr;
+    const UndoneAction *end = acts->astUndoneActs + acts->usNum;
+    return std::none_of(acts->astUndoneActs, end, HasTooManyValues) ||
+           Fail("Failed to GenArray_UndoneActions.");
+}
+
+bool WriteAction(bscJSON *object, const UndoneAction &action, const UndoneActions &acts) {
+    if (!WriteItem(object, "domain", action.uiDomain) || !WriteItem(object, "cmdId", action.uiCmdId) ||
+        !WriteField(object, "deviceId", action.acDevId) ||
+        !WriteItem(object, "channelNo", action.ucChannel)) {
+        return false;
+    }
+    bscJSON *params = AttachObject(object, "params", kNoReportObject);
+    return params != nullptr && WriteValues(params, action.ausValue, action.ucValueNum) &&
+           WriteItem(object, "delay", action.uiDelay) && WriteField(object, "extendValue", acts.acExtendVal);
+}
+
+bool GenArray_UndoneActions(bscJSON *root, const UndoneActions &acts) {
+    bscJSON *array = AttachArray(root, "undoneActions", kNoReportArray);
+    if (array == nullptr) {
+        return false;
+    }
+    for (UINT16 i = 0; i < acts.usNum; ++i) {
+        bscJSON *object = AppendObject(array, kNoReportObject);
+        if (object == nullptr || !WriteAction(object, acts.astUndoneActs[i], acts)) {
+            return false;
         }
     }
-    return array;
+    return true;
 }
+
+bool WriteActions(bscJSON *root, const UndoneActions &acts) {
+    return WriteItem(root, "id", acts.uiRuleId) &&
+           (GenArray_UndoneActions(root, acts) || Fail("Failed to GenArray_UndoneActions."));
+}
+
+constexpr Report<CommandWay, UndoneActions> kUndoneActionsReport{
+    {"undone actions", kPu2CenPltReportUndoneActionsReq, kPu2CenPltReportUndoneActionsReq,
+     "Undone Actions to plt:"},
+    IsReportable,
+    WriteActions};
+
+// ---- Actions, version 3: topic and payload ----
 
 // The text of a model type in topics; null for an unknown one.
 const char *ModelTypeText(UINT32 model_type) {
@@ -75,33 +86,27 @@ const char *ModelTypeText(UINT32 model_type) {
     return model_type < std::size(kTexts) ? kTexts[model_type] : nullptr;
 }
 
-void CopySerial(char (&serial)[16], const char (&field)[16]) {
-    CopyText(serial, field);
-    if (serial[0] == '\0') {
-        CopyText(serial, "global");
-    }
+using Topic = TextWriter<128>;
+
+Topic &AddSerial(Topic &topic, const char (&serial)[16]) {
+    return serial[0] != '\0' ? topic.AddUpTo(serial, sizeof serial - 1) : topic.Add("global");
 }
 
-// Writes the topic, cut to 127 characters; -1 and an empty topic for an unknown model type.
-int Protocol_GenOtapTopic(const tqDevSDK_SmartControl_OtapBaseInfo_S &info, char (&acTopic)[kTopicSize]) {
-    TextWriter topic(acTopic);
+// Adds the topic, cut to 127 characters; nothing, logged, for an unknown model type.
+void Protocol_GenOtapTopic(Topic &topic, const OtapBaseInfo &info) {
     const char *model_type = ModelTypeText(info.uiModelType);
     if (model_type == nullptr) {
-        tqdev_debug(LOG_ERROR, "gen ModelType[] is invalid\n");
-        return -1;
+        Fail("gen ModelType[] is invalid");
+        return;
     }
-    char serial[16];
-    char sub_serial[16];
-    CopySerial(serial, info.acSerial);
-    CopySerial(sub_serial, info.acSubSerial);
-    topic.Add("/").Add(info.acSceneType).Add("/").Add(serial).Add("/").Add(sub_serial);
-    topic.Add("/").Add(info.acResourceId).Add("-").Add(info.acResourceType);
-    topic.Add("/model/").Add(model_type).Add("/").Add(info.acMethodType);
-    topic.Add("/").Add(info.acDomain).Add("/").Add(info.acIdentifier);
-    return 0;
+    AddSerial(topic.Add('/').Add(info.acSceneType).Add('/'), info.acSerial).Add('/');
+    AddSerial(topic, info.acSubSerial).Add('/').Add(info.acResourceId).Add('-').Add(info.acResourceType);
+    topic.Add("/model/").Add(model_type).Add('/').Add(info.acMethodType);
+    topic.Add('/').Add(info.acDomain).Add('/').Add(info.acIdentifier);
 }
 
-// Adds a copy of the payload's "params", if it has any; false without memory for the copy.
+// Adds a copy of the payload's "params", if it has any; false when there is no memory for the copy. A payload
+// that the library cannot parse for lack of memory counts as one without: it does not say why it failed.
 bool WritePayloadParams(bscJSON *element, const char *payload_text) {
     const JsonTree payload(bscJSON_Parse(payload_text));
     if (payload == nullptr) {
@@ -113,33 +118,50 @@ bool WritePayloadParams(bscJSON *element, const char *payload_text) {
         tqdev_debug(LOG_DEBUG, "params in acPayload is NULL.\n");
         return true;
     }
-    JsonTree copy(bscJSON_Duplicate(params, true));
-    if (copy == nullptr) {
-        return LogAndFail("Failed to bscJSON_Duplicate.");
-    }
-    AttachItem(element, "params", std::move(copy));
-    return true;
+    return AttachItem(element, "params", JsonTree(bscJSON_Duplicate(params, true))) != nullptr ||
+           Fail("Failed to bscJSON_Duplicate.");
 }
 
-bool WriteOtapAction(bscJSON *actions, const tqDevSDK_SmartControl_OtapMsg_S &action) {
-    bscJSON *element = AppendReportObject(actions);
+bool WriteOtapAction(bscJSON *actions, const OtapMsg &action) {
+    bscJSON *element = AppendObject(actions, kNoReportObject);
     if (element == nullptr) {
         return false;
     }
-    char topic[kTopicSize];
-    Protocol_GenOtapTopic(action.stBaseInfo, topic); // an element without a topic is sent all the same
-    WriteItem(element, "URL", static_cast<const char *>(topic));
-    return WritePayloadParams(element, action.stBody.acPayload);
+    char text[128];
+    Topic topic(text);
+    Protocol_GenOtapTopic(topic, action.stBaseInfo); // an element without a topic is sent all the same
+    return WriteItem(element, "URL", static_cast<const char *>(text)) &&
+           WritePayloadParams(element, action.stBody.acPayload);
 }
 
-bool HasScenes(const tqDevSDK_SmartControl_UndoneSceneList_S *scenes) {
+bool WriteActionsV3(bscJSON *root, const UndoneActionsV3 &acts) {
+    bscJSON *actions = AttachArray(root, "Actions", kNoReportArray);
+    if (actions == nullptr) {
+        return false;
+    }
+    for (UINT16 i = 0; i < acts.usNum; ++i) {
+        if (!WriteOtapAction(actions, acts.pstActions[i])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+constexpr Report<ModelWay, UndoneActionsV3> kUndoneActionsReportV3{
+    MakeModelWay("undone actions, version 3", tq_event, "AssistExecAction", "report",
+                 "Failed to send msg to platform for reporting undone action", "Undone Actions to plt:"),
+    HasActions, WriteActionsV3};
+
+// ---- Scenes ----
+
+bool HasScenes(const UndoneScenes *scenes) {
     if (scenes == nullptr) {
-        return LogAndFail("NULL input param.");
+        return Fail("NULL input param.");
     }
     if (scenes->stSrcEvent.stBody.acPayload == nullptr) {
-        return LogAndFail("Push undoScene and not find event.");
+        return Fail("Push undoScene and not find event.");
     }
-    return scenes->uiNum != 0 || LogAndFail("No undone actions to be reported.");
+    return scenes->uiNum != 0 || Fail("No undone actions to be reported.");
 }
 
 bool WriteSceneId(bscJSON *ids, UINT32 id) {
@@ -152,65 +174,30 @@ bool WriteSceneId(bscJSON *ids, UINT32 id) {
     return true;
 }
 
+bool WriteScenes(bscJSON *root, const UndoneScenes &scenes) {
+    if (!WriteItem(root, "event", scenes.stSrcEvent.stBody.acPayload)) {
+        return false;
+    }
+    bscJSON *ids = AttachArray(root, "ruleIds", kNoReportArray);
+    return ids != nullptr && std::all_of(scenes.uiSceneList, scenes.uiSceneList + scenes.uiNum,
+                                         [ids](UINT32 id) { return WriteSceneId(ids, id); });
+}
+
+constexpr Report<ModelWay, UndoneScenes> kUndoneSceneReportV3{
+    MakeModelWay("undone scenes", tq_service, "AssistExecScene", "query",
+                 "Failed to send msg to platform for reporting undone Scene", "Undone Scene to plt:"),
+    HasScenes, WriteScenes};
+
 } // namespace
 
 int ReportUndoneActionsToPlt(const tqDevSDK_SmartControl_UndoneActions_S *acts) {
-    if (!HasActions(acts)) {
-        return -1;
-    }
-    const JsonTree root = CreateReportObject();
-    if (root == nullptr) {
-        return -1;
-    }
-    WriteItem(root.get(), "id", acts->uiRuleId);
-    JsonTree actions = GenArray_UndoneActions(acts->usNum, acts->astUndoneActs, FieldText(acts->acExtendVal));
-    if (actions == nullptr) {
-        tqdev_debug(LOG_ERROR, "Failed to GenArray_UndoneActions.\n");
-        return -1;
-    }
-    AttachItem(root.get(), "undoneActions", std::move(actions));
-    return SendReport(kUndoneActionsReport, root.get());
+    return SendReport(kUndoneActionsReport, acts);
 }
 
 int ReportUndoneActionsToPltV3(const tqDevSDK_SmartControl_UndoneActions_V3_S *acts) {
-    if (!HasActions(acts)) {
-        return -1;
-    }
-    const JsonTree root = CreateReportObject();
-    if (root == nullptr) {
-        return -1;
-    }
-    JsonTree actions = CreateReportArray();
-    if (actions == nullptr) {
-        return -1;
-    }
-    for (UINT16 i = 0; i < acts->usNum; ++i) {
-        if (!WriteOtapAction(actions.get(), acts->pstActions[i])) {
-            return -1;
-        }
-    }
-    AttachItem(root.get(), "Actions", std::move(actions));
-    return SendReport(kUndoneActionsReportV3, root.get());
+    return SendReport(kUndoneActionsReportV3, acts);
 }
 
 int ReportUndoneSceneToPltV3(const tqDevSDK_SmartControl_UndoneSceneList_S *scenes) {
-    if (!HasScenes(scenes)) {
-        return -1;
-    }
-    const JsonTree root = CreateReportObject();
-    if (root == nullptr) {
-        return -1;
-    }
-    WriteItem(root.get(), "event", scenes->stSrcEvent.stBody.acPayload);
-    JsonTree ids = CreateReportArray();
-    if (ids == nullptr) {
-        return -1;
-    }
-    for (UINT32 i = 0; i < scenes->uiNum; ++i) {
-        if (!WriteSceneId(ids.get(), scenes->uiSceneList[i])) {
-            return -1;
-        }
-    }
-    AttachItem(root.get(), "ruleIds", std::move(ids));
-    return SendReport(kUndoneSceneReportV3, root.get());
+    return SendReport(kUndoneSceneReportV3, scenes);
 }

@@ -12,20 +12,20 @@
 #include <memory>
 #include <type_traits>
 
+#include "SmartControl_log.h"
 #include "SmartControl_text.h"
 #include "bscJSON.h"
 #include "tqDevSDK_SmartControl_def.h"
-#include "tqdev_debug.h"
 
-// The JSON tree or heap text that the current scope owns.
+// The JSON tree, the heap text or other memory that the current scope owns.
 struct JsonDelete {
     void operator()(bscJSON *tree) const { bscJSON_Delete(tree); }
 };
-struct TextFree {
-    void operator()(char *text) const { free(text); }
+struct MemoryFree {
+    void operator()(void *memory) const { free(memory); }
 };
 using JsonTree = std::unique_ptr<bscJSON, JsonDelete>;
-using JsonText = std::unique_ptr<char, TextFree>;
+using JsonText = std::unique_ptr<char, MemoryFree>;
 
 inline bool IsArray(const bscJSON *item) {
     return item != nullptr && (item->type & 0xFF) == cJSON_Array;
@@ -100,21 +100,6 @@ inline bscJSON *AttachItem(bscJSON *object, const char *key, JsonTree item) {
     return item.release();
 }
 
-/// Adds one member, a number or a text of fixed width or NUL-terminated; false when there is no memory. The
-/// key must outlive the object.
-template <typename Value>
-bool WriteItem(bscJSON *object, const char *key, const Value &value) {
-    bscJSON *item = nullptr;
-    if constexpr (std::is_arithmetic_v<Value>) {
-        item = bscJSON_CreateNumber(value);
-    } else if constexpr (std::is_array_v<Value>) {
-        item = bscJSON_CreateString(FieldText(value));
-    } else {
-        item = bscJSON_CreateString(value);
-    }
-    return AttachItem(object, key, JsonTree(item)) != nullptr;
-}
-
 /// Appends an item and returns it; null, and nothing kept, when there is no memory.
 inline bscJSON *AppendItem(bscJSON *array, JsonTree item) {
     bscJSON *appended = item.get();
@@ -123,6 +108,37 @@ inline bscJSON *AppendItem(bscJSON *array, JsonTree item) {
     }
     return item.release();
 }
+
+/// A number as the JSON library prints it, without its way through a double and back: null when there is no
+/// memory.
+bscJSON *CreateNumber(UINT32 number);
+bscJSON *CreateNumber(int32_t number);
+
+/// Adds one member, a number or a text, which is copied; false when there is no memory. The key must outlive
+/// the object.
+template <typename Number, typename = std::enable_if_t<std::is_integral_v<Number>>>
+bool WriteItem(bscJSON *object, const char *key, Number value) {
+    static_assert(sizeof value <= sizeof(UINT32));
+    using Wide = std::conditional_t<std::is_signed_v<Number>, int32_t, UINT32>;
+    return AttachItem(object, key, JsonTree(CreateNumber(Wide{value}))) != nullptr;
+}
+inline bool WriteItem(bscJSON *object, const char *key, const char *text) {
+    return AttachItem(object, key, JsonTree(bscJSON_CreateString(text))) != nullptr;
+}
+
+/// Adds a text of a record, which must outlive the object: the tree borrows it. A text that fills its field
+/// has no terminator and is copied. False when there is no memory.
+template <std::size_t N>
+bool WriteField(bscJSON *object, const char *key, const char (&text)[N]) {
+    const bool terminated = memchr(text, '\0', N) != nullptr;
+    bscJSON *item = terminated ? bscJSON_CreateStringReference(text) : bscJSON_CreateString(FieldText(text));
+    return AttachItem(object, key, JsonTree(item)) != nullptr;
+}
+
+/// Adds an empty array or object and returns it; null, and `failure` in the log, when there is no memory.
+bscJSON *AttachArray(bscJSON *object, const char *key, const char *failure);
+bscJSON *AttachObject(bscJSON *object, const char *key, const char *failure);
+bscJSON *AppendObject(bscJSON *array, const char *failure);
 
 /// Keys of an action's values, in order.
 constexpr const char *kValueKeys[] = {"value1",  "value2",  "value3",  "value4",  "value5",  "value6",
@@ -144,14 +160,8 @@ UINT8 ReadValues(Members params, Value (&values)[TQDEVSDK_SMART_CONTROL_ACTION_V
     return count;
 }
 
-/// The mirror of ReadValues; false when there was no memory for one of them, which is then missing.
-inline bool WriteValues(bscJSON *params, const UINT16 (&values)[TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX],
-                        UINT8 count) {
-    bool all = true;
-    for (UINT8 i = 0; i < count; ++i) {
-        all = WriteItem(params, kValueKeys[i], values[i]) && all;
-    }
-    return all;
-}
+/// The mirror of ReadValues; false when there is no memory.
+bool WriteValues(bscJSON *params, const UINT16 (&values)[TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX],
+                 UINT8 count);
 
 #endif

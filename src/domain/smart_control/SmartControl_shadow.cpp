@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
+// The tables of the shadow's keys and their registration.
 #include "SmartControl_shadow.h"
 
 #include <iterator>
 
 #include "SmartControl_command.h"
+#include "SmartControl_log.h"
 #include "SmartControl_model.h"
+#include "SmartControl_shadow_rules.h"
+#include "SmartControl_shadow_text.h"
 #include "SmartControl_text.h"
-#include "tqdev_debug.h"
 #include "tqdev_sdk_kernel.h"
 
 namespace {
@@ -48,7 +51,7 @@ int SmartControl_Shadow_InitService(int32_t resetReportAll) {
     reg.pstSrvList = g_astService;
     const int result = tqDevSDK_Shadow_DomainReg(kSmartControlDomain, &reg);
     if (result != 0) {
-        tqdev_debug(LOG_ERROR, "Failed to register SmartControl shadow service.\n");
+        Fail("Failed to register SmartControl shadow service.");
     }
     return result;
 }
@@ -56,7 +59,7 @@ int SmartControl_Shadow_InitService(int32_t resetReportAll) {
 int SmartControl_Shadow_FnitService() {
     const int result = tqDevSDK_Shadow_DomainDereg(kSmartControlDomain);
     if (result != 0) {
-        tqdev_debug(LOG_ERROR, "Failed to deregister SmartControl shadow service.\n");
+        Fail("Failed to deregister SmartControl shadow service.");
     }
     return result;
 }

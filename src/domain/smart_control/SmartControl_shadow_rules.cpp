@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "SmartControl_func.h"
-#include "SmartControl_shadow.h"
+// Linkage rules between the shadow and the application.
+#include "SmartControl_shadow_rules.h"
+
+#include "SmartControl_enum.h"
+#include "SmartControl_func_object.h"
 #include "SmartControl_shadow_rules_json.h"
 
 // Bytes that the host's buffer for values holds; 0 when the host gives no bound.
@@ -12,15 +15,30 @@ namespace {
 
 constexpr std::size_t kValueCapacity = TQ_SHADOW_VALUE_CAPACITY;
 
-// A rule set in the current frame; its arrays go with it.
-struct LocalRules {
-    LocalRules() = default;
-    LocalRules(const LocalRules &) = delete;
-    LocalRules &operator=(const LocalRules &) = delete;
-    ~LocalRules() { Free_ConfigRules(&rules); }
+// A rule set that was read; its arrays go with it.
+struct ReadRules {
+    ReadRules() = default;
+    ReadRules(const ReadRules &) = delete;
+    ReadRules &operator=(const ReadRules &) = delete;
+    ~ReadRules() { Free_ConfigRules(&rules); }
 
     tqDevSDK_SmartControl_ConfigRules rules{};
 };
+
+// Lends a rule set to the application: copies of the records that count rules, so that releasing the set goes
+// by what was built, whatever the application writes into the counts. Nothing, logged, without memory.
+std::optional<int> LendRules(const tqDevSDK_SmartControl_ConfigRules &rules) {
+    const std::size_t size = rules.usNum * sizeof *rules.pstUnit;
+    const std::unique_ptr<void, MemoryFree> units(malloc(size));
+    if (units == nullptr) {
+        Fail("Failed to calloc memory!");
+        return std::nullopt;
+    }
+    memcpy(units.get(), rules.pstUnit, size);
+    tqDevSDK_SmartControl_ConfigRules lent = rules;
+    lent.pstUnit = static_cast<tqDevSDK_SmartControl_ConfigRules_ValueUnit *>(units.get());
+    return SendToDevice(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_RULES, &lent, 0);
+}
 
 // A rule set on the heap, as the application hands it over.
 struct HeapRulesFree {
@@ -34,7 +52,7 @@ using HeapRules = std::unique_ptr<tqDevSDK_SmartControl_ConfigRules, HeapRulesFr
 JsonText PrintRules(const tqDevSDK_SmartControl_ConfigRules &rules) {
     const JsonTree root(bscJSON_CreateArray());
     if (root == nullptr) {
-        tqdev_debug(LOG_ERROR, "Failed to bscJSON_CreateArray\n");
+        Fail("Failed to bscJSON_CreateArray");
         return nullptr;
     }
     if (!WriteConfigRules(root.get(), rules)) {
@@ -42,7 +60,7 @@ JsonText PrintRules(const tqDevSDK_SmartControl_ConfigRules &rules) {
     }
     JsonText text(bscJSON_Print(root.get()));
     if (text == nullptr) {
-        tqdev_debug(LOG_ERROR, "Failed to bscJSON_Print.\n");
+        Fail("Failed to bscJSON_Print.");
     }
     return text;
 }
@@ -52,55 +70,51 @@ JsonText PrintRules(const tqDevSDK_SmartControl_ConfigRules &rules) {
 int ParseSync_SmartControl_Rules(const tqDevSDK_Shadow_value_t *pValue,
                                  tqDevSDK_Shadow_ParseSync_Param_S *pstParam) {
     if (pValue == nullptr || pValue->value == nullptr || pstParam == nullptr) {
-        tqdev_debug(LOG_ERROR, "NULL input param.\n");
+        Fail("NULL input param.");
         return -1;
     }
-    if (pValue->type != shd_data_type_array) {
-        tqdev_debug(LOG_ERROR, " pValue type err.\n");
+    if (NumberOf(pValue->type) != shd_data_type_array) {
+        Fail(" pValue type err.");
         return -1;
     }
     tqdev_debug(LOG_ERROR, "pcValueStr = %s\n", pValue->value);
-    if (SmartControl_get_callback()->recv_msg == nullptr) {
-        tqdev_debug(LOG_ERROR, "Error, SmartControl domain:recv_msg is NULL.\n");
+    if (!HasReceiver("Error, SmartControl domain:recv_msg is NULL.")) {
         return -1;
     }
     tqdev_debug(LOG_DEBUG, "Shadow Service, Parse interconnection rules info.\n");
     const JsonTree root(bscJSON_Parse(pValue->value));
     if (root == nullptr) {
-        tqdev_debug(LOG_ERROR, "Failed to bscJSON_Parse\n");
+        Fail("Failed to bscJSON_Parse");
         return -1;
     }
-    LocalRules local;
-    if (!ReadConfigRules(root.get(), local.rules)) {
+    ReadRules read;
+    if (!ReadConfigRules(root.get(), read.rules)) {
         return -1;
     }
-    const int result = SendToDevice(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_RULES, &local.rules, 0);
-    if (result != 0) {
-        tqdev_debug(LOG_ERROR, "Failed to send msg to dev in shadow by ParseSync_SmartControl_Rules\n");
+    const std::optional<int> result = LendRules(read.rules);
+    if (result.has_value() && *result != 0) {
+        Fail("Failed to send msg to dev in shadow by ParseSync_SmartControl_Rules");
     }
-    return result;
+    return result.value_or(-1);
 }
 
 int GenJson_SmartControl_Rules_Proc(tqDevSDK_Shadow_value_t *pValue,
                                     tqDevSDK_Shadow_GenValue_Param_S *pstParam) {
     if (pValue == nullptr || pstParam == nullptr || pValue->value == nullptr) {
-        tqdev_debug(LOG_ERROR, "NULL input param.\n");
+        Fail("NULL input param.");
         return -1;
     }
-    const auto on_get_runtime_info = SmartControl_get_callback()->on_get_runtime_info;
-    if (on_get_runtime_info == nullptr) {
-        tqdev_debug(LOG_ERROR, "Error, SmartControl domain:on_get_runtime_info is NULL\n");
+    tqDevSDK_SmartControl_runtime_info question{TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_CONFIG_RULES, nullptr,
+                                                0};
+    const std::optional<int> result = Ask(question, "Error, SmartControl domain:on_get_runtime_info is NULL");
+    if (!result.has_value()) {
         return -1;
     }
-    tqDevSDK_SmartControl_runtime_info query{TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_CONFIG_RULES, nullptr,
-                                             0};
-    const int result = on_get_runtime_info(&query);
     // Ours now, also when the application failed.
-    const HeapRules rules(reinterpret_cast<tqDevSDK_SmartControl_ConfigRules *>(query.data));
-    if (result != 0) {
-        tqdev_debug(LOG_ERROR,
-                    "Failed to get on_run_time_info of shadow by GenJson_SmartControl_Rules_Proc\n");
-        return result;
+    const HeapRules rules(reinterpret_cast<tqDevSDK_SmartControl_ConfigRules *>(question.data));
+    if (*result != 0) {
+        Fail("Failed to get on_run_time_info of shadow by GenJson_SmartControl_Rules_Proc");
+        return *result;
     }
 
     constexpr tqDevSDK_SmartControl_ConfigRules kNoRules{};
@@ -111,7 +125,7 @@ int GenJson_SmartControl_Rules_Proc(tqDevSDK_Shadow_value_t *pValue,
     const JsonText text = PrintRules(current);
     const std::size_t length = text != nullptr ? strlen(text.get()) : 0;
     if (text == nullptr || (kValueCapacity != 0 && length > kValueCapacity)) {
-        tqdev_debug(LOG_ERROR, "Failed to GenJson_SmartControl_Rules.\n");
+        Fail("Failed to GenJson_SmartControl_Rules.");
         return -1;
     }
     pValue->type = shd_data_type_array;

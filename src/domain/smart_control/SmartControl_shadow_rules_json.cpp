@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "SmartControl_shadow_rules_json.h"
-
 // For each record its reader and its writer stand side by side: a new field is one line in each. Readers
 // stop at the first missing key. They attach arrays as soon as these exist, so that a rule set given up
 // half-way is released like a complete one.
+#include "SmartControl_shadow_rules_json.h"
 
 namespace {
 
@@ -13,10 +12,9 @@ using Rule = tqDevSDK_SmartControl_ConfigRules_RuleUnit;
 using Event = tqDevSDK_SmartControl_ConfigRule_Events;
 using Action = tqDevSDK_SmartControl_ConfigRule_Actions;
 
-bool Fail(const char *text) {
-    tqdev_debug(LOG_ERROR, "%s\n", text);
-    return false;
-}
+constexpr const char *kNoObject = "Failed to bscJSON_CreateObject";
+constexpr const char *kNoArray = "Failed to bscJSON_CreateArray";
+constexpr const char *kNoText = "Failed to bscJSON_CreateString";
 
 // ---- Arrays ----
 
@@ -57,40 +55,18 @@ bool WriteElements(bscJSON *array, UINT16 num, const Record *records,
                    bool (*write)(bscJSON *element, const Record &record)) {
     const UINT16 count = records != nullptr ? num : 0;
     for (UINT16 i = 0; i < count; ++i) {
-        bscJSON *element = AppendItem(array, JsonTree(bscJSON_CreateObject()));
-        if (element == nullptr) {
-            return Fail("Failed to bscJSON_CreateObject");
-        }
-        if (!write(element, records[i])) {
+        bscJSON *element = AppendObject(array, kNoObject);
+        if (element == nullptr || !write(element, records[i])) {
             return false;
         }
     }
     return true;
 }
 
-bscJSON *AttachArray(bscJSON *object, const char *key) {
-    bscJSON *array = AttachItem(object, key, JsonTree(bscJSON_CreateArray()));
-    if (array == nullptr) {
-        Fail("Failed to bscJSON_CreateArray");
-    }
-    return array;
-}
-
-bscJSON *AttachObject(bscJSON *object, const char *key) {
-    bscJSON *attached = AttachItem(object, key, JsonTree(bscJSON_CreateObject()));
-    if (attached == nullptr) {
-        Fail("Failed to bscJSON_CreateObject");
-    }
-    return attached;
-}
-
-// Adds a text of a record. The tree borrows it, since the records outlive the tree; a text that fills its
-// field has no terminator and is copied.
+// Adds a text of a record; the rule set outlives the tree.
 template <std::size_t N>
 bool WriteText(bscJSON *object, const char *key, const char (&text)[N]) {
-    const bool terminated = memchr(text, '\0', N) != nullptr;
-    bscJSON *item = terminated ? bscJSON_CreateStringReference(text) : bscJSON_CreateString(FieldText(text));
-    return AttachItem(object, key, JsonTree(item)) != nullptr || Fail("Failed to bscJSON_CreateString");
+    return WriteField(object, key, text) || Fail(kNoText);
 }
 
 // ---- Event ----
@@ -119,7 +95,7 @@ bool ReadParams(Members &json, Action &action) {
 }
 
 bool WriteParams(bscJSON *json, const Action &action) {
-    bscJSON *params = AttachObject(json, "params");
+    bscJSON *params = AttachObject(json, "params", kNoObject);
     const UINT8 count = std::min<UINT8>(action.ucValueNum, TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX);
     return params != nullptr && WriteValues(params, action.ausValue, count);
 }
@@ -153,14 +129,14 @@ bool ReadWeekdays(Members &json, Rule &rule) {
 }
 
 bool WriteWeekdays(bscJSON *json, const Rule &rule) {
-    bscJSON *weekdays = AttachArray(json, "weekdays");
+    bscJSON *weekdays = AttachArray(json, "weekdays", kNoArray);
     if (weekdays == nullptr) {
         return false;
     }
     char text[] = "1";
     for (const UINT8 enabled : rule.aucWeekDaysEn) {
         if (enabled != 0 && AppendItem(weekdays, JsonTree(bscJSON_CreateString(text))) == nullptr) {
-            return Fail("Failed to bscJSON_CreateString");
+            return Fail(kNoText);
         }
         ++text[0];
     }
@@ -201,7 +177,7 @@ bool WriteTime(bscJSON *json, const char *key, const char *mark, UINT32 hour, UI
         .AddTwoDigits(static_cast<int32_t>(hour))
         .Add(":")
         .AddTwoDigits(static_cast<int32_t>(minute));
-    return WriteItem(json, key, text) || Fail("Failed to bscJSON_CreateString");
+    return WriteItem(json, key, static_cast<const char *>(text)) || Fail(kNoText);
 }
 
 // ---- Rule ----
@@ -243,15 +219,15 @@ bool ReadTrigger(Members &json, Rule &rule) {
 }
 
 bool WriteTrigger(bscJSON *json, const Rule &rule) {
-    bscJSON *trigger = AttachObject(json, "rule");
+    bscJSON *trigger = AttachObject(json, "rule", kNoObject);
     if (trigger == nullptr || !WriteItem(trigger, "condition", rule.usCondition)) {
         return false;
     }
-    bscJSON *events = AttachArray(trigger, "events");
+    bscJSON *events = AttachArray(trigger, "events", kNoArray);
     if (events == nullptr || !WriteElements(events, rule.usEvents_Num, rule.pstEvents, WriteEvent)) {
         return false;
     }
-    bscJSON *actions = AttachArray(trigger, "actions");
+    bscJSON *actions = AttachArray(trigger, "actions", kNoArray);
     return actions != nullptr && WriteElements(actions, rule.usActions_Num, rule.pstActions, WriteAction);
 }
 
@@ -299,7 +275,7 @@ bool WriteUnit(bscJSON *json, const Unit &unit) {
     if (!WriteItem(json, "channel", unit.ucChannel)) {
         return false;
     }
-    bscJSON *status = AttachArray(json, "status");
+    bscJSON *status = AttachArray(json, "status", kNoArray);
     return (status != nullptr && WriteElements(status, unit.usNum, unit.pstRuleUnit, WriteRule)) ||
            Fail("Failed to GenerateJsonSmartConfigRules.");
 }
@@ -335,6 +311,6 @@ bool WriteConfigRules(bscJSON *root, const Rules &rules) {
         return WriteElements(root, rules.usNum, rules.pstUnit, WriteUnit);
     }
     // An empty set is one unit that has only a channel.
-    bscJSON *unit = AppendItem(root, JsonTree(bscJSON_CreateObject()));
-    return (unit != nullptr && WriteItem(unit, "channel", 0)) || Fail("Failed to bscJSON_CreateObject");
+    bscJSON *unit = AppendObject(root, kNoObject);
+    return unit != nullptr && WriteItem(unit, "channel", 0);
 }

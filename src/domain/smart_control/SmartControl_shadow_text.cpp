@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "SmartControl_func.h"
-#include "SmartControl_shadow.h"
+// Scene rules and AI rules between the shadow and the application.
+#include "SmartControl_shadow_text.h"
+
+#include "SmartControl_func_object.h"
+#include "SmartControl_json.h"
 
 namespace {
 
 // A text that is this long, or longer, is not reported.
 constexpr std::size_t kRuleTextLimit = 16384;
 
-// One direction of one key. The log's names are not always those of the functions: they are kept as
-// whoever reads logs knows them.
+// One direction of one key. The failure lines of the scene rules name the functions of the linkage rules.
 
 struct ToDevice {
     const char *name;
@@ -39,19 +41,18 @@ constexpr ToCloud kAiToCloud{"Pu2CenPltMakeJsonAiRuleReq", TQDEVSDK_SMART_CONTRO
 int HandToDevice(const ToDevice &way, const tqDevSDK_Shadow_value_t *value) {
     tqdev_debug(LOG_ERROR, "%s\n", way.name);
     if (value == nullptr || value->value == nullptr) {
-        tqdev_debug(LOG_ERROR, "NULL input param.\n");
+        Fail("NULL input param.");
         return -1;
     }
     tqdev_debug(way.value_level, "pcValueStr = %s\n", value->value);
-    if (SmartControl_get_callback()->recv_msg == nullptr) {
-        tqdev_debug(LOG_ERROR, "Error, SmartControl domain:recv_msg is NULL.\n");
+    if (!HasReceiver("Error, SmartControl domain:recv_msg is NULL.")) {
         return -1;
     }
     tqDevSDK_SmartControl_Rule_S record{0, value->value};
     const int len = way.len_is_text ? static_cast<int>(strlen(value->value)) : kRuleRecordLen;
-    const int result = SendToDevice(way.message, &record, len);
+    const int result = SendToDevice(way.message, &record, len).value_or(-1);
     if (result != 0) {
-        tqdev_debug(LOG_ERROR, "%s\n", way.failure);
+        Fail(way.failure);
     }
     return result;
 }
@@ -59,12 +60,12 @@ int HandToDevice(const ToDevice &way, const tqDevSDK_Shadow_value_t *value) {
 JsonText PrintEmptyObject() {
     const JsonTree object(bscJSON_CreateObject());
     if (object == nullptr) {
-        tqdev_debug(LOG_ERROR, "bscJSON_CreateObject fail\n");
+        Fail("bscJSON_CreateObject fail");
         return nullptr;
     }
     JsonText text(bscJSON_PrintUnformatted(object.get()));
     if (text == nullptr) {
-        tqdev_debug(LOG_ERROR, "bscJSON_PrintUnformatted fail\n");
+        Fail("bscJSON_PrintUnformatted fail");
     }
     return text;
 }
@@ -73,21 +74,19 @@ int MakeForCloud(const ToCloud &way, tqDevSDK_Shadow_value_t *value,
                  tqDevSDK_Shadow_GenValue_Param_S *param) {
     tqdev_debug(LOG_ERROR, "%s\n", way.name);
     if (value == nullptr || param == nullptr || value->value == nullptr) {
-        tqdev_debug(LOG_ERROR, "NULL input param.\n");
-        return -1;
-    }
-    const auto on_get_runtime_info = SmartControl_get_callback()->on_get_runtime_info;
-    if (on_get_runtime_info == nullptr) {
-        tqdev_debug(LOG_ERROR, "Error, SmartControl domain:on_get_runtime_info is NULL\n");
+        Fail("NULL input param.");
         return -1;
     }
     tqDevSDK_SmartControl_Rule_S record{};
-    tqDevSDK_SmartControl_runtime_info query{way.query, reinterpret_cast<char *>(&record), 0};
-    const int result = on_get_runtime_info(&query);
+    tqDevSDK_SmartControl_runtime_info question{way.query, reinterpret_cast<char *>(&record), 0};
+    const std::optional<int> result = Ask(question, "Error, SmartControl domain:on_get_runtime_info is NULL");
+    if (!result.has_value()) {
+        return -1;
+    }
     JsonText text(record.rule); // ours now, also when the application failed
-    if (result != 0) {
-        tqdev_debug(LOG_ERROR, "%s\n", way.failure);
-        return result;
+    if (*result != 0) {
+        Fail(way.failure);
+        return *result;
     }
 
     param->uiVersion = record.uiVersion;
@@ -102,7 +101,7 @@ int MakeForCloud(const ToCloud &way, tqDevSDK_Shadow_value_t *value,
     }
     const std::size_t length = strlen(text.get());
     if (length >= kRuleTextLimit) {
-        tqdev_debug(LOG_ERROR, "rule is more large\n");
+        Fail("rule is more large");
         return 0;
     }
     memcpy(value->value, text.get(), length);

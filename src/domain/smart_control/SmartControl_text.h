@@ -33,11 +33,20 @@ public:
         if constexpr (std::is_array_v<Source>) {
             limit = std::min(limit, std::extent_v<Source>);
         }
-        const char *text = TextOrEmpty(source);
-        const std::size_t length = strnlen(text, limit);
-        memcpy(field_ + length_, text, length);
-        length_ += length;
-        field_[length_] = '\0';
+        return Append(TextOrEmpty(source), limit);
+    }
+
+    /// Adds at most so many characters of a text.
+    TextWriter &AddUpTo(const char *text, std::size_t most) {
+        return Append(text, std::min(most, N - 1 - length_));
+    }
+
+    /// Adds one character.
+    TextWriter &Add(char character) {
+        if (length_ < N - 1) {
+            field_[length_] = character;
+            field_[++length_] = '\0';
+        }
         return *this;
     }
 
@@ -50,10 +59,18 @@ public:
 
     /// Adds a number as "%02d" does.
     TextWriter &AddTwoDigits(int32_t value) {
-        return (value >= 0 && value < 10 ? Add("0") : *this).AddDecimal(value);
+        return (value >= 0 && value < 10 ? Add('0') : *this).AddDecimal(value);
     }
 
 private:
+    TextWriter &Append(const char *text, std::size_t limit) {
+        const std::size_t length = strnlen(text, limit);
+        memcpy(field_ + length_, text, length);
+        length_ += length;
+        field_[length_] = '\0';
+        return *this;
+    }
+
     char (&field_)[N];
     std::size_t length_ = 0;
 };

@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
+// The four public functions.
+#include <iterator>
+
 #include "SmartControl_dclog.h"
 #include "SmartControl_export.h"
 #include "SmartControl_extern.h"
 #include "SmartControl_func.h"
+#include "SmartControl_func_report.h"
+#include "SmartControl_log.h"
 #include "SmartControl_shadow.h"
 #include "tqDevSDK_SmartControl_def.h"
 #include "tqdev_dclog.h"
-#include "tqdev_debug.h"
 
 namespace {
 
@@ -15,25 +19,44 @@ constexpr int kInitNullInfo = 3;
 
 int32_t g_init_flag = 0;
 
-using ReportFunc = int (*)(const void *record);
-
 // A report function behind the one type of the dispatch table.
 template <typename Record, int (*report)(const Record *)>
 int Report(const void *record) {
     return report(static_cast<const Record *>(record));
 }
 
-// Indexed by message type.
-constexpr ReportFunc kReports[] = {
-    /* EVENT             */ Report<tqDevSDK_SmartControl_Event, ReportEventReqToPlt>,
-    /* ACTION_RESULT     */ Report<tqDevSDK_SmartControl_Info_ActionResult, ReportActionResultToPlt>,
-    /* UNDONE_ACTIONS    */ Report<tqDevSDK_SmartControl_UndoneActions_S, ReportUndoneActionsToPlt>,
-    /* LAN_CENTOR        */ Report<tqDevSDK_SmartControl_ReportLanCentor, ReportLanCentorToPlt>,
-    /* UNDONE_SCENE_V3   */ Report<tqDevSDK_SmartControl_UndoneSceneList_S, ReportUndoneSceneToPltV3>,
-    /* UNDONE_ACTIONS_V3 */ Report<tqDevSDK_SmartControl_UndoneActions_V3_S, ReportUndoneActionsToPltV3>,
-    /* LAN_CENTOR_V3     */ Report<tqDevSDK_SmartControl_ReportLanCentor, ReportLanCentorToPltV3>,
+struct MessageType {
+    int type;
+    int (*report)(const void *record);
+};
+
+constexpr MessageType kReports[] = {
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_EVENT, Report<tqDevSDK_SmartControl_Event, ReportEventReqToPlt>},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_ACTION_RESULT,
+     Report<tqDevSDK_SmartControl_Info_ActionResult, ReportActionResultToPlt>},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_ACTIONS,
+     Report<tqDevSDK_SmartControl_UndoneActions_S, ReportUndoneActionsToPlt>},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_LAN_CENTOR,
+     Report<tqDevSDK_SmartControl_ReportLanCentor, ReportLanCentorToPlt>},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_SCENE_V3,
+     Report<tqDevSDK_SmartControl_UndoneSceneList_S, ReportUndoneSceneToPltV3>},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_ACTIONS_V3,
+     Report<tqDevSDK_SmartControl_UndoneActions_V3_S, ReportUndoneActionsToPltV3>},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_LAN_CENTOR_V3,
+     Report<tqDevSDK_SmartControl_ReportLanCentor, ReportLanCentorToPltV3>},
 };
 static_assert(std::size(kReports) == TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_MAX);
+
+// Sends a record of a type; -1, logged, for an unknown type.
+int Dispatch(int type, const void *record) {
+    for (const MessageType &row : kReports) {
+        if (row.type == type) {
+            return row.report(record);
+        }
+    }
+    tqdev_debug(LOG_ERROR, "Invalid msg type of SmartControl_Msg2Server:%#x\n", static_cast<unsigned>(type));
+    return -1;
+}
 
 } // namespace
 
@@ -43,7 +66,7 @@ SMARTCONTROL_EXPORT int tqDevSDK_SmartControl_init(const tqDevSDK_SmartControl_i
         return 0;
     }
     if (info == nullptr) {
-        tqdev_debug(LOG_ERROR, "NULL input param!\n");
+        Fail("NULL input param!");
         return kInitNullInfo;
     }
     SmartControl_user_init(&info->cb);
@@ -52,7 +75,7 @@ SMARTCONTROL_EXPORT int tqDevSDK_SmartControl_init(const tqDevSDK_SmartControl_i
 
     int result = 0;
     if (SmartControl_extern_init() != 0) {
-        tqdev_debug(LOG_ERROR, "Failed to init extern func in smart control domain.\n");
+        Fail("Failed to init extern func in smart control domain.");
         result = kInitKernelFailed;
     }
     // Also after a failure: what was registered stays, until fini removes it.
@@ -77,25 +100,19 @@ SMARTCONTROL_EXPORT int tqDevSDK_SmartControl_fini(void) {
 
 SMARTCONTROL_EXPORT int tqDevSDK_SmartControl_Msg2Server(const tqDevSDK_SmartControl_Msg2Server_S *msg) {
     if (msg == nullptr) {
-        tqdev_debug(LOG_ERROR, "NULL input param!\n");
+        Fail("NULL input param!");
         return -1;
     }
-    const auto type = static_cast<unsigned>(msg->iType);
-    int result = -1;
-    if (type < std::size(kReports)) {
-        result = kReports[type](msg->pData);
-    } else {
-        tqdev_debug(LOG_ERROR, "Invalid msg type of SmartControl_Msg2Server:%#x\n", type);
-    }
+    const int result = Dispatch(msg->iType, msg->pData);
     if (result != 0) {
-        tqdev_debug(LOG_ERROR, "Failed to exec msg2server type cmd:%#x\n", type);
+        tqdev_debug(LOG_ERROR, "Failed to exec msg2server type cmd:%#x\n", static_cast<unsigned>(msg->iType));
     }
     return result;
 }
 
 SMARTCONTROL_EXPORT int tqDevSDK_SmartControl_PushDclog(const tqDevSDK_SmartControl_DclogMsg_S *msg) {
     if (msg == nullptr) {
-        tqdev_debug(LOG_ERROR, "NULL input param!\n");
+        Fail("NULL input param!");
         return -1;
     }
     int result = -1;
