@@ -24,6 +24,43 @@ const char *TextOf(const tq_model_msg &msg) {
                : nullptr;
 }
 
+constexpr tq_err_info MakeStatus(int status, const char *code, const char *message) {
+    tq_err_info info{};
+    info.status = status;
+    PutText(info.err_code, code);
+    PutText(info.err_msg, message);
+    return info;
+}
+
+constexpr tq_err_info kDone = MakeStatus(200, "0", "success!");
+constexpr tq_err_info kFailed = MakeStatus(400, "", "manage failed!");
+
+// Answers a request with a text, which may be null, and the result of its handler; the host's result.
+int Reply(const tq_basic_info &basic_info, const char *msg_type, unsigned msg_seq, const char *text,
+          int result) {
+    tq_model_msg reply{};
+    reply.value = text;
+    tq_msg_attr attr{};
+    tq_err_info failed;
+    const tq_err_info *status = &kDone;
+    if (result == 0) {
+        reply.type = model_data_type_object;
+        tqdev_debug(LOG_INFO, "SmartControl_das_req_router_req rsp:%s\n", TextOrEmpty(text));
+    } else {
+        failed = kFailed;
+        TextWriter(failed.err_code).AddDecimal(result);
+        status = &failed;
+        reply.type = model_data_type_null;
+        tqdev_debug(LOG_INFO, "SmartControl_das_req_router_req,reply_to_das,msg_type:%s\n", attr.msg_type);
+    }
+    attr.msg_seq = msg_seq;
+    if (NumberOf(basic_info.type) == tq_service && strcmp(TextOrEmpty(msg_type), "operate") == 0) {
+        CopyText(attr.msg_type, "operate_reply");
+    }
+    tqdev_debug(LOG_INFO, "SmartControl_das_req_router_req,reply_to_das,msg_type:%s\n", attr.msg_type);
+    return tq_model_reply_to_das(&basic_info, &reply, status, &attr);
+}
+
 int SmartControl_das_req_router_req(tq_basic_info *basic_info, const char *msg_type, tq_model_msg *buf,
                                     unsigned msg_seq, unsigned /*msg_seq_index*/) {
     tqdev_debug(LOG_INFO, "SmartControl_das_req_router_req\n");
@@ -37,36 +74,13 @@ int SmartControl_das_req_router_req(tq_basic_info *basic_info, const char *msg_t
     if (text != nullptr) {
         tqdev_debug(LOG_ERROR, "buf:%s\n", text);
     }
-
     // The assist results are expected as replies only; as requests they are refused like any other.
     char *reply_text = nullptr;
     const int result = Equals(basic_info->identifier, "ExecManualScene")
                            ? ReportManualScene(text, buf->length, &reply_text)
                            : -1;
     const JsonText reply_owner(reply_text);
-
-    tq_model_msg reply{};
-    tq_err_info err{};
-    tq_msg_attr attr{};
-    reply.value = reply_text;
-    if (result == 0) {
-        err.status = 200;
-        CopyText(err.err_msg, "success!");
-        reply.type = model_data_type_object;
-        tqdev_debug(LOG_INFO, "SmartControl_das_req_router_req rsp:%s\n", TextOrEmpty(reply_text));
-    } else {
-        err.status = 400;
-        CopyText(err.err_msg, "manage failed!");
-        reply.type = model_data_type_null;
-        tqdev_debug(LOG_INFO, "SmartControl_das_req_router_req,reply_to_das,msg_type:%s\n", attr.msg_type);
-    }
-    TextWriter(err.err_code).AddDecimal(result);
-    attr.msg_seq = msg_seq;
-    if (NumberOf(basic_info->type) == tq_service && strcmp(TextOrEmpty(msg_type), "operate") == 0) {
-        CopyText(attr.msg_type, "operate_reply");
-    }
-    tqdev_debug(LOG_INFO, "SmartControl_das_req_router_req,reply_to_das,msg_type:%s\n", attr.msg_type);
-    return tq_model_reply_to_das(basic_info, &reply, &err, &attr);
+    return Reply(*basic_info, msg_type, msg_seq, reply_text, result);
 }
 
 int SmartControl_das_req_router_rsp(tq_basic_info *basic_info, const char *msg_type, tq_err_info * /*status*/,

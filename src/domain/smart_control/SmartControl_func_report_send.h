@@ -33,13 +33,6 @@ struct Report {
     bool (*write)(bscJSON *root, const Record &record); ///< False when there is no memory.
 };
 
-template <std::size_t N>
-constexpr void PutText(char (&field)[N], const char *text) {
-    for (std::size_t i = 0; i < N - 1 && text[i] != '\0'; ++i) {
-        field[i] = text[i];
-    }
-}
-
 constexpr ModelWay MakeModelWay(const char *name, tq_model_type type, const char *identifier,
                                 const char *msg_type, const char *failure, const char *trace) {
     ModelWay way{};

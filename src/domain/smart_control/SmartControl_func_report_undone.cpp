@@ -88,8 +88,10 @@ const char *ModelTypeText(UINT32 model_type) {
 
 using Topic = TextWriter<128>;
 
-Topic &AddSerial(Topic &topic, const char (&serial)[16]) {
-    return serial[0] != '\0' ? topic.AddUpTo(serial, sizeof serial - 1) : topic.Add("global");
+// A serial in topics, up to 15 characters of it.
+constexpr std::size_t kSerialMax = 15;
+const char *SerialText(const char (&serial)[kSerialMax + 1]) {
+    return serial[0] != '\0' ? serial : "global";
 }
 
 // Adds the topic, cut to 127 characters; nothing, logged, for an unknown model type.
@@ -99,8 +101,10 @@ void Protocol_GenOtapTopic(Topic &topic, const OtapBaseInfo &info) {
         Fail("gen ModelType[] is invalid");
         return;
     }
-    AddSerial(topic.Add('/').Add(info.acSceneType).Add('/'), info.acSerial).Add('/');
-    AddSerial(topic, info.acSubSerial).Add('/').Add(info.acResourceId).Add('-').Add(info.acResourceType);
+    topic.Add('/').Add(info.acSceneType);
+    topic.Add('/').AddUpTo(SerialText(info.acSerial), kSerialMax);
+    topic.Add('/').AddUpTo(SerialText(info.acSubSerial), kSerialMax);
+    topic.Add('/').Add(info.acResourceId).Add('-').Add(info.acResourceType);
     topic.Add("/model/").Add(model_type).Add('/').Add(info.acMethodType);
     topic.Add('/').Add(info.acDomain).Add('/').Add(info.acIdentifier);
 }
@@ -113,7 +117,7 @@ bool WritePayloadParams(bscJSON *element, const char *payload_text) {
         tqdev_debug(LOG_DEBUG, "acPayload is NULL.\n");
         return true;
     }
-    const bscJSON *params = bscJSON_GetObjectItem(payload.get(), "params");
+    const bscJSON *params = Members(payload.get()).Find("params");
     if (params == nullptr) {
         tqdev_debug(LOG_DEBUG, "params in acPayload is NULL.\n");
         return true;

@@ -12,7 +12,7 @@ int RunScene(const bscJSON *root) {
         Fail("ReportManualScene,json parse err");
         return -1;
     }
-    const bscJSON *id = bscJSON_GetObjectItem(root, "ruleId");
+    const bscJSON *id = Members(root).Find("ruleId");
     if (!IsString(id)) {
         Fail("Failed to get sceneToDo");
         return -1;

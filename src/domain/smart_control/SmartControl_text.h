@@ -63,11 +63,14 @@ public:
     }
 
 private:
+    // The texts are short: a loop is faster than two calls.
     TextWriter &Append(const char *text, std::size_t limit) {
-        const std::size_t length = strnlen(text, limit);
-        memcpy(field_ + length_, text, length);
-        length_ += length;
-        field_[length_] = '\0';
+        char *end = field_ + length_;
+        for (; limit > 0 && *text != '\0'; --limit) {
+            *end++ = *text++;
+        }
+        *end = '\0';
+        length_ = static_cast<std::size_t>(end - field_);
         return *this;
     }
 
@@ -79,6 +82,14 @@ private:
 template <std::size_t N, typename Source>
 void CopyText(char (&field)[N], const Source &source) {
     TextWriter<N>(field).Add(source);
+}
+
+/// The same for records that are made when the module is built; the field has to be zero.
+template <std::size_t N>
+constexpr void PutText(char (&field)[N], const char *text) {
+    for (std::size_t i = 0; i < N - 1 && text[i] != '\0'; ++i) {
+        field[i] = text[i];
+    }
 }
 
 /// Whether a fixed-width text, terminated or not, is this one.
