@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The command line, its help, and what is wrong with an option.
 #include "options.h"
 
 #include <algorithm>
@@ -8,7 +9,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tqdev_debug.h"
+#include "names.h"
 
 namespace tqgateway {
 namespace {
@@ -100,11 +101,10 @@ void AddMqtt(CLI::App &app, MqttOptions &mqtt) {
 } // namespace
 
 std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
-    const std::map<std::string, int> levels = {{"non", LOG_NON},
-                                               {"error", LOG_ERROR},
-                                               {"warning", LOG_WARNING},
-                                               {"debug", LOG_DEBUG},
-                                               {"info", LOG_INFO}};
+    std::map<std::string, int> levels;
+    for (const NamedNumber &level : kLogLevels) {
+        levels[level.name] = level.number;
+    }
     CLI::App app(kDescription, "tq_gateway");
     app.footer(kFooter);
     auto *text = app.add_flag("--text", options.text, "Show a timeline; the default on a terminal");
