@@ -40,7 +40,9 @@ TEST(Gateway, RefusesWhatItDoesNotUnderstandAndGoesOn) {
 
 TEST(Gateway, TimelineReadsLikeAConversation) {
     const std::string capture = R"({"command":20034,"seq":7,"body":{"delay":0,"channelNo":1,"params":{"value1":3},"extendValue":"r-1"}})";
-    const Outcome outcome = RunGateway("--text --log error --script /dev/stdin", Joined({"# A picture.", capture, "oops"}));
+    const Outcome outcome =
+        RunGateway("--text --log error --script /dev/stdin", Joined({"# A picture.", capture, R"({"report":"event","channel":1,"value":5})",
+                                                                     R"({"status_reset":74})", R"({"hub":{"ssid":"x"}})", "oops"}));
     EXPECT_EQ(Joined(outcome.lines), R"(
 # A picture.
 platform → module    20034 capture                  seq=7 body={"delay":0,"channelNo":1,"params":{"value1":3},"extendValue":"r-1"}
@@ -48,6 +50,14 @@ log error            R:4e42
 module   → device    CAPTURE_PIC                    channel=1 delay=0 relation_id="r-1" uiValueNum=1 auiValue=[3]
 log error            s:4e43
 module   → platform  20035 capture reply            seq=7 response=1 version="v1.0.0" body={"result":0}
+                     done
+device   → module    report event                   channel=1 value=5
+log error            s:4e12
+module   → platform  19986 event                    seq=0 response=0 version="V2.0.0" body={"channelNo":1,"value":5}
+                     result 0
+host     → module    status reset 74
+                     result 0
+you      → device    change                         ssid="x"
                      done
 ?                    oops
                      error: not JSON: parse error at line 1, column 1: syntax error while parsing value - invalid literal; last read: 'o'
