@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+// Between the lines and the module: start, stop, and every line's result or error.
 #include "gateway.h"
 
 #include <exception>
+#include <stdexcept>
 
 #include <nlohmann/json.hpp>
 
+#include "lines.h"
 #include "platform.h"
 #include "tqdev_host.h"
 
@@ -36,7 +39,8 @@ int GetRuntimeInfo(tqDevSDK_SmartControl_runtime_info *info) {
 
 } // namespace
 
-Gateway::Gateway(const Module &module, Output &output) : module_(module), output_(output), hub_(output) {
+Gateway::Gateway(const Module &module, Output &output, bool reset_report_all)
+    : module_(module), output_(output), hub_(output) {
     g_hub = &hub_;
     tqhost::Observe([this](const tqhost::Observation &observation) {
         Guarded([&] {
@@ -46,30 +50,28 @@ Gateway::Gateway(const Module &module, Output &output) : module_(module), output
             return 0;
         });
     });
-}
-
-Gateway::~Gateway() {
-    tqhost::Observe({});
-}
-
-int Gateway::Start(bool reset_report_all) {
     const tqDevSDK_SmartControl_init_info info = {{ReceiveMessage, GetRuntimeInfo}, reset_report_all ? 1 : 0};
-    const int result = module_.init(&info);
-    if (result != 0) {
-        module_.fini();
-        output_.ShowPrinted();
-        return result;
+    if (const int result = module_.init(&info); result != 0) {
+        Finish();
+        throw std::runtime_error("the module could not be initialised: " + std::to_string(result));
     }
     tqhost::StartExtensions();
     tqhost::ShadowReportOwed();
     output_.ShowPrinted();
-    return 0;
 }
 
-void Gateway::Stop() {
+Gateway::~Gateway() {
     tqhost::StopExtensions();
+    Finish();
+}
+
+void Gateway::Finish() noexcept {
     module_.fini();
-    output_.ShowPrinted();
+    Guarded([&] {
+        output_.ShowPrinted();
+        return 0;
+    });
+    tqhost::Observe({});
 }
 
 void Gateway::Take(const std::string &line) {
@@ -100,6 +102,7 @@ void Gateway::Take(const std::string &line) {
 void Gateway::TakeEvent(const Json &event) {
     output_.Echo(Input::event, event);
     CarryOut(parts_, event);
+    output_.ShowPrinted();
 }
 
 void Gateway::Refuse(const std::string &reason) {
@@ -115,6 +118,7 @@ void Gateway::ShowError(const std::string &reason) {
 void Gateway::StatusPass() {
     const std::lock_guard lock(status_service_);
     tqhost::StatusPass();
+    output_.ShowPrinted();
 }
 
 } // namespace tqgateway

@@ -5,7 +5,6 @@
 
 #include <map>
 #include <mutex>
-#include <optional>
 #include <string>
 
 #include "hub.h"
@@ -22,29 +21,25 @@ struct Parts {
     std::map<std::string, int> &failures; ///< Host functions that fail now, with their codes.
 };
 
-/// Carries out one line; what it causes is shown meanwhile. The result of the call, nothing where it
-/// returns nothing. Throws LineError when the line is not understood; nothing was done then.
-std::optional<int> CarryOut(const Parts &parts, const Json &line);
-
 /// Lines, from whatever they come, go in one by one; everything goes out through `output`. There can be
-/// one gateway per process.
+/// one gateway at a time.
 class Gateway {
 public:
-    Gateway(const Module &module, Output &output);
-    ~Gateway();
-    Gateway(const Gateway &) = delete;
-    Gateway &operator=(const Gateway &) = delete;
-
-    /// Initialises the module and starts its extension; the result of init, then nothing is started.
-    int Start(bool reset_report_all);
+    /// Initialises the module and starts its extension. Throws std::runtime_error with the module's result
+    /// when it cannot be initialised.
+    Gateway(const Module &module, Output &output, bool reset_report_all);
 
     /// Stops the extension and the module.
-    void Stop();
+    ~Gateway();
+
+    Gateway(const Gateway &) = delete;
+    Gateway &operator=(const Gateway &) = delete;
 
     /// Takes a line. Blank lines and comments cause nothing; any other is closed by a result or an error.
     void Take(const std::string &line);
 
-    /// Takes an event of the gateway's own, a line that nobody sent: no result closes it.
+    /// Takes an event of the gateway's own, a line that nobody sent: no result closes it. Throws LineError
+    /// when it is not understood.
     void TakeEvent(const Json &event);
 
     /// Closes a line that could not be taken.
@@ -54,6 +49,7 @@ public:
     void StatusPass();
 
 private:
+    void Finish() noexcept;
     void ShowError(const std::string &reason);
 
     Module module_;

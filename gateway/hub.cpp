@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The virtual hub: changes by hand, messages it takes, answers it gives.
 #include "hub.h"
 
 #include <cstring>
@@ -33,24 +34,19 @@ constexpr Setting kSettings[] = {
 };
 
 /// A rule text, likewise.
-struct Text {
+struct RuleTextRow {
     const char *key;
     int message;
     int query;
     RuleText HubState::*rules;
 };
 
-constexpr Text kTexts[] = {
+constexpr RuleTextRow kRuleTexts[] = {
     {"scene_rules", TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_SCENE_RULES,
      TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_SCENE_RULES, &HubState::scene_rules},
     {"ai_rules", TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_AIRULES,
      TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_AI_RULES, &HubState::ai_rules},
 };
-
-template <typename Record>
-Record &As(char *data) {
-    return *reinterpret_cast<Record *>(data);
-}
 
 void SetRules(HubState &state, RuleSet rules) {
     state.rules = std::move(rules);
@@ -60,10 +56,6 @@ void SetRules(HubState &state, RuleSet rules) {
 void SetText(RuleText &rules, std::optional<std::string> text) {
     rules.text = std::move(text);
     ++rules.version;
-}
-
-std::optional<std::string> OptionalText(const char *text) {
-    return text == nullptr ? std::nullopt : std::optional<std::string>(text);
 }
 
 // ---- Changes by hand. ----
@@ -146,7 +138,7 @@ void Hub::Change(const Json &changes) {
         SetRules(next, ReadRules(v));
     }
     v.Whole("rules_version", next.rules_version);
-    for (const Text &row : kTexts) {
+    for (const RuleTextRow &row : kRuleTexts) {
         if (const Json *value = v.Find(row.key)) {
             SetText(next.*row.rules, value->is_null() ? std::nullopt : std::optional(AsText(*value)));
         }
@@ -172,9 +164,10 @@ int Hub::Receive(const tqDevSDK_SmartControl_msg_to_dev &message) {
             state_.*row.value = As<UINT32>(message.data);
         }
     }
-    for (const Text &row : kTexts) {
+    for (const RuleTextRow &row : kRuleTexts) {
         if (message.type == row.message) {
-            SetText(state_.*row.rules, OptionalText(As<tqDevSDK_SmartControl_Rule_S>(message.data).rule));
+            const char *text = As<tqDevSDK_SmartControl_Rule_S>(message.data).rule;
+            SetText(state_.*row.rules, text == nullptr ? std::nullopt : std::optional<std::string>(text));
         }
     }
     if (message.type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_ICR_DSS) {
@@ -196,7 +189,7 @@ int Hub::Answer(tqDevSDK_SmartControl_runtime_info &info) {
             As<UINT32>(info.data) = state_.*row.value;
         }
     }
-    for (const Text &row : kTexts) {
+    for (const RuleTextRow &row : kRuleTexts) {
         if (info.type == row.query) {
             const RuleText &rules = state_.*row.rules;
             As<tqDevSDK_SmartControl_Rule_S>(info.data).uiVersion = rules.version;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Limits of JSON texts, and the errors that name a member.
 #include "json.h"
 
 #include <algorithm>

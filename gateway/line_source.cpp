@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Reading that a signal can end at any time.
 #include "line_source.h"
 
 #include <cerrno>

@@ -1,41 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-// The kinds of lines: one row and one function each.
-#include <algorithm>
-#include <iterator>
+// The kinds of lines: one function and one row each.
+#include "lines.h"
 
 #include <nlohmann/json.hpp>
 
 #include "gateway.h"
+#include "names.h"
 #include "records.h"
 #include "tqdev_host.h"
 
 namespace tqgateway {
 namespace {
-
-/// Text from a member, other JSON dumped; nothing when absent.
-std::optional<std::string> OptionalText(ObjectReader &line, const char *key) {
-    const Json *value = line.Find(key);
-    return value == nullptr ? std::nullopt : std::optional(AsText(*value));
-}
-
-template <std::size_t N>
-std::string OneOf(const std::string &prefix, const char *const (&names)[N]) {
-    std::string text = prefix + ": expected";
-    for (std::size_t i = 0; i < N; ++i) {
-        text += (i == 0 ? " " : i + 1 == N ? " or " : ", ") + std::string(names[i]);
-    }
-    return text;
-}
-
-/// The position of a name in a list.
-template <std::size_t N>
-std::size_t ReadName(const std::string &text, const char *key, const char *const (&names)[N]) {
-    const auto found = std::find(std::begin(names), std::end(names), text);
-    if (found == std::end(names)) {
-        throw LineError(OneOf(key, names));
-    }
-    return static_cast<std::size_t>(found - std::begin(names));
-}
 
 /// The result of a call that has one only for targets that are registered.
 int Registered(std::optional<int> result, const char *key, const std::string &target) {
@@ -60,7 +35,9 @@ std::optional<int> Command(const Parts &, ObjectReader &line) {
     line.Whole("domain", command.domain);
     line.Whole("seq", command.seq);
     line.Text("version", sizeof(tqdev_sdk_kernel_submsg::command_ver) - 1, command.version);
-    command.body = OptionalText(line, "body");
+    if (const Json *body = line.Find("body")) {
+        command.body = AsText(*body);
+    }
     line.Done();
     return Deliver(command);
 }
@@ -98,8 +75,6 @@ std::optional<int> Set(const Parts &, ObjectReader &line) {
     return Deliver(command);
 }
 
-constexpr const char *kModelTypes[] = {"event", "attribute", "service"};
-
 tq_json_type ValueType(const Json &value) {
     switch (value.type()) {
     case Json::value_t::string:
@@ -124,9 +99,10 @@ tqhost::ModelMessage ReadModel(ObjectReader &line, const char *key) {
     line.Text("msg_type", kWidth, message.msg_type);
     line.Text("resource_id", kWidth, message.resource_id);
     line.Whole("seq", message.seq);
-    std::string type = kModelTypes[message.type];
-    line.Text("type", SIZE_MAX, type);
-    message.type = static_cast<tq_model_type>(ReadName(type, "type", kModelTypes));
+    if (line.Find("type") != nullptr) {
+        const std::string type = line.Text("type", SIZE_MAX);
+        message.type = static_cast<tq_model_type>(RowNamed(type, "type", kModelTypes).number);
+    }
     const Json *body = line.Find("body");
     message.value_type = body == nullptr ? model_data_type_null : ValueType(*body);
     if (body != nullptr && (body->is_string() || body->is_structured())) {
@@ -163,16 +139,23 @@ std::optional<int> ShadowGet(const Parts &, ObjectReader &line) {
 
 // ---- The host. ----
 
-constexpr const char *kKernelEvents[] = {
-    "online",          "break",       "switchover",        "invaild_authcode",
-    "fast_reg_online", "runtime_err", "reconnect_success", "heartbeat_interval_changed",
-    "bind_hub"};
-static_assert(std::size(kKernelEvents) == sdk_kernel_event_bind_hub + 1);
+constexpr NamedNumber kKernelEvents[] = {
+    {"online", sdk_kernel_event_online},
+    {"break", sdk_kernel_event_break},
+    {"switchover", sdk_kernel_event_switchover},
+    {"invaild_authcode", sdk_kernel_event_invaild_authcode},
+    {"fast_reg_online", sdk_kernel_event_fast_reg_online},
+    {"runtime_err", sdk_kernel_event_runtime_err},
+    {"reconnect_success", sdk_kernel_event_reconnect_success},
+    {"heartbeat_interval_changed", sdk_kernel_event_heartbeat_interval_changed},
+    {"bind_hub", sdk_kernel_event_bind_hub},
+};
 
 std::optional<int> KernelEvent(const Parts &, ObjectReader &line) {
-    const std::size_t event = ReadName(line.Text("kernel_event", SIZE_MAX), "kernel_event", kKernelEvents);
+    const std::string name = line.Text("kernel_event", SIZE_MAX);
+    const NamedNumber &event = RowNamed(name, "kernel_event", kKernelEvents);
     line.Done();
-    tqhost::DeliverEvent(static_cast<sdk_kernel_event_type>(event));
+    tqhost::DeliverEvent(static_cast<sdk_kernel_event_type>(event.number));
     return std::nullopt;
 }
 
@@ -269,42 +252,41 @@ std::optional<int> SendReport(const Parts &parts, ObjectReader &line) {
     return parts.module.msg_to_server(&message);
 }
 
-/// A kind of line, known by its key. The handler reads all members, then acts.
-struct LineKind {
-    const char *key;
-    std::optional<int> (*carry_out)(const Parts &parts, ObjectReader &line);
-};
-
 constexpr LineKind kLineKinds[] = {
-    {"command", Command},
-    {"set", Set},
-    {"model", Model},
-    {"model_reply", ModelReply},
-    {"shadow", Shadow},
-    {"shadow_get", ShadowGet},
-    {"kernel_event", KernelEvent},
-    {"status_pass", StatusPass},
-    {"status_reset", StatusReset},
-    {"report", SendReport},
-    {"hub", HubChange},
-    {"host", Host},
+    {"command", Command, "platform", "module", ""},
+    {"set", Set, "platform", "module", "set "},
+    {"model", Model, "platform", "module", "model "},
+    {"model_reply", ModelReply, "platform", "module", "reply "},
+    {"shadow", Shadow, "platform", "module", "shadow "},
+    {"shadow_get", ShadowGet, "platform", "module", "get "},
+    {"kernel_event", KernelEvent, "host", "module", "event "},
+    {"status_pass", StatusPass, "host", "module", "status pass"},
+    {"status_reset", StatusReset, "host", "module", "status reset "},
+    {"report", SendReport, "device", "module", "report "},
+    {"hub", HubChange, "you", "device", "change"},
+    {"host", Host, "you", "host", "change"},
 };
 
 } // namespace
 
+const LineKind *KindOf(const Json &line) {
+    for (const LineKind &row : kLineKinds) {
+        if (line.contains(row.key)) {
+            return &row;
+        }
+    }
+    return nullptr;
+}
+
 std::optional<int> CarryOut(const Parts &parts, const Json &line) {
     ObjectReader reader(line, "");
-    const LineKind *kind = nullptr;
+    const LineKind *kind = KindOf(line);
     std::string known;
     for (const LineKind &row : kLineKinds) {
-        known += (known.empty() ? "" : ", ") + std::string(row.key);
-        if (!line.contains(row.key)) {
-            continue;
-        }
-        if (kind != nullptr) {
+        if (kind != nullptr && kind != &row && line.contains(row.key)) {
             throw LineError("both " + std::string(kind->key) + " and " + row.key + ": expected one of them");
         }
-        kind = &row;
+        known += (known.empty() ? "" : ", ") + std::string(row.key);
     }
     if (kind == nullptr) {
         throw LineError("no known key: expected one of " + known);

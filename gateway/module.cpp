@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Loading the module, from beside the program or from anywhere.
 #include "module.h"
 
 #include <stdexcept>

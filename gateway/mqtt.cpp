@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+// The link over libmosquitto: a connection that is kept up, and queues in both directions.
 #include "mqtt.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
-#include <cstdio>
 #include <cstring>
 #include <deque>
 #include <fstream>
@@ -14,10 +14,11 @@
 #include <thread>
 
 #include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <mosquitto.h>
 #include <nlohmann/json.hpp>
+
+#include "process.h"
 
 namespace tqgateway {
 namespace {
@@ -65,24 +66,17 @@ std::string ErrorText(int error) {
     return error == MOSQ_ERR_ERRNO ? strerror(errno) : WithoutStop(mosquitto_strerror(error));
 }
 
-void Say(const std::string &what) {
-    fprintf(stderr, "tq_gateway: %s\n", what.c_str());
-}
-
 /// The state of a link, which its two threads share.
 class Connection {
 public:
     explicit Connection(const MqttOptions &options);
-    ~Connection() { close(wake_fd_); }
-    Connection(const Connection &) = delete;
-    Connection &operator=(const Connection &) = delete;
 
     /// Keeps the link up until it is closed.
     void Run();
 
     void Send(std::string line);
     std::optional<Arrival> Next();
-    int WakeFd() const { return wake_fd_; }
+    int WakeFd() const { return wake_.Get(); }
     void Close();
 
 private:
@@ -110,7 +104,7 @@ private:
 
     const MqttOptions options_;
     const std::string address_;
-    const int wake_fd_;
+    const FileDescriptor wake_;
 
     // Of the networking thread.
     std::string failure_;      ///< Why the last attempt failed.
@@ -149,9 +143,9 @@ std::string ReadPassword(const std::string &file) {
 
 Connection::Connection(const MqttOptions &options)
     : options_(options), address_(options.host + ':' + std::to_string(options.port)),
-      wake_fd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       client_(mosquitto_new(("tq-" + options.serial).c_str(), true, this)) {
-    if (!client_ || wake_fd_ < 0) {
+    if (!client_ || wake_.Get() < 0) {
         throw std::runtime_error(std::string("cannot make an MQTT client: ") + strerror(errno));
     }
     mosquitto *client = client_.get();
@@ -313,7 +307,7 @@ void Connection::Arrive(Arrival arrival) {
 }
 
 void Connection::Wake() const {
-    eventfd_write(wake_fd_, 1);
+    eventfd_write(wake_.Get(), 1);
 }
 
 bool Connection::Publish(const std::string &topic, const std::string &text, bool retained) {

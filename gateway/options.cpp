@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
+// The command line, its help, and what is wrong with an option.
 #include "options.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
 #include <map>
+#include <regex>
 
 #include <CLI/CLI.hpp>
 
-#include "tqdev_debug.h"
+#include "names.h"
 
 namespace tqgateway {
 namespace {
@@ -54,21 +56,16 @@ std::string CheckSerial(const std::string &serial) {
 
 /// Reads HOST, HOST:PORT, [ADDRESS] or [ADDRESS]:PORT; port 0 where none is given. Empty when all is well.
 std::string ReadBroker(const std::string &text, MqttOptions &mqtt) {
-    const bool bracketed = !text.empty() && text[0] == '[';
-    const std::size_t host_end = std::min(text.find(bracketed ? ']' : ':'), text.size());
-    mqtt.host = bracketed ? text.substr(1, host_end - 1) : text.substr(0, host_end);
-    const std::string rest = text.substr(std::min(host_end + (bracketed ? 1 : 0), text.size()));
-    mqtt.port = 0;
-    if (!rest.empty()) {
-        const bool digits =
-            rest.size() >= 2 && rest.size() <= 6 &&
-            std::all_of(rest.begin() + 1, rest.end(), [](char c) { return c >= '0' && c <= '9'; });
-        mqtt.port =
-            digits && rest[0] == ':' ? static_cast<int>(std::strtol(rest.c_str() + 1, nullptr, 10)) : -1;
+    static const std::regex kBroker(R"((?:([^:[\]]+)|\[([^[\]]+)\])(?::([0-9]{1,5}))?)");
+    std::smatch match;
+    if (std::regex_match(text, match, kBroker)) {
+        mqtt.host = match[1].matched ? match[1] : match[2];
+        mqtt.port = match[3].matched ? std::stoi(match[3]) : 0;
+        if (mqtt.port <= 65535 && (mqtt.port > 0 || !match[3].matched)) {
+            return {};
+        }
     }
-    const bool good =
-        !mqtt.host.empty() && mqtt.port >= 0 && mqtt.port <= 65535 && (rest.empty() || mqtt.port > 0);
-    return good ? std::string() : "expected HOST or HOST:PORT, an IPv6 address in brackets";
+    return "expected HOST or HOST:PORT, an IPv6 address in brackets";
 }
 
 void AddMqtt(CLI::App &app, MqttOptions &mqtt) {
@@ -100,11 +97,10 @@ void AddMqtt(CLI::App &app, MqttOptions &mqtt) {
 } // namespace
 
 std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
-    const std::map<std::string, int> levels = {{"non", LOG_NON},
-                                               {"error", LOG_ERROR},
-                                               {"warning", LOG_WARNING},
-                                               {"debug", LOG_DEBUG},
-                                               {"info", LOG_INFO}};
+    std::map<std::string, int> levels;
+    for (const NamedNumber &level : kLogLevels) {
+        levels[level.name] = level.number;
+    }
     CLI::App app(kDescription, "tq_gateway");
     app.footer(kFooter);
     auto *text = app.add_flag("--text", options.text, "Show a timeline; the default on a terminal");

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+// JSON Lines, what was printed meanwhile, and the order of both.
 #include "output.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <iterator>
 #include <system_error>
 
 #include <fcntl.h>
@@ -47,7 +50,7 @@ std::unique_ptr<Sink> MakeJsonLines(LineWriter &writer) {
 
 StdoutCapture::StdoutCapture()
     : terminal_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3)), captured_(memfd_create("stdout", MFD_CLOEXEC)) {
-    if (captured_ < 0 || dup2(captured_, STDOUT_FILENO) < 0) {
+    if (terminal_.Get() < 0 || captured_.Get() < 0 || dup2(captured_.Get(), STDOUT_FILENO) < 0) {
         throw std::system_error(errno, std::generic_category(), "cannot capture the standard output");
     }
 }
@@ -56,17 +59,22 @@ std::string StdoutCapture::Take() {
     std::string text;
     flockfile(stdout); // nobody prints between reading and rewinding
     fflush(stdout);
-    const off_t size = lseek(captured_, 0, SEEK_CUR);
-    if (size > 0) {
+    const int fd = captured_.Get();
+    if (const off_t size = lseek(fd, 0, SEEK_CUR); size > 0) {
         text.resize(static_cast<std::size_t>(size));
-        const ssize_t got = pread(captured_, text.data(), text.size(), 0);
+        const ssize_t got = pread(fd, text.data(), text.size(), 0);
         text.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
-        if (ftruncate(captured_, 0) == 0) {
-            lseek(captured_, 0, SEEK_SET);
+        if (ftruncate(fd, 0) == 0) {
+            lseek(fd, 0, SEEK_SET);
         }
     }
     funlockfile(stdout);
     return text;
+}
+
+Output::Output(StdoutCapture &captured, const std::vector<Sink *> &sinks) : captured_(captured) {
+    std::copy_if(sinks.begin(), sinks.end(), std::back_inserter(sinks_),
+                 [](const Sink *sink) { return sink != nullptr; });
 }
 
 void Output::Show(const Json &line) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "file_descriptor.h"
 #include "json.h"
 
 namespace tqgateway {
@@ -42,27 +43,26 @@ private:
 /// JSON Lines, of the lines out only.
 std::unique_ptr<Sink> MakeJsonLines(LineWriter &writer);
 
-/// A timeline for people: one line per message with its direction, name and fields.
-std::unique_ptr<Sink> MakeTimeline(LineWriter &writer, bool coloured);
-
-/// Takes what the process prints on its standard output, from construction to its end.
+/// Takes what the process prints on its standard output, from construction to the end of the process.
 class StdoutCapture {
 public:
     StdoutCapture(); ///< Throws std::system_error.
 
-    int Terminal() const { return terminal_; } ///< A duplicate of the standard output as it was.
-    std::string Take();                        ///< What was printed since the last call.
+    int Terminal() const { return terminal_.Get(); } ///< A duplicate of the standard output as it was.
+
+    /// What was printed since the last call. It takes memory until then.
+    std::string Take();
 
 private:
-    int terminal_;
-    int captured_;
+    FileDescriptor terminal_;
+    FileDescriptor captured_;
 };
 
 /// Gives lines to all sinks, those of all threads in one order; what was printed before a line goes first.
 class Output {
 public:
-    Output(StdoutCapture &captured, std::vector<Sink *> sinks)
-        : captured_(captured), sinks_(std::move(sinks)) {}
+    /// A null sink stands for none.
+    Output(StdoutCapture &captured, const std::vector<Sink *> &sinks);
 
     void Show(const Json &line);
     void Echo(Input what, const Json &input);
@@ -75,7 +75,7 @@ private:
 
     std::mutex mutex_;
     StdoutCapture &captured_;
-    const std::vector<Sink *> sinks_;
+    std::vector<Sink *> sinks_;
 };
 
 } // namespace tqgateway

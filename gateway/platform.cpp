@@ -1,25 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
+// One overload for each thing that the host was given.
 #include "platform.h"
-
-#include <iterator>
 
 #include <nlohmann/json.hpp>
 
+#include "names.h"
 #include "records.h"
-#include "tqdev_debug.h"
 
 namespace tqgateway {
 namespace {
-
-constexpr const char *kModelTypes[] = {"event", "attribute", "service"};
-constexpr const char *kLogLevels[] = {"non", "error", "warning", "debug", "info"};
-static_assert(tq_service + 1 == std::size(kModelTypes) && LOG_INFO + 1 == std::size(kLogLevels));
-
-/// The name of a number that may be out of range.
-template <std::size_t N>
-Json Name(const char *const (&names)[N], int number) {
-    return number >= 0 && static_cast<std::size_t>(number) < N ? Json(names[number]) : Json(number);
-}
 
 std::optional<Json> Line(const tqhost::Call &) {
     return std::nullopt;
@@ -59,7 +48,7 @@ std::optional<Json> Line(const tqhost::ModelReply &reply) {
 std::optional<Json> Line(const tqhost::ModelReport &report) {
     return Json{{"to", "platform"},
                 {"model", FieldText(report.info.identifier)},
-                {"type", Name(kModelTypes, report.info.type)},
+                {"type", NameOf(report.info.type, kModelTypes)},
                 {"msg_type", FieldText(report.attributes.msg_type)},
                 {"resource_id", FieldText(report.info.resource_id)},
                 {"resource_type", FieldText(report.info.resource_type)},
@@ -80,7 +69,7 @@ std::optional<Json> Line(const tqhost::DclogRecord &record) {
 }
 
 std::optional<Json> Line(const tqhost::LogLine &line) {
-    return Json{{"log", Name(kLogLevels, line.level)}, {"text", line.text}};
+    return Json{{"log", NameOf(line.level, kLogLevels)}, {"text", line.text}};
 }
 
 } // namespace

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+// Recording, reading a recording, and playing it against a gateway.
 #include "recording.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <iterator>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -18,7 +21,18 @@
 namespace tqgateway {
 namespace {
 
-constexpr const char *kInputKeys[] = {"in", "event", "refusal"}; // by Input
+struct InputKey {
+    const char *key;
+    Input what;
+};
+
+constexpr InputKey kInputKeys[] = {{"in", Input::line}, {"event", Input::event}, {"refusal", Input::refusal}};
+
+const char *KeyOf(Input what) {
+    return std::find_if(std::begin(kInputKeys), std::end(kInputKeys),
+                        [&](const InputKey &row) { return row.what == what; })
+        ->key;
+}
 
 constexpr std::size_t kShownBytes = 2000;       // of a line
 constexpr std::size_t kShownValueBytes = 200;   // of the value that differs
@@ -34,7 +48,7 @@ public:
 
     void Show(const Json &line) override { Write(Dump({{"out", line}})); }
     void Echo(Input what, const Json &input) override {
-        Write(Dump({{kInputKeys[static_cast<int>(what)], IsUtf8(input) ? input : Bytes(input)}}));
+        Write(Dump({{KeyOf(what), IsUtf8(input) ? input : Bytes(input)}}));
     }
     void Heading(const std::string &comment) override { Write(comment); }
 
@@ -99,6 +113,7 @@ struct RecordedStep {
 };
 
 struct Recording {
+    std::string file;
     Session session;
     std::vector<RecordedStep> steps;   ///< The first has no input: it is the start.
     std::vector<std::string> comments; ///< After the last step.
@@ -144,15 +159,19 @@ void ReadStep(const Json &json, std::size_t number, Recording &recording) {
         line.Done();
         return;
     }
-    for (const Input what : {Input::line, Input::event, Input::refusal}) {
-        if (const Json *input = line.Find(kInputKeys[static_cast<int>(what)])) {
+    for (const InputKey &row : kInputKeys) {
+        if (const Json *input = line.Find(row.key)) {
             recording.steps.push_back(
-                {number, std::exchange(recording.comments, {}), what, ReadInput(*input, what), {}});
+                {number, std::exchange(recording.comments, {}), row.what, ReadInput(*input, row.what), {}});
             line.Done();
             return;
         }
     }
     throw LineError("expected in, event, refusal or out");
+}
+
+std::invalid_argument BadLine(const std::string &file, std::size_t number, const LineError &error) {
+    return std::invalid_argument(file + ':' + std::to_string(number) + ": " + error.what());
 }
 
 Recording ReadRecording(const std::string &file) {
@@ -161,6 +180,7 @@ Recording ReadRecording(const std::string &file) {
         throw std::invalid_argument(file + ": " + strerror(errno));
     }
     Recording recording;
+    recording.file = file;
     std::size_t number = 0;
     for (std::string text; std::getline(stream, text);) {
         ++number;
@@ -181,7 +201,7 @@ Recording ReadRecording(const std::string &file) {
                 ReadStep(json, number, recording);
             }
         } catch (const LineError &error) {
-            throw std::invalid_argument(file + ':' + std::to_string(number) + ": " + error.what());
+            throw BadLine(file, number, error);
         }
     }
     if (stream.bad() || recording.steps.empty()) {
@@ -289,23 +309,25 @@ void Play(const Recording &recording, const Module &module, Sink &sink, After af
     StdoutCapture captured;
     Output output(captured, {&sink});
     tqhost::SetLogLevel(recording.session.log);
-    Gateway gateway(module, output);
-    if (const int result = gateway.Start(recording.session.reset_report_all); result != 0) {
-        throw std::runtime_error("the module could not be initialised: " + std::to_string(result));
-    }
+    std::optional<Gateway> gateway;
+    gateway.emplace(module, output, recording.session.reset_report_all);
     const auto show = [&](const std::vector<std::string> &comments) {
         for (const std::string &comment : comments) {
-            gateway.Take(comment);
+            gateway->Take(comment);
         }
     };
     for (const RecordedStep &step : recording.steps) {
         show(step.comments);
         if (!step.input.is_null()) {
-            Feed(step, gateway);
+            try {
+                Feed(step, *gateway);
+            } catch (const LineError &error) {
+                throw BadLine(recording.file, step.number, error);
+            }
         }
         if (&step == &recording.steps.back()) {
             show(recording.comments);
-            gateway.Stop();
+            gateway.reset();
         }
         after(step);
     }

@@ -33,12 +33,14 @@ std::unique_ptr<Sink> MakeRecorder(LineWriter &writer, const Session &session);
 
 /// Feeds a recording's inputs to a gateway of its own and compares what comes out, the time of an action
 /// result aside. Empty when all is equal, else the first difference for a person to read. Throws
-/// std::invalid_argument, which names the line, for a file that holds no recording.
+/// std::invalid_argument for a file that holds no recording, which names the line that is none of a
+/// recording, an event that nobody understands included; std::runtime_error when the module cannot be
+/// initialised.
 std::string Replay(const std::string &file, const Module &module);
 
 /// Feeds a recording's inputs likewise, and writes the file anew with what comes out and the comments, that
-/// time left empty. Throws std::invalid_argument as Replay does, std::runtime_error when the module cannot
-/// be initialised (the file stays as it was) or the file not be written.
+/// time left empty. Throws as Replay does (the file stays as it was), and std::runtime_error when the file
+/// cannot be written.
 void RecordAnew(const std::string &file, const Module &module);
 
 } // namespace tqgateway

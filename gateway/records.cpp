@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+// Each record's fields, and the tables of messages and reports that carry them.
 #include "records.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
+#include <type_traits>
+
+#include "names.h"
 
 namespace tqgateway {
 
@@ -253,51 +257,6 @@ auto Fields(Visitor &v, Record &r) -> decltype(void(r.uiReqRetrySuccCnt)) {
     v.Field("uiReqRetryFailCnt", r.uiReqRetryFailCnt);
 }
 
-/// The member of a private part that the system name selects; none for another name.
-template <typename Visitor, typename Union>
-void PrivateMember(Visitor &v, const std::string &system_name, Union &r) {
-    if (system_name == "device_lan_smart_run") {
-        v.Field("stRunEvent", r.stRunEvent);
-    }
-    if (system_name == "device_lan_smart_network") {
-        v.Field("stNetParam", r.stNetParam);
-    }
-    if (system_name == "device_lan_smart_center_statistics") {
-        v.Field("stCentStatis", r.stCentStatis);
-    }
-    if (system_name == "device_lan_smart_member_statistics") {
-        v.Field("stMembStatis", r.stMembStatis);
-    }
-    if (system_name == "device_lan_smart_comm_statistics") {
-        v.Field("stCommStatis", r.stCommStatis);
-    }
-}
-
-/// The unions around the member may be left out, one or both.
-void ReadPrivateParts(RecordReader &v, const std::string &system_name,
-                      tqDevSDK_SmartControl_DCLog_LanLink_PrivParam_U &r) {
-    for (const char *around : {"unPrivPara", "unLanLinkPriv"}) {
-        if (v.Object().Find(around) != nullptr) {
-            RecordReader inner = v.Inner(around);
-            ReadPrivateParts(inner, system_name, r);
-            inner.Done();
-            return;
-        }
-    }
-    PrivateMember(v, system_name, r);
-}
-
-void Fields(RecordReader &v, tqDevSDK_SmartControl_DCLogParam_S &r) {
-    v.Field("acSystemName", r.acSystemName);
-    v.Field("uiStartTime_sec", r.uiStartTime_sec);
-    v.Field("uiStartTime_usec", r.uiStartTime_usec);
-    v.Field("uiEndTime_sec", r.uiEndTime_sec);
-    v.Field("uiEndTime_usec", r.uiEndTime_usec);
-    v.Field("acDevId", r.acDevId);
-    v.Field("uiLog_Seq", r.uiLog_Seq);
-    ReadPrivateParts(v, FieldText(r.acSystemName), r.unPrivPara.unLanLinkPriv);
-}
-
 namespace {
 
 /// The writing visitor: appends the fields to a JSON object.
@@ -355,18 +314,20 @@ private:
     Json &object_;
 };
 
+// ---- Messages to the device. ----
+
 template <typename Record>
 void WriteRecord(const tqDevSDK_SmartControl_msg_to_dev &message, Json &line) {
     RecordWriter writer(line);
-    Fields(writer, *reinterpret_cast<Record *>(message.data));
+    Fields(writer, As<Record>(message.data));
 }
 
 void WriteValue(const tqDevSDK_SmartControl_msg_to_dev &message, Json &line) {
-    line["value"] = *reinterpret_cast<const UINT32 *>(message.data);
+    line["value"] = As<UINT32>(message.data);
 }
 
 void WriteRuleText(const tqDevSDK_SmartControl_msg_to_dev &message, Json &line) {
-    const auto &rule = *reinterpret_cast<const tqDevSDK_SmartControl_Rule_S *>(message.data);
+    const auto &rule = As<tqDevSDK_SmartControl_Rule_S>(message.data);
     line["uiVersion"] = rule.uiVersion;
     line["rule"] = rule.rule == nullptr ? Json() : ParseOrText(rule.rule);
     line["len"] = message.len;
@@ -401,6 +362,75 @@ constexpr MessageKind kMessages[] = {
      WriteRecord<tqDevSDK_SmartControl_ManualScene_S>},
 };
 static_assert(std::size(kMessages) == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_MAX);
+
+// ---- Log records, which exist twice: the application's, and the host's with what the module adds. ----
+
+template <typename Visitor, typename Record>
+void LogFields(Visitor &v, Record &r) {
+    v.Field("uiStartTime_sec", r.uiStartTime_sec);
+    v.Field("uiStartTime_usec", r.uiStartTime_usec);
+    v.Field("uiEndTime_sec", r.uiEndTime_sec);
+    v.Field("uiEndTime_usec", r.uiEndTime_usec);
+    v.Field("acDevId", r.acDevId);
+    if constexpr (std::is_same_v<Record, tqDevSDK_DCLog_LanLinkageParam_S>) {
+        v.Field("acDevType", r.acDevType);
+        v.Field("acFwVer", r.acFwVer);
+    }
+    v.Field("uiLog_Seq", r.uiLog_Seq);
+}
+
+using ApplicationPrivate = tqDevSDK_SmartControl_DCLog_LanLink_PrivParam_U;
+using HostPrivate = tqDevSDK_DCLog_LanLinkage_PrivParam_U;
+
+template <auto kMember, typename Visitor, typename Union>
+void PrivateField(Visitor &v, const char *member, Union &r) {
+    v.Field(member, r.*kMember);
+}
+
+/// The member of both private parts that a system name selects.
+struct PrivateKind {
+    const char *system_name;
+    const char *member;
+    void (*read)(RecordReader &v, const char *member, ApplicationPrivate &r);
+    void (*write)(RecordWriter &v, const char *member, HostPrivate &r);
+};
+
+constexpr PrivateKind kPrivateKinds[] = {
+    {"device_lan_smart_run", "stRunEvent", PrivateField<&ApplicationPrivate::stRunEvent>,
+     PrivateField<&HostPrivate::stRunEvent>},
+    {"device_lan_smart_network", "stNetParam", PrivateField<&ApplicationPrivate::stNetParam>,
+     PrivateField<&HostPrivate::stNetParam>},
+    {"device_lan_smart_center_statistics", "stCentStatis", PrivateField<&ApplicationPrivate::stCentStatis>,
+     PrivateField<&HostPrivate::stCentStatis>},
+    {"device_lan_smart_member_statistics", "stMembStatis", PrivateField<&ApplicationPrivate::stMembStatis>,
+     PrivateField<&HostPrivate::stMembStatis>},
+    {"device_lan_smart_comm_statistics", "stCommStatis", PrivateField<&ApplicationPrivate::stCommStatis>,
+     PrivateField<&HostPrivate::stCommStatis>},
+};
+
+/// Null for a name that selects none.
+const PrivateKind *FindPrivate(const std::string &system_name) {
+    const auto found = std::find_if(std::begin(kPrivateKinds), std::end(kPrivateKinds),
+                                    [&](const PrivateKind &row) { return system_name == row.system_name; });
+    return found == std::end(kPrivateKinds) ? nullptr : found;
+}
+
+/// The unions around the member may be left out, one or both.
+void ReadPrivatePart(RecordReader &v, const PrivateKind *kind, ApplicationPrivate &r) {
+    for (const char *around : {"unPrivPara", "unLanLinkPriv"}) {
+        if (v.Object().Find(around) != nullptr) {
+            RecordReader inner = v.Inner(around);
+            ReadPrivatePart(inner, kind, r);
+            inner.Done();
+            return;
+        }
+    }
+    if (kind != nullptr) {
+        kind->read(v, kind->member, r);
+    }
+}
+
+// ---- Reports of the device. ----
 
 void ReadInto(Report &report, std::size_t length) {
     report.record.reset(AllocateItems<UINT8>(length));
@@ -439,8 +469,13 @@ void ReadUndoneScene(RecordReader &reader, Report &report) {
 }
 
 void ReadDclog(RecordReader &reader, Report &report) {
+    using Record = tqDevSDK_SmartControl_DCLogParam_S;
+    ReadInto(report, sizeof(Record));
     report.dclog = true;
-    ReadPlain<tqDevSDK_SmartControl_DCLogParam_S>(reader, report);
+    Record &record = *static_cast<Record *>(report.record.get());
+    reader.Field("acSystemName", record.acSystemName);
+    LogFields(reader, record);
+    ReadPrivatePart(reader, FindPrivate(FieldText(record.acSystemName)), record.unPrivPara.unLanLinkPriv);
 }
 
 struct ReportKind {
@@ -483,31 +518,22 @@ Json DclogLine(const tqDevSDK_DCLog_LanLinkageParam_S &record) {
     const std::string system_name = FieldText(r.acSystemName);
     Json line = {{"to", "platform"}, {"dclog", system_name}};
     RecordWriter v(line);
-    v.Field("uiStartTime_sec", r.uiStartTime_sec);
-    v.Field("uiStartTime_usec", r.uiStartTime_usec);
-    v.Field("uiEndTime_sec", r.uiEndTime_sec);
-    v.Field("uiEndTime_usec", r.uiEndTime_usec);
-    v.Field("acDevId", r.acDevId);
-    v.Field("acDevType", r.acDevType);
-    v.Field("acFwVer", r.acFwVer);
-    v.Field("uiLog_Seq", r.uiLog_Seq);
-    RecordWriter private_part(line["unPrivPara"]);
-    PrivateMember(private_part, system_name, r.unPrivPara);
+    LogFields(v, r);
+    Json &private_part = line["unPrivPara"];
+    if (const PrivateKind *kind = FindPrivate(system_name)) {
+        RecordWriter writer(private_part);
+        kind->write(writer, kind->member, r.unPrivPara);
+    }
     return line;
 }
 
 Report ReadReport(ObjectReader line) {
     const std::string name = line.Text("report", SIZE_MAX);
-    const auto kind = std::find_if(std::begin(kReports), std::end(kReports),
-                                   [&](const ReportKind &row) { return name == row.name; });
-    if (kind == std::end(kReports)) {
-        throw LineError("report: expected event, action_result, undone_actions, undone_actions_v3, "
-                        "undone_scene_v3, lan_centor, lan_centor_v3 or dclog");
-    }
+    const ReportKind &kind = RowNamed(name, "report", kReports);
     Report report;
-    report.type = kind->type;
+    report.type = kind.type;
     RecordReader reader(std::move(line), report.storage);
-    kind->read(reader, report);
+    kind.read(reader, report);
     reader.Done();
     return report;
 }

@@ -9,6 +9,12 @@
 
 namespace tqgateway {
 
+/// The record at the `data` of a message or of runtime information.
+template <typename Record>
+Record &As(char *data) {
+    return *reinterpret_cast<Record *>(data);
+}
+
 /// The line that shows what `recv_msg` received.
 Json DeviceLine(const tqDevSDK_SmartControl_msg_to_dev &message);
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Rule sets copied, read from their shadow form, and freed.
 #include "rules.h"
 
 #include <limits>

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // The timeline: "platform → module    20034 capture    seq=7 body={…}".
-#include "output.h"
+#include "timeline.h"
 
 #include <algorithm>
 #include <cstring>
 #include <iterator>
 
 #include <nlohmann/json.hpp>
+
+#include "lines.h"
 
 namespace tqgateway {
 namespace {
@@ -20,29 +22,15 @@ constexpr const char *kDim = "\033[2m";
 constexpr const char *kRed = "\033[31m";
 constexpr const char *kReset = "\033[0m";
 
-/// How a line with this key is shown. Lines out go from the module to what their "to" says.
-struct Look {
+/// What stands before the value of a key that a line out is known by.
+struct OutLabel {
     const char *key;
-    const char *label; ///< Before the key's value.
-    const char *from;
-    const char *to;
+    const char *label;
 };
 
-constexpr Look kLooks[] = {
-    {"command", "", "platform", "module"},
-    {"set", "set ", "platform", "module"},
-    {"model", "model ", "platform", "module"},
-    {"model_reply", "reply ", "platform", "module"},
-    {"shadow", "shadow ", "platform", "module"},
-    {"shadow_get", "get ", "platform", "module"},
-    {"kernel_event", "event ", "host", "module"},
-    {"status_pass", "status pass", "host", "module"},
-    {"status_reset", "status reset ", "host", "module"},
-    {"report", "report ", "device", "module"},
-    {"hub", "change", "you", "device"},
-    {"host", "change", "you", "host"},
-    {"msg", "", "module", "device"},
-    {"dclog", "dclog ", "module", "platform"},
+constexpr OutLabel kOutLabels[] = {
+    {"command", ""},       {"model", "model "}, {"model_reply", "reply "},
+    {"shadow", "shadow "}, {"msg", ""},         {"dclog", "dclog "},
 };
 
 struct Arrow {
@@ -139,8 +127,13 @@ public:
     Timeline(LineWriter &writer, bool coloured) : writer_(writer), coloured_(coloured) {}
 
     void Echo(Input what, const Json &input) override {
-        if (what != Input::refusal) { // whose error says it all
-            Message(input, nullptr);
+        if (what == Input::refusal) {
+            return; // its error says it all
+        }
+        if (const LineKind *kind = KindOf(input)) {
+            Message(input, kind->key, kind->label, kind->from, kind->to);
+        } else {
+            Unknown(input);
         }
     }
 
@@ -151,7 +144,7 @@ public:
 
     void Show(const Json &line) override {
         if (line.contains("to")) {
-            Message(line, AsText(line["to"]).c_str());
+            MessageOut(line);
         } else if (line.contains("log")) {
             Write(kDim,
                   Row("log " + AsText(line["log"]), Clipped(Printable(AsText(line["text"])), kShownBytes)));
@@ -165,33 +158,35 @@ public:
     }
 
 private:
-    /// A message; `to` is null for a line in.
-    void Message(const Json &line, const char *to) {
-        const auto look = std::find_if(std::begin(kLooks), std::end(kLooks),
-                                       [&](const Look &row) { return line.contains(row.key); });
-        if (look == std::end(kLooks)) {
-            Write(kPlain, Row("?", Clipped(Printable(AsText(line)), kShownBytes)));
-            return;
+    void Unknown(const Json &line) { Write(kPlain, Row("?", Clipped(Printable(AsText(line)), kShownBytes))); }
+
+    void MessageOut(const Json &line) {
+        const auto out = std::find_if(std::begin(kOutLabels), std::end(kOutLabels),
+                                      [&](const OutLabel &row) { return line.contains(row.key); });
+        if (out == std::end(kOutLabels)) {
+            Unknown(line);
+        } else {
+            Message(line, out->key, out->label, "module", AsText(line["to"]));
         }
-        const std::string from = to == nullptr ? look->from : "module";
-        const std::string towards = to == nullptr ? look->to : to;
-        const Json &value = line[look->key];
-        std::string name = look->label;
-        if (look->key == std::string("command")) {
+    }
+
+    void Message(const Json &line, const std::string &key, std::string name, const std::string &from,
+                 const std::string &to) {
+        const Json &value = line[key];
+        if (key == "command") {
             name += CommandText(value);
         } else if (!value.is_object() && !value.is_boolean()) {
             name += Printable(AsText(value));
         }
         const std::string fields =
-            value.is_object() ? FieldsText(value, "", "") : FieldsText(line, look->key, "to");
+            value.is_object() ? FieldsText(value, "", "") : FieldsText(line, key, "to");
 
-        const auto arrow = std::find_if(std::begin(kArrows), std::end(kArrows), [&](const Arrow &row) {
-            return from == row.from && towards == row.to;
-        });
-        Write(arrow == std::end(kArrows) ? kPlain : arrow->colour,
-              Row(Padded(from, 8) + " → " + Padded(towards, 8),
-                  fields.empty() ? name : Padded(name, kNameColumns)),
-              fields);
+        const auto arrow = std::find_if(std::begin(kArrows), std::end(kArrows),
+                                        [&](const Arrow &row) { return from == row.from && to == row.to; });
+        Write(
+            arrow == std::end(kArrows) ? kPlain : arrow->colour,
+            Row(Padded(from, 8) + " → " + Padded(to, 8), fields.empty() ? name : Padded(name, kNameColumns)),
+            fields);
     }
 
     static std::string Row(const std::string &left, const std::string &right) {

@@ -5,6 +5,8 @@
 
 #include <chrono>
 #include <csignal>
+#include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -35,6 +37,11 @@ inline Lines Split(const std::string &text) {
         lines.push_back(line);
     }
     return lines;
+}
+
+inline std::string Contents(const std::string &file) {
+    std::ifstream stream(file);
+    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 inline bool Contains(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
@@ -85,7 +92,8 @@ class Program {
 public:
     explicit Program(const std::string &command) {
         int out[2] = {-1, -1};
-        EXPECT_TRUE(pipe2(in_, O_CLOEXEC) == 0 && pipe2(out, O_CLOEXEC) == 0);
+        EXPECT_EQ(pipe2(in_, O_CLOEXEC), 0);
+        EXPECT_EQ(pipe2(out, O_CLOEXEC), 0);
         pid_ = Start(command + " 2>&1", in_[0], out[1]);
         close(out[1]);
         out_ = out[0];
@@ -148,6 +156,8 @@ public:
     void Reload() const { kill(pid_, SIGHUP); }
 
     void CloseOutput() { close(std::exchange(out_, -1)); }
+
+    pid_t Pid() const { return pid_; }
 
     /// All that it has printed until it was last waited for.
     const std::string &Printed() const { return printed_; }

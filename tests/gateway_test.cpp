@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // tq_gateway as a person or a script runs it: lines in, lines out.
+#include <filesystem>
+
 #include "gateway_runner.h"
 
 namespace {
@@ -9,12 +11,18 @@ TEST(Gateway, RefusesWhatItDoesNotUnderstandAndGoesOn) {
     for (int i = 0; i < 1000; ++i) {
         members += R"(,"a":0)";
     }
-    const std::pair<std::string, const char *> rows[] = {
+    std::string elements = "[0"; // one more than there is room to count
+    for (int i = 0; i < 65535; ++i) {
+        elements += ",0";
+    }
+    const std::pair<std::string, std::string> rows[] = {
         {"nonsense", "not JSON"},
         {"\xff", "not JSON"},
         {R"({"command":20034,"body":)" + std::string(100000, '['), "nested deeper"},
-        {members + "}}", "more than 1000 members"},
-        {'"' + std::string(std::size_t{65} << 20, 'x') + '"', "longer than 64 MiB"},
+        {members + "}}", "an object of more than 1000 members"},
+        {R"({"report":"undone_actions_v3","pstActions":)" + elements + "]}", "pstActions: expected an array of at most 65535"},
+        {R"({"hub":{"rules":)" + elements + "]}}", "hub.rules: expected an array of at most 65535"},
+        {'"' + std::string(std::size_t{65} << 20, 'x') + '"', "a line longer than 64 MiB"},
     };
     Lines input;
     for (const auto &[line, error] : rows) {
@@ -24,15 +32,17 @@ TEST(Gateway, RefusesWhatItDoesNotUnderstandAndGoesOn) {
     EXPECT_EQ(outcome.code, 0);
     ASSERT_EQ(outcome.lines.size(), 2 * std::size(rows));
     for (std::size_t i = 0; i < std::size(rows); ++i) {
-        const std::string &line = outcome.lines[2 * i];
-        EXPECT_TRUE(line.rfind(R"({"error":")", 0) == 0 && Contains(line, rows[i].second)) << line;
+        const std::string error = R"({"error":")" + rows[i].second;
+        EXPECT_EQ(outcome.lines[2 * i].substr(0, error.size()), error);
         EXPECT_EQ(outcome.lines[2 * i + 1], R"({"result":0})");
     }
 }
 
 TEST(Gateway, TimelineReadsLikeAConversation) {
     const std::string capture = R"({"command":20034,"seq":7,"body":{"delay":0,"channelNo":1,"params":{"value1":3},"extendValue":"r-1"}})";
-    const Outcome outcome = RunGateway("--text --log error --script /dev/stdin", Joined({"# A picture.", capture, "oops"}));
+    const Outcome outcome =
+        RunGateway("--text --log error --script /dev/stdin", Joined({"# A picture.", capture, R"({"report":"event","channel":1,"value":5})",
+                                                                     R"({"status_reset":74})", R"({"hub":{"ssid":"x"}})", "oops"}));
     EXPECT_EQ(Joined(outcome.lines), R"(
 # A picture.
 platform → module    20034 capture                  seq=7 body={"delay":0,"channelNo":1,"params":{"value1":3},"extendValue":"r-1"}
@@ -41,9 +51,55 @@ module   → device    CAPTURE_PIC                    channel=1 delay=0 relation
 log error            s:4e43
 module   → platform  20035 capture reply            seq=7 response=1 version="v1.0.0" body={"result":0}
                      done
+device   → module    report event                   channel=1 value=5
+log error            s:4e12
+module   → platform  19986 event                    seq=0 response=0 version="V2.0.0" body={"channelNo":1,"value":5}
+                     result 0
+host     → module    status reset 74
+                     result 0
+you      → device    change                         ssid="x"
+                     done
 ?                    oops
                      error: not JSON: parse error at line 1, column 1: syntax error while parsing value - invalid literal; last read: 'o'
 )");
+}
+
+TEST(Gateway, TimelineNamesCommands) {
+    const std::string rows[] = {"12382 setting",           "12383 setting reply", "18829 set value",    "19986 event",         "19988 action result",
+                                "19990 undone actions",    "19992 LAN center",    "20034 capture",      "20035 capture reply", "20036 video",
+                                "20038 capture and video", "20040 sleep",         "20058 chime signal", "20064 chime alarm",   "20066"};
+    std::string lines;
+    std::string timeline;
+    for (const std::string &row : rows) { // to a domain that nobody has, so that nothing comes back
+        lines += R"({"command":)" + row.substr(0, 5) + R"(,"domain":1})" + '\n';
+        timeline += "platform → module    " + row + std::string(row.size() < 30 ? 30 - row.size() : 0, ' ') + " domain=1\n" + std::string(21, ' ') +
+                    "error: domain: 1 is not registered\n";
+    }
+    EXPECT_EQ(Joined(RunGateway("--text", lines).lines), timeline);
+}
+
+TEST(Gateway, ShowsWhatSuitsItsReader) {
+    const Folder folder;
+    std::ofstream(folder.Path("lines")) << "[]\n";
+    const auto on_terminal = [](const std::string &command) { return RunProgram("script -qec '" + command + "' /dev/null", "").lines.back(); };
+    const std::string run = TQ_GATEWAY " --script " + folder.Path("lines");
+    const std::string json = R"({"error":"expected an object"})";
+    const std::string text = std::string(21, ' ') + "error: expected an object";
+    EXPECT_EQ(RunProgram(run, "").lines.back(), json);
+    EXPECT_EQ(RunProgram(run + " --text", "").lines.back(), text);
+    EXPECT_EQ(on_terminal(run), "\033[31m" + text + "\033[0m\r");
+    EXPECT_EQ(on_terminal("NO_COLOR=1 " + run), text + '\r');
+    EXPECT_EQ(on_terminal(run + " --json"), json + '\r');
+}
+
+TEST(Gateway, KeepsNothingOfWhatTheModulePrinted) {
+    Program gateway(TQ_GATEWAY " --json");
+    for (const std::string printed : {"longer than the next", "next"}) {
+        gateway.Say(R"({"command":20058,"body":")" + printed + "\"}\n");
+        EXPECT_EQ(gateway.Await("stdout"), R"({"log":"stdout","text":"[QueryChimeSignalReq_Input])" + printed + "\"}");
+    }
+    gateway.Await(R"({"result":null})");
+    EXPECT_EQ(std::filesystem::file_size("/proc/" + std::to_string(gateway.Pid()) + "/fd/1"), 0U);
 }
 
 TEST(Gateway, ExitCodesTellHowItEnded) {
@@ -57,7 +113,7 @@ TEST(Gateway, ExitCodesTellHowItEnded) {
         {2, "", {"--no-such-option", "--text --json", "--log loud", "--status-interval 0", "--serial a", "--mqtt localhost"}},
         {2, "--script ", {"/nowhere", "/", "x --mqtt localhost --serial a"}},
         {2, "--record ", {"/", "/dev/null --status-interval 1"}},
-        {2, "--serial a --mqtt ", {"localhost:0", "localhost:65536", ":1883"}},
+        {2, "--serial a --mqtt ", {"localhost:0", "localhost:65536", ":1883", "localhost:", "localhost:x", "localhost:+1", "[::1", "[::1]1", "::1"}},
         {2, "--mqtt localhost --serial ", {"''", "a/b", "+", "'a#'", "a --mqtt-queue 0", "a --ca-file /nowhere"}},
         {2, "--mqtt localhost --serial a --password-file ", {"x", "/nowhere --user u"}},
     };

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // tq_gateway behind a real broker, which each test starts for itself on a free port, with the broker's
 // own clients as the platform.
-#include <fstream>
 #include <memory>
 #include <regex>
 
@@ -101,7 +100,8 @@ TEST_F(Mqtt, StatusIsKeptAndTellsOfADeath) {
 
 TEST_F(Mqtt, SurvivesTheBroker) {
     StartBroker();
-    const auto gateway = Gateway("A", "--text");
+    const std::string record = folder_.Path("session.jsonl");
+    const auto gateway = Gateway("A", "--text --record " + record);
     gateway->Await("event online");
     broker_->End(SIGKILL);
     gateway->Await("event break");
@@ -114,6 +114,17 @@ TEST_F(Mqtt, SurvivesTheBroker) {
     broker_->End(SIGTERM);
     gateway->Await("event break");
     EXPECT_EQ(gateway->End(SIGTERM), 0) << "ends while there is no link";
+
+    Lines events;
+    for (const std::string &line : Split(Contents(record))) {
+        if (line.rfind(R"({"event")", 0) == 0) {
+            events.push_back(line);
+        }
+    }
+    const std::string up = R"({"event":{"kernel_event":"online"}})";
+    const std::string down = R"({"event":{"kernel_event":"break"}})";
+    EXPECT_EQ(events, (Lines{up, down, up, down}));
+    EXPECT_EQ(RunGateway("replay " + record, "").code, 0);
 }
 
 TEST_F(Mqtt, WaitsForItsPasswordAndKeepsTheLatestLines) {
@@ -167,6 +178,19 @@ TEST_F(Mqtt, GatewaysShareABrokerWithoutCrossing) {
         EXPECT_EQ(gateways[g]->End(SIGTERM), 0);
         watch->Await("tq/" + serials[g] + "/status offline");
         EXPECT_EQ(On("tq/" + serials[g] + "/up", *watch), RunGateway("--json", lines).lines);
+    }
+}
+
+TEST_F(Mqtt, TellsWhyThereIsNoLink) {
+    std::ofstream(folder_.Path("roles")) << R"({"defaultACLAccess":{"publishClientSend":true,"publishClientReceive":true,"subscribe":false}})";
+    StartBroker("allow_anonymous true\nplugin " + RunProgram("ls /usr/lib/*/mosquitto_dynamic_security.so", "").lines.at(0) +
+                "\nplugin_opt_config_file " + folder_.Path("roles"));
+    Gateway("A")->Await("the broker refuses the subscription to tq/A/down");
+
+    for (const auto &[broker, told] : {std::pair("[127.0.0.9]:7", "cannot connect to 127.0.0.9:7: Connection refused"),
+                                       {"127.0.0.9:65535", "cannot connect to 127.0.0.9:65535"},
+                                       {"127.0.0.9", "127.0.0.9:1883"}}) {
+        Program(TQ_GATEWAY " --serial A --mqtt " + std::string(broker)).Await(told);
     }
 }
 

@@ -1,16 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Recorded sessions: kept, replayed, changed.
-#include <fstream>
-#include <iterator>
-
 #include "gateway_runner.h"
 
 namespace {
-
-std::string Contents(const std::string &file) {
-    std::ifstream stream(file);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 /// Replays a recording, which must end like this; all that must be said about it is given in parts.
 void ExpectReplay(const std::string &recording, int code, const Lines &parts) {
@@ -85,6 +77,16 @@ constexpr const char *kSleep = R"({"in":{"host":{"sleep":1}}})";
 constexpr const char *kDone = R"({"out":{"result":null}})";
 constexpr const char *kScene = R"({"model":"ExecManualScene","seq":1,"body":{"ruleId":"42"}})";
 
+TEST(Replay, SessionKeepsTheLogLevelByNumber) {
+    const Folder folder;
+    const std::pair<const char *, int> rows[] = {{"non", 0}, {"error", 1}, {"warning", 2}, {"Debug", 3}, {"info", 4}, {"2", 2}};
+    for (const auto &[name, level] : rows) {
+        RunGateway("--record " + folder.Path("session.jsonl") + " --log " + name, "");
+        EXPECT_EQ(Split(Contents(folder.Path("session.jsonl"))).at(0),
+                  R"({"session":{"log":)" + std::to_string(level) + R"(,"reset_report_all":false}})");
+    }
+}
+
 TEST(Replay, TellsTheFirstDifference) {
     const Folder folder;
     const std::string file = folder.Path("session.jsonl");
@@ -125,6 +127,7 @@ TEST(Replay, RefusesWhatIsNoRecording) {
     ExpectReplay(kSleep, 2, {":1: session: missing"});
     for (const auto &[line, error] : {std::pair(R"({"in":{"host":{"sleep":1}})", ":2: not JSON"),
                                       {R"({"up":{}})", ":2: expected in, event, refusal or out"},
+                                      {R"({"event":{"kernel_event":"up"}})", ":2: kernel_event: expected online"},
                                       {R"({"in":5})", ":2: not an input"}}) {
         ExpectReplay(Joined({kSession, line}), 2, {error});
     }
