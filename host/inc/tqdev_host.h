@@ -108,9 +108,12 @@ void SetLogLevel(int level);
 
 constexpr int kAlways = -1;
 
+/// Whether the host has a function of this name that can be made to fail.
+bool CanFail(const std::string &function);
+
 /// Makes the named host function fail the next `times` times with `code`, without doing anything.
 /// kAlways fails it until the next Fail for it; 0 times, or code 0, ends a failure. Functions that
-/// return a pointer fail with null. False when the host has no such function, or none that can fail.
+/// return a pointer fail with null. False when the function cannot fail.
 bool Fail(const std::string &function, int code, int times = kAlways);
 
 /// Sets a text of the device information; nothing removes it, and the host then gives null for it. A

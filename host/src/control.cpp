@@ -66,6 +66,11 @@ void Reset() {
     *Locked() = State();
 }
 
+bool CanFail(const std::string &function) {
+    const Locked state;
+    return FindFailure(*state, function) != nullptr;
+}
+
 bool Fail(const std::string &function, int code, int times) {
     const Locked state;
     Failure *failure = FindFailure(*state, function);
