@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The JSON functions: the SDK's names for those of the library.
 #include "bscJSON.h"
 
 bscJSON *bscJSON_Parse(const char *text) {
@@ -32,6 +33,7 @@ bscJSON *bscJSON_CreateString(const char *text) {
 bscJSON *bscJSON_CreateStringReference(const char *text) {
     return cJSON_CreateStringReference(text);
 }
+
 bscJSON *bscJSON_CreateNumber(double number) {
     return cJSON_CreateNumber(number);
 }
@@ -51,6 +53,7 @@ bool bscJSON_AddItemToObject(bscJSON *object, const char *name, bscJSON *item) {
 bool bscJSON_AddItemToObjectCS(bscJSON *object, const char *name, bscJSON *item) {
     return cJSON_AddItemToObjectCS(object, name, item) != 0;
 }
+
 bool bscJSON_AddObjectToObject(bscJSON *object, const char *name, bscJSON *item) {
     return bscJSON_AddItemToObject(object, name, item);
 }

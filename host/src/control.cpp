@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// What the control side does to all services alike: observation, failures, device information.
 #include <set>
 
 #include "host_state.h"
