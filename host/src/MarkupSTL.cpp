@@ -2,6 +2,7 @@
 // The XML class: a strict parser tells what is well-formed, the tree library behind it is lenient.
 #include "MarkupSTL.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <new>
@@ -43,9 +44,13 @@ void Refuse(void *parser, Argument...) {
 
 /// Notes in the parser's user data an encoding that the tree library has to convert.
 void NoteEncoding(void *parser, const char * /*version*/, const char *encoding, int /*standalone*/) {
-    if (encoding != nullptr && strcasecmp(encoding, "ISO-8859-1") == 0) {
-        *static_cast<pugi::xml_encoding *>(XML_GetUserData(static_cast<XML_Parser>(parser))) =
-            pugi::encoding_latin1;
+    if (encoding == nullptr || strcasecmp(encoding, "ISO-8859-1") != 0) {
+        return;
+    }
+    auto *const self = static_cast<XML_Parser>(parser);
+    *static_cast<pugi::xml_encoding *>(XML_GetUserData(self)) = pugi::encoding_latin1;
+    if (XML_GetCurrentByteIndex(self) > 0) {
+        Refuse(parser); // The mark of UTF-8 stands before the declaration.
     }
 }
 
@@ -74,37 +79,6 @@ bool IsWellFormed(const char *text, std::size_t length, pugi::xml_encoding &enco
 
 bool IsText(const pugi::xml_node &node) {
     return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
-}
-
-bool IsBlank(const char *text) {
-    return text[strspn(text, " \t\r\n")] == '\0';
-}
-
-/// What a document may have at its top level: a declaration at its very start, elements, blanks.
-bool MayStandAtTop(const pugi::xml_node &node) {
-    switch (node.type()) {
-    case pugi::node_declaration:
-        return !node.previous_sibling();
-    case pugi::node_pcdata:
-        return IsBlank(node.value());
-    default:
-        return node.type() == pugi::node_element;
-    }
-}
-
-/// A fragment may be anything; a document has a declaration or an element, one element at most, and no text
-/// at its top level.
-bool IsDocument(const pugi::xml_document &xml) {
-    bool empty = true;
-    int elements = 0;
-    for (const pugi::xml_node node : xml) {
-        if (!MayStandAtTop(node)) {
-            return false;
-        }
-        empty = empty && IsText(node);
-        elements += node.type() == pugi::node_element ? 1 : 0;
-    }
-    return !empty && elements <= 1;
 }
 
 struct StringWriter : pugi::xml_writer {
@@ -146,7 +120,8 @@ bool CMarkupSTL::SetDoc(const char *text) {
     }
     const pugi::xml_parse_result parsed = document_->xml.load_buffer(text, length, kOptions, encoding);
     Need(parsed.status != pugi::status_out_of_memory);
-    const bool done = parsed && IsDocument(document_->xml);
+    // Blanks, comments and a document type alone are no document.
+    const bool done = parsed && !std::all_of(document_->xml.begin(), document_->xml.end(), IsText);
     if (!done) {
         document_->xml.reset();
     }
