@@ -8,3 +8,6 @@ set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabihf)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm)
 # The packages are for the target too.
 set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
+# What cmake/cross-expat builds for this file.
+cmake_path(GET CMAKE_CURRENT_LIST_FILE STEM toolchain)
+list(APPEND CMAKE_PREFIX_PATH ${CMAKE_CURRENT_LIST_DIR}/../build/cross/${toolchain})

@@ -116,7 +116,6 @@ void Gateway::ShowError(const std::string &reason) {
 }
 
 void Gateway::StatusPass() {
-    const std::lock_guard lock(status_service_);
     tqhost::StatusPass();
     output_.ShowPrinted();
 }

@@ -3,8 +3,6 @@
 #ifndef TQGATEWAY_GATEWAY_H
 #define TQGATEWAY_GATEWAY_H
 
-#include <map>
-#include <mutex>
 #include <string>
 
 #include "hub.h"
@@ -17,8 +15,6 @@ namespace tqgateway {
 struct Parts {
     const Module &module;
     Hub &hub;
-    std::mutex &status_service;           ///< Held during calls of the status-report service.
-    std::map<std::string, int> &failures; ///< Host functions that fail now, with their codes.
 };
 
 /// Lines, from whatever they come, go in one by one; everything goes out through `output`. There can be
@@ -55,9 +51,7 @@ private:
     Module module_;
     Output &output_;
     Hub hub_;
-    std::mutex status_service_;
-    std::map<std::string, int> failures_;
-    const Parts parts_{module_, hub_, status_service_, failures_};
+    const Parts parts_{module_, hub_};
 };
 
 } // namespace tqgateway

@@ -2,6 +2,8 @@
 // The kinds of lines: one function and one row each.
 #include "lines.h"
 
+#include <map>
+
 #include <nlohmann/json.hpp>
 
 #include "gateway.h"
@@ -159,41 +161,22 @@ std::optional<int> KernelEvent(const Parts &, ObjectReader &line) {
     return std::nullopt;
 }
 
-std::optional<int> StatusPass(const Parts &parts, ObjectReader &line) {
+std::optional<int> StatusPass(const Parts &, ObjectReader &line) {
     if (line.Get("status_pass") != true) {
         throw LineError("status_pass: expected true");
     }
     line.Done();
-    const std::lock_guard lock(parts.status_service);
     tqhost::StatusPass();
     return std::nullopt;
 }
 
-std::optional<int> StatusReset(const Parts &parts, ObjectReader &line) {
+std::optional<int> StatusReset(const Parts &, ObjectReader &line) {
     const int key = line.Whole<int>("status_reset");
     line.Done();
-    const std::lock_guard lock(parts.status_service);
     return Registered(tqhost::StatusReset(key), "status_reset", std::to_string(key));
 }
 
-/// Applies the failures; at a function that the host does not have, puts back those already applied.
-void SetFailures(std::map<std::string, int> &failures, const std::map<std::string, int> &changes) {
-    const std::map<std::string, int> before = failures;
-    for (const auto &[function, code] : changes) {
-        if (tqhost::Fail(function, code)) {
-            failures[function] = code;
-            continue;
-        }
-        for (const auto &[changed, now] : failures) {
-            const auto old = before.find(changed);
-            tqhost::Fail(changed, old == before.end() ? 0 : old->second);
-        }
-        failures = before;
-        throw LineError("host.fail." + function + ": the host has no such function that can fail");
-    }
-}
-
-std::optional<int> Host(const Parts &parts, ObjectReader &line) {
+std::optional<int> Host(const Parts &, ObjectReader &line) {
     ObjectReader host(line.Get("host"), "host");
     line.Done();
     std::map<std::string, std::optional<std::string>> devinfo;
@@ -209,6 +192,10 @@ std::optional<int> Host(const Parts &parts, ObjectReader &line) {
     if (const Json *codes = host.Find("fail")) {
         ObjectReader reader(*codes, host.Path("fail"));
         for (const auto &member : codes->items()) {
+            if (!tqhost::CanFail(member.key())) {
+                throw LineError(reader.Path(member.key().c_str()) +
+                                ": the host has no such function that can fail");
+            }
             failures[member.key()] = reader.Whole<int>(member.key().c_str());
         }
     }
@@ -220,7 +207,9 @@ std::optional<int> Host(const Parts &parts, ObjectReader &line) {
     const std::optional<bool> dclog = flag("dclog");
     host.Done();
 
-    SetFailures(parts.failures, failures);
+    for (const auto &[function, code] : failures) {
+        tqhost::Fail(function, code);
+    }
     for (const auto &[key, text] : devinfo) {
         tqhost::SetDeviceInfo(key, text);
     }

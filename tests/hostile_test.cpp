@@ -100,7 +100,8 @@ TEST_F(HostileTest, Commands) {
     });
     TryAll(R"({"mode":1,"sensitivity":2,"autoTimeBegin":"1:2","autoTimeEnd":"3:4"})", [this](const std::string &body) {
         Command(18829, "<Request><Type>device_ICR_DSS</Type><Value><![CDATA[" + body + "]]></Value></Request>");
-        return Take().back().find("<Result>0<") != std::string::npos;
+        // What is not UTF-8 is no XML.
+        return Take().back().find(body.find('\xff') == std::string::npos ? "<Result>0<" : "<Result>3<") != std::string::npos;
     });
     TryAll(R"({"ruleId":"7"})", [this](const std::string &body) {
         tqhost::ModelMessage request;

@@ -20,13 +20,16 @@ public:
     CMarkupSTL &operator=(const CMarkupSTL &) = delete;
 
     /// Replaces the document and goes to its top level. False, and an empty document, when the text is
-    /// null or not well-formed. A declaration alone is well-formed; text outside elements, or a
-    /// second root, is not.
-    /// Entities of a document type are not expanded.
+    /// null or not well-formed. A declaration without a root counts as well-formed. The text is UTF-8 unless
+    /// its declaration says US-ASCII or ISO-8859-1; any other encoding is refused.
+    ///
+    /// A document type may stand before the root, but is not looked at, and nothing that it names is loaded.
+    /// One that declares entities or attributes is refused, and so is a text with a reference to any entity
+    /// but the five that XML has.
     bool SetDoc(const char *text);
 
-    /// The document as text: the declaration, if any, on a line of its own, then the elements without
-    /// added white space.
+    /// The document as text, in UTF-8: the declaration, if any, on a line of its own, then the elements
+    /// without added white space.
     std::string GetDoc() const;
 
     /// Adds an element behind the current one of this level, or at the end of the level when there is

@@ -1,9 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
+// The XML class: a strict parser tells what is well-formed, the tree library behind it is lenient.
 #include "MarkupSTL.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstring>
 #include <new>
+
+#include <expat.h>
 #include <pugixml.hpp>
+#include <strings.h>
 
 struct CMarkupSTL::Document {
     pugi::xml_document xml;
@@ -25,39 +31,54 @@ void Need(bool done) {
     }
 }
 
+struct ParserFree {
+    void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
+};
+using Parser = std::unique_ptr<XML_ParserStruct, ParserFree>;
+
+/// A handler of the parser that ends the parsing: the text is refused.
+template <typename... Argument>
+void Refuse(void *parser, Argument...) {
+    XML_StopParser(static_cast<XML_Parser>(parser), XML_FALSE);
+}
+
+/// Notes in the parser's user data an encoding that the tree library has to convert.
+void NoteEncoding(void *parser, const char * /*version*/, const char *encoding, int /*standalone*/) {
+    if (encoding == nullptr || strcasecmp(encoding, "ISO-8859-1") != 0) {
+        return;
+    }
+    auto *const self = static_cast<XML_Parser>(parser);
+    *static_cast<pugi::xml_encoding *>(XML_GetUserData(self)) = pugi::encoding_latin1;
+    if (XML_GetCurrentByteIndex(self) > 0) {
+        Refuse(parser); // The mark of UTF-8 stands before the declaration.
+    }
+}
+
+/// Whether a text is well-formed, or nothing but what may stand before a root, and in which encoding.
+///
+/// Of a document type, only what leaves the elements as they are written is taken: no entities, whose
+/// expansion can outgrow any memory, and no attribute lists, whose cost grows with the elements times the
+/// attributes. Nothing outside the text is ever loaded.
+bool IsWellFormed(const char *text, std::size_t length, pugi::xml_encoding &encoding) {
+    const Parser parser(XML_ParserCreate(nullptr));
+    Need(parser && length <= INT_MAX);
+    encoding = pugi::encoding_utf8;
+    XML_SetUserData(parser.get(), &encoding);
+    XML_UseParserAsHandlerArg(parser.get());
+    XML_SetXmlDeclHandler(parser.get(), NoteEncoding);
+    XML_SetEntityDeclHandler(parser.get(), Refuse);
+    XML_SetAttlistDeclHandler(parser.get(), Refuse);
+    XML_SetSkippedEntityHandler(parser.get(), Refuse);
+    if (XML_Parse(parser.get(), text, static_cast<int>(length), XML_TRUE) == XML_STATUS_OK) {
+        return true;
+    }
+    const XML_Error error = XML_GetErrorCode(parser.get());
+    Need(error != XML_ERROR_NO_MEMORY);
+    return error == XML_ERROR_NO_ELEMENTS;
+}
+
 bool IsText(const pugi::xml_node &node) {
     return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
-}
-
-bool IsBlank(const char *text) {
-    return text[strspn(text, " \t\r\n")] == '\0';
-}
-
-/// What a document may have at its top level: a declaration at its very start, elements, blanks.
-bool MayStandAtTop(const pugi::xml_node &node) {
-    switch (node.type()) {
-    case pugi::node_declaration:
-        return !node.previous_sibling();
-    case pugi::node_pcdata:
-        return IsBlank(node.value());
-    default:
-        return node.type() == pugi::node_element;
-    }
-}
-
-/// A fragment may be anything; a document has a declaration or an element, one element at most, and no text
-/// at its top level.
-bool IsDocument(const pugi::xml_document &xml) {
-    bool empty = true;
-    int elements = 0;
-    for (const pugi::xml_node node : xml) {
-        if (!MayStandAtTop(node)) {
-            return false;
-        }
-        empty = empty && IsText(node);
-        elements += node.type() == pugi::node_element ? 1 : 0;
-    }
-    return !empty && elements <= 1;
 }
 
 struct StringWriter : pugi::xml_writer {
@@ -84,8 +105,7 @@ CMarkupSTL::CMarkupSTL() : document_(new Document) {}
 CMarkupSTL::~CMarkupSTL() = default;
 
 bool CMarkupSTL::SetDoc(const char *text) {
-    // Fragments, because the library takes a declaration alone for nothing else. UTF-8 whatever the
-    // declaration says: it is what the SDK's texts are.
+    // Fragments, because the library takes a declaration alone for nothing else.
     constexpr unsigned kOptions =
         pugi::parse_default | pugi::parse_declaration | pugi::parse_ws_pcdata | pugi::parse_fragment;
     document_->xml.reset();
@@ -93,10 +113,15 @@ bool CMarkupSTL::SetDoc(const char *text) {
     if (text == nullptr) {
         return false;
     }
-    const pugi::xml_parse_result parsed =
-        document_->xml.load_buffer(text, strlen(text), kOptions, pugi::encoding_utf8);
+    const std::size_t length = strlen(text);
+    pugi::xml_encoding encoding;
+    if (!IsWellFormed(text, length, encoding)) {
+        return false;
+    }
+    const pugi::xml_parse_result parsed = document_->xml.load_buffer(text, length, kOptions, encoding);
     Need(parsed.status != pugi::status_out_of_memory);
-    const bool done = parsed && IsDocument(document_->xml);
+    // Blanks, comments and a document type alone are no document.
+    const bool done = parsed && !std::all_of(document_->xml.begin(), document_->xml.end(), IsText);
     if (!done) {
         document_->xml.reset();
     }

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The JSON functions: the SDK's names for those of the library.
 #include "bscJSON.h"
 
 bscJSON *bscJSON_Parse(const char *text) {
@@ -32,12 +33,17 @@ bscJSON *bscJSON_CreateString(const char *text) {
 bscJSON *bscJSON_CreateStringReference(const char *text) {
     return cJSON_CreateStringReference(text);
 }
+
 bscJSON *bscJSON_CreateNumber(double number) {
     return cJSON_CreateNumber(number);
 }
 
 bscJSON *bscJSON_CreateRaw(const char *raw) {
     return cJSON_CreateRaw(raw);
+}
+
+bscJSON *bscJSON_DetachItemFromObject(bscJSON *object, const char *name) {
+    return cJSON_DetachItemFromObject(object, name);
 }
 
 bscJSON *bscJSON_Duplicate(const bscJSON *item, bool recurse) {
@@ -55,6 +61,7 @@ bool bscJSON_AddItemToObject(bscJSON *object, const char *name, bscJSON *item) {
 bool bscJSON_AddItemToObjectCS(bscJSON *object, const char *name, bscJSON *item) {
     return cJSON_AddItemToObjectCS(object, name, item) != 0;
 }
+
 bool bscJSON_AddObjectToObject(bscJSON *object, const char *name, bscJSON *item) {
     return bscJSON_AddItemToObject(object, name, item);
 }

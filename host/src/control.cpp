@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// What the control side does to all services alike: observation, failures, device information.
 #include <set>
 
 #include "host_state.h"
@@ -64,6 +65,11 @@ void Observe(Observer observer) {
 void Reset() {
     SetLogLevel(LOG_NON);
     *Locked() = State();
+}
+
+bool CanFail(const std::string &function) {
+    const Locked state;
+    return FindFailure(*state, function) != nullptr;
 }
 
 bool Fail(const std::string &function, int code, int times) {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The data-collection log.
 #include "tqdev_dclog.h"
 
 #include "host_state.h"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The SDK log.
 #include "tqdev_debug.h"
 
 #include <atomic>

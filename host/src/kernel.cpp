@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The kernel: extensions, the command channel, device information, redirected keys.
 #include "tqdev_sdk_kernel.h"
 
 #include "host_state.h"

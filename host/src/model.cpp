@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The model layer: requests, replies and reports of domains.
 #include "tq_model.h"
 
 #include "host_state.h"

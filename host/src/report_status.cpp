@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The status-report service: passes over the registered items.
 #include "tqDevSDK_report_status.h"
 
 #include "host_state.h"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The shadow service, both generations: values that are wanted, delivered and reported.
 #include "tqDevSDK_Shadow.h"
 
 #include <sys/mman.h>

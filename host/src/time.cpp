@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// Hours and minutes as text.
 #include "tqdev_time.h"
 
 #include <cstdio>

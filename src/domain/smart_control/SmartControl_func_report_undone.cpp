@@ -109,21 +109,20 @@ void Protocol_GenOtapTopic(Topic &topic, const OtapBaseInfo &info) {
     topic.Add('/').Add(info.acDomain).Add('/').Add(info.acIdentifier);
 }
 
-// Adds a copy of the payload's "params", if it has any; false when there is no memory for the copy. A payload
-// that the library cannot parse for lack of memory counts as one without: it does not say why it failed.
+// Moves the payload's "params", if it has any, into the report. A payload that the library cannot parse for
+// lack of memory counts as one without: the library does not say why it failed.
 bool WritePayloadParams(bscJSON *element, const char *payload_text) {
     const JsonTree payload(bscJSON_Parse(payload_text));
     if (payload == nullptr) {
         tqdev_debug(LOG_DEBUG, "acPayload is NULL.\n");
         return true;
     }
-    const bscJSON *params = Members(payload.get()).Find("params");
+    JsonTree params(bscJSON_DetachItemFromObject(payload.get(), "params"));
     if (params == nullptr) {
         tqdev_debug(LOG_DEBUG, "params in acPayload is NULL.\n");
         return true;
     }
-    return AttachItem(element, "params", JsonTree(bscJSON_Duplicate(params, true))) != nullptr ||
-           Fail("Failed to bscJSON_Duplicate.");
+    return AttachItem(element, "params", std::move(params)) != nullptr;
 }
 
 bool WriteOtapAction(bscJSON *actions, const OtapMsg &action) {

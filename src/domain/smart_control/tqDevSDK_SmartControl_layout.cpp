@@ -13,6 +13,7 @@
 
 #define SIZE(record, size)            static_assert(sizeof(record) == (size))
 #define OFFSET(record, field, offset) static_assert(offsetof(record, field) == (offset))
+#define WIDTH(record, field, width)   static_assert(sizeof(record::field) == (width))
 
 // ---- Device application ----
 
@@ -76,6 +77,35 @@ SIZE(tqDevSDK_Common_Module_Redirect_S, 40);
 SIZE(tqDevSDK_Shadow_Res_t, 138);
 SIZE(tq_msg_attr, 76);
 SIZE(tq_err_info, 292);
+
+// Texts and short numbers, which the sizes do not tell apart, or only on the 32-bit target.
+WIDTH(tqdev_sdk_kernel_pubmsg, msg_response, 1);
+WIDTH(tqdev_sdk_kernel_pubmsg, command_ver, 32);
+WIDTH(tqdev_sdk_kernel_pubmsg, msg_compress, 16);
+WIDTH(tqdev_sdk_kernel_pubmsg_v3, msg_response, 1);
+WIDTH(tqdev_sdk_kernel_pubmsg_v3, resource_id, 64);
+WIDTH(tqdev_sdk_kernel_pubmsg_v3, resource_type, 64);
+WIDTH(tqdev_sdk_kernel_pubmsg_v3, module, 16);
+WIDTH(tqdev_sdk_kernel_pubmsg_v3, method, 128);
+WIDTH(tqdev_sdk_kernel_pubmsg_v3, msg_type, 64);
+WIDTH(tqdev_sdk_kernel_pubmsg_v3, sub_serial, 72);
+WIDTH(tqdev_sdk_kernel_pubmsg_v3, ext_msg, 128);
+WIDTH(tqdev_sdk_kernel_pubmsg_v3, msg_compress, 16);
+WIDTH(tqdev_sdk_kernel_submsg, command_ver, 32);
+WIDTH(tqdev_sdk_kernel_submsg, msg_compress, 16);
+WIDTH(tqdev_sdk_kernel_extend, domain_id, 2);
+WIDTH(tqdev_sdk_kernel_extend, extend_module_name, 32);
+WIDTH(tqdev_sdk_kernel_extend, extend_module_version, 32);
+WIDTH(tq_basic_info, resource_id, 64);
+WIDTH(tq_basic_info, resource_type, 64);
+WIDTH(tq_basic_info, domain, 64);
+WIDTH(tq_basic_info, identifier, 64);
+WIDTH(tq_basic_info, subserial, 72);
+WIDTH(tq_msg_attr, msg_type, 64);
+WIDTH(tq_err_info, err_code, 32);
+WIDTH(tq_err_info, err_msg, 256);
+WIDTH(tq_domain_reg, domain, 64);
+WIDTH(tq_domain_reg, identifier, 64);
 
 #if UINTPTR_MAX == UINT32_MAX
 SIZE(tqDevSDK_SmartControl_msg_to_dev, 12);

@@ -4,7 +4,11 @@
 /// sends, observe what the device sends, set the state of the device, make host functions fail.
 ///
 /// There is one host per process. All functions may be called from several threads at once, and from
-/// the module's callbacks; calls into the module run on the caller's thread, without any lock held.
+/// the module's callbacks. Calls into the module run on the caller's thread, and no lock is held but that of
+/// the status-report service, which asks one item at a time: StatusPass and StatusReset wait for one that
+/// runs on another thread, so an item's callback must not wait for such a thread.
+///
+/// The SDK's functions refuse null records and null names with -1, unseen; a null body or text is empty.
 #ifndef TQDEV_HOST_H
 #define TQDEV_HOST_H
 
@@ -108,9 +112,12 @@ void SetLogLevel(int level);
 
 constexpr int kAlways = -1;
 
+/// Whether the host has a function of this name that can be made to fail.
+bool CanFail(const std::string &function);
+
 /// Makes the named host function fail the next `times` times with `code`, without doing anything.
 /// kAlways fails it until the next Fail for it; 0 times, or code 0, ends a failure. Functions that
-/// return a pointer fail with null. False when the host has no such function, or none that can fail.
+/// return a pointer fail with null. False when the function cannot fail.
 bool Fail(const std::string &function, int code, int times = kAlways);
 
 /// Sets a text of the device information; nothing removes it, and the host then gives null for it. A
@@ -191,8 +198,8 @@ struct ShadowValue {
     UINT32 reports = 0; ///< Counts the reports; 0: `reported` is not set yet.
 };
 
-/// Bytes that a generated value may have; 64 MiB by default and at most. What is beyond stays mapped,
-/// so a value that is too long is refused, not a crash.
+/// Bytes that a generated value may have; 64 MiB by default and at most. The device writes into a buffer of
+/// 64 MiB whatever is set, so a value that is too long within these is refused, not a crash.
 constexpr std::size_t kShadowCapacity = std::size_t{64} << 20;
 void SetShadowCapacity(std::size_t bytes);
 
