@@ -23,22 +23,19 @@ bool HasActions(const Record *acts) {
 
 // ---- Actions, version 2: domain and command ----
 
-bool HasTooManyValues(const UndoneAction &action) {
-    if (action.ucValueNum <= TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX) {
-        return false;
-    }
-    tqdev_debug(LOG_ERROR, "Action value num exceeds[%d > %d].\n", action.ucValueNum,
-                TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX);
-    return true;
-}
-
 bool IsReportable(const UndoneActions *acts) {
     if (!HasActions(acts)) {
         return false;
     }
-    const UndoneAction *end = acts->astUndoneActs + acts->usNum;
-    return std::none_of(acts->astUndoneActs, end, HasTooManyValues) ||
-           Fail("Failed to GenArray_UndoneActions.");
+    for (UINT16 i = 0; i < acts->usNum; ++i) {
+        const int values = acts->astUndoneActs[i].ucValueNum;
+        if (values > TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX) {
+            tqdev_debug(LOG_ERROR, "Action value num exceeds[%d > %d].\n", values,
+                        TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX);
+            return Fail("Failed to GenArray_UndoneActions.");
+        }
+    }
+    return true;
 }
 
 bool WriteAction(bscJSON *object, const UndoneAction &action, const UndoneActions &acts) {
@@ -167,23 +164,22 @@ bool HasScenes(const UndoneScenes *scenes) {
     return scenes->uiNum != 0 || Fail("No undone actions to be reported.");
 }
 
-bool WriteSceneId(bscJSON *ids, UINT32 id) {
-    char text[16];
-    TextWriter(text).AddDecimal(static_cast<int32_t>(id));
-    if (AppendItem(ids, JsonTree(bscJSON_CreateString(text))) == nullptr) {
-        tqdev_debug(LOG_ERROR, "Failed to bscJSON_CreateString for [%d]\n", static_cast<int>(id));
-        return false;
-    }
-    return true;
-}
-
 bool WriteScenes(bscJSON *root, const UndoneScenes &scenes) {
     if (!WriteItem(root, "event", scenes.stSrcEvent.stBody.acPayload)) {
         return false;
     }
     bscJSON *ids = AttachArray(root, "ruleIds", kNoReportArray);
-    return ids != nullptr && std::all_of(scenes.uiSceneList, scenes.uiSceneList + scenes.uiNum,
-                                         [ids](UINT32 id) { return WriteSceneId(ids, id); });
+    if (ids == nullptr) {
+        return false;
+    }
+    for (UINT32 i = 0; i < scenes.uiNum; ++i) {
+        const auto id = static_cast<int32_t>(scenes.uiSceneList[i]);
+        if (AppendItem(ids, JsonTree(bscJSON_CreateString(DecimalText(id)))) == nullptr) {
+            tqdev_debug(LOG_ERROR, "Failed to bscJSON_CreateString for [%d]\n", static_cast<int>(id));
+            return false;
+        }
+    }
+    return true;
 }
 
 constexpr Report<ModelWay, UndoneScenes> kUndoneSceneReportV3{

@@ -87,11 +87,9 @@ SetResult HandleMessage(int iRspCmd, bool is_request, UINT32 uiMsgSeq, const cha
 }
 
 int Answer(int iRspCmd, UINT32 uiMsgSeq, SetResult result) {
-    char digits[12];
-    TextWriter(digits).AddDecimal(result);
     CMarkupSTL rsp;
     StartDocument(rsp, "Response");
-    rsp.AddElem("Result", digits);
+    rsp.AddElem("Result", DecimalText(int32_t{result}));
     return SmartControl_send_msg_to_platform(rsp.GetDoc().c_str(), iRspCmd, kReplyVersion, 1, uiMsgSeq);
 }
 
