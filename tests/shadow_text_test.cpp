@@ -65,7 +65,7 @@ TEST_P(RuleTextTest, TextIsLentWholeAndReportedUpToItsLimit) {
         EXPECT_EQ(tqhost::ShadowGet(GetParam().key), 0);
         EXPECT_EQ(Take(), Lines{Reported(text)});
     }
-    for (const std::size_t length : {16384, 65546}) {
+    for (const std::size_t length : {16384U, 65546U}) {
         AnswerWith(std::string(length, 'r'));
         TakeLog();
         EXPECT_EQ(tqhost::ShadowGet(GetParam().key), 0);
