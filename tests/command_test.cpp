@@ -71,6 +71,14 @@ TEST_F(CommandTest, NullRecordsOfTheKernelAreIgnored) {
     EXPECT_EQ(TakeLog(), Lines{"error: NULL input param!"});
 }
 
+TEST_F(CommandTest, EventsOfANewerKernelAreIgnored) {
+    tqdev_sdk_kernel_event event{};
+    SetUnknown(event.event_type);
+    tqhost::Extension(7000).value().tqdev_sdk_kernel_extend_event(&event, nullptr);
+    EXPECT_EQ(TakeLog(), Lines{"debug: SmartControl_extend_event type 16"});
+    EXPECT_EQ(Take(), Lines{});
+}
+
 TEST_F(CommandTest, SignalCountOfTheApplicationIsBounded) {
     for (const int written : {1, 0, -5, 2, 1000000, 2147483647}) {
         on_query = [written](tqDevSDK_SmartControl_runtime_info &query) {

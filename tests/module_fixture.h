@@ -34,6 +34,14 @@ void Set(char (&field)[N], const std::string &text) {
     memcpy(field, text.c_str(), text.size() + 1);
 }
 
+/// Gives an enumeration field a number that its type does not know.
+template <typename Enumeration>
+void SetUnknown(Enumeration &field) {
+    constexpr int kUnknown = 16;
+    static_assert(sizeof field == sizeof kUnknown);
+    memcpy(&field, &kUnknown, sizeof field);
+}
+
 template <typename Record>
 std::string Bytes(const Record &record) {
     return {reinterpret_cast<const char *>(&record), sizeof record};

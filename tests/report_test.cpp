@@ -40,41 +40,39 @@ TEST_F(ReportTest, ActionResultTellsTheTime) {
 }
 
 TEST_F(ReportTest, ArraysGoWhole) {
-    // More elements than a byte counts, more text than 16 bits count.
-    static constexpr UINT16 kCount = 2000;
-    const auto array = [](const std::string &element) { return "[" + Repeated(element, kCount) + "]"; };
+    constexpr UINT16 kCount = 2000; // more elements than a byte counts, in more text than 16 bits count
     auto undone = Allocate<tqDevSDK_SmartControl_UndoneActions_S>(kCount * sizeof(tqDevSDK_SmartControl_ConfigRule_Actions));
     undone->usNum = kCount;
     std::vector<tqDevSDK_SmartControl_LanDevice> members(kCount, tqDevSDK_SmartControl_LanDevice{"a member of the group", 5, 9});
     const tqDevSDK_SmartControl_ReportLanCentor center{"C", 3, "x", 7, kCount, members.data()};
-    const tqDevSDK_SmartControl_ReportLanCentor no_members{"C", 3, "x", 7, 2, nullptr};
+    const tqDevSDK_SmartControl_ReportLanCentor no_array{"C", 3, "x", 7, kCount, nullptr};
     auto scenes = Allocate<tqDevSDK_SmartControl_UndoneSceneList_S>(kCount * sizeof(UINT32));
     const std::string event(70000, 'e');
     scenes->stSrcEvent.stBody.acPayload = event.c_str();
     scenes->uiNum = kCount;
     auto otap = Allocate<tqDevSDK_SmartControl_UndoneActions_V3_S>(kCount * sizeof(tqDevSDK_SmartControl_OtapMsg_S));
     otap->usNum = kCount;
-    const std::string undone_head = "command 19990 seq 0 response 0 V2.0.0 ", center_head = "command 19992 seq 1 response 0 V2.0.0 ",
-                      scenes_head = "model AssistExecScene of TQLink type 2 resource 1 Video seq 0/0 qos 0 [query] option 0 ",
-                      otap_head = "model AssistExecAction of TQLink type 0 resource 1 Video seq 0/0 qos 0 [report] option 0 ",
-                      center_v3_head = "model ReportNetTopology of TQLink type 0 resource 1 Video seq 0/0 qos 0 [report] option 0 ";
-    const std::string undone_body = R"({"domain":0,"cmdId":0,"deviceId":"","channelNo":0,"params":{},"delay":0,"extendValue":""})";
-    const std::string center_v3_body = R"({"centerSerialNumber":"C","sceneVersion":3,"enabled":7,"extend":"x","DevList":)";
-    const std::string member_v3 = R"({"serialNumber":"a member of the group","softwareVersion":5})";
-    const std::tuple<int, const void *, std::string, std::string> cases[] = {
-        {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_ACTIONS, undone.get(), undone_head, R"({"id":0,"undoneActions":)" + array(undone_body) + "}"},
-        {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_LAN_CENTOR, &center, center_head,
-         R"({"centerDeviceSerial":"C","enable":7,"extend":"1","devList":)" + array(R"({"deviceSerial":"a member of the group"})") + "}"},
-        {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_SCENE_V3, scenes.get(), scenes_head,
-         R"({"event":")" + event + R"(","ruleIds":)" + array("\"0\"") + "}"},
-        {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_ACTIONS_V3, otap.get(), otap_head,
-         R"({"Actions":)" + array(R"({"URL":"//global/global/-/model/event///"})") + "}"},
-        {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_LAN_CENTOR_V3, &center, center_v3_head, center_v3_body + array(member_v3) + "}"},
-        {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_LAN_CENTOR_V3, &no_members, center_v3_head, center_v3_body + "[]}"},
+    const struct {
+        int type;
+        const void *record;
+        std::string head, element;
+        int count = kCount;
+    } cases[] = {
+        {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_ACTIONS, undone.get(), R"({"id":0,"undoneActions":[)",
+         R"({"domain":0,"cmdId":0,"deviceId":"","channelNo":0,"params":{},"delay":0,"extendValue":""})"},
+        {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_LAN_CENTOR, &center, R"({"centerDeviceSerial":"C","enable":7,"extend":"1","devList":[)",
+         R"({"deviceSerial":"a member of the group"})"},
+        {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_LAN_CENTOR, &no_array, R"({"centerDeviceSerial":"C","enable":7,"extend":"1","devList":[)", "", 0},
+        {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_SCENE_V3, scenes.get(), R"({"event":")" + event + R"(","ruleIds":[)", R"("0")"},
+        {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_ACTIONS_V3, otap.get(), R"({"Actions":[)", R"({"URL":"//global/global/-/model/event///"})"},
+        {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_LAN_CENTOR_V3, &center,
+         R"({"centerSerialNumber":"C","sceneVersion":3,"enabled":7,"extend":"x","DevList":[)",
+         R"({"serialNumber":"a member of the group","softwareVersion":5})"},
     };
-    for (const auto &[type, record, head, body] : cases) {
-        EXPECT_EQ(Report(type, record), 0);
-        EXPECT_EQ(Take(), Lines{head + Printed(body)});
+    for (const auto &row : cases) {
+        EXPECT_EQ(Report(row.type, row.record), 0);
+        const std::string sent = Take().at(0);
+        EXPECT_EQ(Lines{sent.substr(sent.find('{'))}, Lines{Printed(row.head + Repeated(row.element, row.count) + "]}")});
     }
 }
 

@@ -140,6 +140,30 @@ TEST_F(RulesTest, CountsAreCutTo16Bits) {
     }
 }
 
+TEST_F(RulesTest, LentRecordsMayBeWrittenInto) {
+    using Rule = tqDevSDK_SmartControl_ConfigRules_RuleUnit;
+    const std::function<void(Rules &, Rule &)> writes[] = {
+        [](Rules &rules, Rule &) { rules.usNum = 9; },
+        [](Rules &rules, Rule &) { rules.usNum = 0; },
+        [](Rules &rules, Rule &) { rules.pstUnit = nullptr; },
+        [](Rules &rules, Rule &) { rules.pstUnit->usNum = 9; },
+        [](Rules &rules, Rule &) { rules.pstUnit->usNum = 0; },
+        [](Rules &rules, Rule &) { rules.pstUnit->pstRuleUnit = nullptr; },
+        [](Rules &, Rule &rule) { rule.usEvents_Num = rule.usActions_Num = 9; },
+        [](Rules &, Rule &rule) { rule.pstEvents = nullptr; },
+        [](Rules &, Rule &rule) { rule.pstActions = nullptr; },
+    };
+    std::string value = Value(kRule);
+    for (const auto &write : writes) {
+        on_message = [&](const tqDevSDK_SmartControl_msg_to_dev &msg) {
+            auto &rules = *reinterpret_cast<Rules *>(msg.data);
+            write(rules, *rules.pstUnit->pstRuleUnit);
+        };
+        value += " "; // another value, so that it is delivered
+        EXPECT_EQ(Sync(value), 0);
+    }
+}
+
 TEST_F(RulesTest, ParseCallbackChecksItsArguments) {
     const auto parse = tqhost::ShadowService(kKey)->parse_sync;
     char text[] = "{}";
@@ -153,6 +177,10 @@ TEST_F(RulesTest, ParseCallbackChecksItsArguments) {
     EXPECT_EQ(TakeLog(), Lines(3, "error: NULL input param."));
     EXPECT_EQ(parse(&value, &param), -1);
     EXPECT_EQ(TakeLog().back(), "error: Value String is not json array");
+    SetUnknown(value.type);
+    EXPECT_EQ(parse(&value, &param), -1);
+    EXPECT_EQ(TakeLog(), Lines{"error:  pValue type err."});
+    value.type = shd_data_type_array;
     tqDevSDK_SmartControl_fini();
     TakeLog();
     EXPECT_EQ(parse(&value, &param), -1);

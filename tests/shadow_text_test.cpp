@@ -96,6 +96,8 @@ TEST_P(RuleTextTest, CallbacksCheckTheirArguments) {
     EXPECT_EQ(param.uiVersion, 77U);
     EXPECT_STREQ(buffer, "old");
 
+    SetUnknown(value.type);
+    EXPECT_EQ(business2dev(&value, nullptr), 0) << "the type is not looked at";
     tqDevSDK_SmartControl_fini();
     EXPECT_EQ(business2dev(&value, nullptr), -1);
     EXPECT_EQ(TakeLog().back(), "error: Error, SmartControl domain:recv_msg is NULL.");
