@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Reports of actions and scenes that the device could not carry out, so that the platform does.
+#include <utility>
+
 #include "SmartControl_command.h"
 #include "SmartControl_func_report.h"
 #include "SmartControl_func_report_send.h"
@@ -106,20 +108,26 @@ void Protocol_GenOtapTopic(Topic &topic, const OtapBaseInfo &info) {
     topic.Add('/').Add(info.acDomain).Add('/').Add(info.acIdentifier);
 }
 
-// Moves the payload's "params", if it has any, into the report. A payload that the library cannot parse for
-// lack of memory counts as one without: the library does not say why it failed.
+// Adds the payload's "params", if it has any; false when there is no memory for it. A payload that the
+// library cannot parse for lack of memory counts as one without: it does not say why it failed.
 bool WritePayloadParams(bscJSON *element, const char *payload_text) {
     const JsonTree payload(bscJSON_Parse(payload_text));
     if (payload == nullptr) {
         tqdev_debug(LOG_DEBUG, "acPayload is NULL.\n");
         return true;
     }
-    JsonTree params(bscJSON_DetachItemFromObject(payload.get(), "params"));
+    bscJSON *params = bscJSON_GetObjectItem(payload.get(), "params");
     if (params == nullptr) {
         tqdev_debug(LOG_DEBUG, "params in acPayload is NULL.\n");
         return true;
     }
-    return AttachItem(element, "params", std::move(params)) != nullptr;
+    JsonTree copy(bscJSON_Duplicate(params, false));
+    if (copy == nullptr) {
+        return Fail("Failed to bscJSON_Duplicate.");
+    }
+    // What is below comes along: the payload is deleted anyway.
+    copy->child = std::exchange(params->child, nullptr);
+    return AttachItem(element, "params", std::move(copy)) != nullptr;
 }
 
 bool WriteOtapAction(bscJSON *actions, const OtapMsg &action) {
