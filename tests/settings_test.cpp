@@ -1,8 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 // Device settings, where the recorded contract does not see them: records byte by byte, the status items
 // called one by one, a module without an application, the odd cases of the entry point.
+#include "MarkupSTL.h"
 #include "SmartControl_xml_proc.h"
 #include "module_fixture.h"
+
+namespace {
+
+std::vector<std::pair<std::string, int>> g_numbers; // set as attributes
+}
+
+// SetAttrib with a number, put between the module and the XML class by the linker.
+extern "C" bool __real__ZN10CMarkupSTL9SetAttribEPKci(CMarkupSTL *document, const char *name, int value);
+extern "C" bool __wrap__ZN10CMarkupSTL9SetAttribEPKci(CMarkupSTL *document, const char *name, int value) {
+    g_numbers.emplace_back(name, value);
+    return __real__ZN10CMarkupSTL9SetAttribEPKci(document, name, value);
+}
 
 namespace {
 
@@ -54,6 +67,12 @@ TEST_F(SettingsTest, RecordsAreHandedOverWhole) {
     Command(kSetKeyValue, Request(kIcrDss.key, R"({"mode":1,"sensitivity":2,"autoTimeBegin":"7:05"})"));
     EXPECT_EQ(TakeReceived(), (Messages{{kIcrDss.message, Bytes(setting)}}));
     EXPECT_EQ(sizeof setting, 12U);
+}
+
+TEST_F(SettingsTest, RequestsAreMarkedWithTheirSequenceNumber) {
+    g_numbers.clear();
+    Command(kSetKeyValue, Request("device_auto_rouse", "1"));
+    EXPECT_EQ(g_numbers, (std::vector<std::pair<std::string, int>>{{"MsgSeq", 7}})) << "though the answer does not carry it";
 }
 
 TEST_F(SettingsTest, OddCallsOfTheEntryPoint) {

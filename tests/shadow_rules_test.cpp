@@ -255,6 +255,50 @@ TEST_F(RulesTest, FreeLeavesEmptyRecordsAndZeroesFullOnes) {
     free(rules);
 }
 
+std::string PrintedAsItems(const std::vector<double> &numbers) {
+    bscJSON *array = bscJSON_CreateArray();
+    for (const double number : numbers) {
+        bscJSON_AddItemToArray(array, bscJSON_CreateNumber(number));
+    }
+    char *text = bscJSON_Print(array);
+    const std::string printed = text;
+    free(text);
+    bscJSON_Delete(array);
+    return printed;
+}
+
+// All numbers of 16 bits, and those around every power of ten and of two, printed as the module writes them
+// and as the library prints number items.
+template <typename Number>
+void CompareNumbers() {
+    std::vector<Number> numbers;
+    for (int number = 0; number <= UINT16_MAX; ++number) {
+        numbers.push_back(static_cast<Number>(number));
+    }
+    for (const double base : {2.0, 10.0}) {
+        for (double power = 1; power <= UINT32_MAX; power *= base) {
+            for (int beside = -2; beside <= 2; ++beside) {
+                numbers.push_back(static_cast<Number>(static_cast<int64_t>(power) + beside));
+                numbers.push_back(static_cast<Number>(-static_cast<int64_t>(power) + beside));
+            }
+        }
+    }
+    std::string written;
+    for (const Number number : numbers) {
+        bscJSON *item = CreateNumber(number);
+        char *text = bscJSON_Print(item);
+        written += (written.empty() ? "[" : ", ") + std::string(text);
+        free(text);
+        bscJSON_Delete(item);
+    }
+    EXPECT_EQ(written + "]", PrintedAsItems({numbers.begin(), numbers.end()}));
+}
+
+TEST_F(RulesTest, NumbersAreWrittenAsTheLibraryPrintsThem) {
+    CompareNumbers<UINT32>();
+    CompareNumbers<int32_t>();
+}
+
 // ---- Both ----
 
 TEST_F(RulesTest, CostIsLinear) {
