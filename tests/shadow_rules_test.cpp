@@ -150,8 +150,6 @@ TEST_F(RulesTest, LentRecordsMayBeWrittenInto) {
         [](Rules &rules, Rule &) { rules.pstUnit->usNum = 0; },
         [](Rules &rules, Rule &) { rules.pstUnit->pstRuleUnit = nullptr; },
         [](Rules &, Rule &rule) { rule.usEvents_Num = rule.usActions_Num = 9; },
-        [](Rules &, Rule &rule) { rule.pstEvents = nullptr; },
-        [](Rules &, Rule &rule) { rule.pstActions = nullptr; },
     };
     std::string value = Value(kRule);
     for (const auto &write : writes) {
