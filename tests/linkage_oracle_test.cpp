@@ -16,6 +16,8 @@ namespace {
 
 constexpr int kDay = 1440;
 constexpr int kWeek = 7 * kDay;
+// Of ten years each minute is asked for; under emulation, every fifth.
+constexpr int kStep = sizeof(void *) == 4 ? 5 : 1;
 
 using Verdicts = std::vector<std::pair<UINT32, int>>; // rule id, verdict
 
@@ -305,19 +307,19 @@ void CompareYears(const char *zone, const Rule &rule) {
     uint64_t listed_seconds = 0;
     std::map<long, int> offsets;
     tm local{};
-    for (time_t minute = static_cast<time_t>(kFirst) * kDay; minute < static_cast<time_t>(kFirst + kDays) * kDay; ++minute) {
+    for (time_t minute = static_cast<time_t>(kFirst) * kDay; minute < static_cast<time_t>(kFirst + kDays) * kDay; minute += kStep) {
         if (minute % 15 == 0) { // no zone changes between the quarters of an hour
             const time_t seconds = minute * 60;
             localtime_r(&seconds, &local);
             ++offsets[local.tm_gmtoff];
         } else {
-            ++local.tm_min;
+            local.tm_min += kStep;
         }
         const Now now{static_cast<uint64_t>(minute) * 60000, static_cast<UINT32>(local.tm_hour * 3600 + local.tm_min * 60 + 59),
                       static_cast<UINT8>(local.tm_wday == 0 ? 7 : local.tm_wday), 1};
-        fired_seconds += engine.Happen(rule.events[0], now) == 1 ? 60 : 0;
+        fired_seconds += engine.Happen(rule.events[0], now) == 1 ? 60 * kStep : 0;
         const int listed = (DayNumber(local) - kFirst + 2) * kDay + local.tm_hour * 60 + local.tm_min;
-        listed_seconds += active[static_cast<std::size_t>(listed)] ? 60 : 0;
+        listed_seconds += active[static_cast<std::size_t>(listed)] ? 60 * kStep : 0;
     }
     EXPECT_EQ(fired_seconds, listed_seconds);
     EXPECT_EQ(offsets.size(), 2U); // the zone is known here, and saves daylight

@@ -131,7 +131,7 @@ typedef struct {
         tqDevSDK_SmartControl_ConfigRule_Actions stAction; /**< RUN. */
         tqDevSDK_SmartControl_Info_ActionResult stResult;  /**< RESULT. */
         tqDevSDK_SmartControl_UndoneActions_S *pstUndone;  /**< UNDONE; the engine's, until its next call. */
-    } unWhat;
+    } unWhat;                                              /**< What the type selects. */
 } tqDevSDK_Linkage_Effect_S;
 
 /** A result of tqDevSDK_Linkage_Done: the action cannot be carried out here, the platform is to do it. */

@@ -340,8 +340,7 @@ LINKAGE_EXPORT int tqDevSDK_Linkage_LoadWaiting(tqDevSDK_Linkage *engine,
     int taken = 0;
     for (const tqDevSDK_Linkage_Waiting_S &saved : Range(waiting, num)) {
         Action action{};
-        action.due = saved.ullDelayMs < UINT64_MAX - 1 - engine->mono ? engine->mono + saved.ullDelayMs
-                                                                      : UINT64_MAX - 1;
+        action.due = DueAfter(*engine, saved.ullDelayMs);
         action.rule_id = saved.uiRuleId;
         action.depth = saved.ucDepth;
         action.record = MakeAction(saved.stAction);

@@ -67,6 +67,11 @@ private:
     std::size_t size_ = 0;
 };
 
+/// Numbers that fit where they are kept.
+constexpr UINT32 Clip(uint64_t number) {
+    return static_cast<UINT32>(number < UINT32_MAX ? number : UINT32_MAX);
+}
+
 /// A sixtieth. The target has no instruction to divide, and the function for it would be 600 bytes.
 constexpr UINT32 Sixtieth(UINT32 number) {
     return static_cast<UINT32>((static_cast<uint64_t>(number) * 0x88888889U) >> 37);
@@ -95,8 +100,10 @@ struct KeyId {
 };
 KeyId MakeKeyId(const EventRecord &event);
 
-/// The action with all that is not used zeroed, so that it compares as bytes.
+/// The action with all that is not used zeroed, so that two compare field by field.
 ActionRecord MakeAction(const ActionRecord &record);
+/// Compares two that MakeAction made.
+bool SameAction(const ActionRecord &left, const ActionRecord &right);
 
 // ---- The compiled rule set (Linkage_set) ----
 
@@ -265,12 +272,36 @@ using Engine = tqDevSDK_Linkage;
 /// Notes the reason; -1.
 int Fail(Engine &engine, int reason);
 
-/// True when nothing is null and the moment is one; else the reason is noted.
-bool Accepts(Engine *engine, const Now *now, bool others_given = true);
+inline bool IsMoment(const Now &now) {
+    return now.ucClockSet == 0 ||
+           (now.uiSecondOfDay < kMinutesOfDay * 60 && now.ucDay >= 1 && now.ucDay <= 7);
+}
+
+/// True when nothing is null and the moment is one; else the reason is noted. Inline for those who check that
+/// no null is used, not for speed.
+__attribute__((noinline)) inline bool Accepts(Engine *engine, const Now *now, bool others_given = true) {
+    if (engine == nullptr) {
+        return false;
+    }
+    if (now == nullptr || !others_given) {
+        engine->reason = TQDEVSDK_LINKAGE_REASON_NULL;
+        return false;
+    }
+    if (!IsMoment(*now)) {
+        engine->reason = TQDEVSDK_LINKAGE_REASON_NOW;
+        return false;
+    }
+    return true;
+}
 
 /// The moment as the engine takes it: not before an earlier one.
 inline uint64_t MonoOf(const Engine &engine, const Now &now) {
     return now.ullMonoMs > engine.mono ? now.ullMonoMs : engine.mono;
+}
+
+/// The moment after a wait. The last one of all is that of no effect.
+inline uint64_t DueAfter(const Engine &engine, uint64_t wait) {
+    return wait < UINT64_MAX - 1 - engine.mono ? engine.mono + wait : UINT64_MAX - 1;
 }
 
 inline bool IsOwn(const Engine &engine, const char (&serial)[32]) {

@@ -35,21 +35,12 @@ bool HasRoom(const Set &set, const Key &key) {
     return needed <= set.undone_max;
 }
 
-uint64_t DueAfter(const Engine &engine, UINT32 delay) {
-    const uint64_t wait = static_cast<uint64_t>(delay) * engine.config.uiDelayUnitMs;
-    return wait < UINT64_MAX - 1 - engine.mono ? engine.mono + wait : UINT64_MAX - 1;
-}
-
-UINT32 Clip(uint64_t number) {
-    return static_cast<UINT32>(number < UINT32_MAX ? number : UINT32_MAX);
-}
-
 void StartAction(Engine &engine, UINT32 index, UINT16 item, UINT8 depth) {
     Set &set = *engine.set;
     const Rule &rule = set.rules[index];
     const ActionRecord &record = set.actions[rule.first_action + item];
     Action action{};
-    action.due = DueAfter(engine, record.uiDelay);
+    action.due = DueAfter(engine, static_cast<uint64_t>(record.uiDelay) * engine.config.uiDelayUnitMs);
     action.rule_id = rule.id;
     action.item = item;
     action.unit_type = rule.unit_type;

@@ -66,9 +66,7 @@ bool Equal(const EventRecord &left, const EventRecord &right) {
 }
 
 bool Equal(const ActionRecord &left, const ActionRecord &right) {
-    const ActionRecord left_used = MakeAction(left);
-    const ActionRecord right_used = MakeAction(right);
-    return memcmp(&left_used, &right_used, sizeof left_used) == 0;
+    return SameAction(MakeAction(left), MakeAction(right));
 }
 
 bool Equal(const RuleRecord &left, const RuleRecord &right) {

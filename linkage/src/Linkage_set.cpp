@@ -11,15 +11,24 @@ struct Counts {
     UINT32 most_actions; // of one rule
 };
 
+UINT32 Mix(UINT32 hash, UINT32 word) {
+    hash ^= word;
+    return (hash << 15 | hash >> 17) * 0x9E3779B1U;
+}
+
+// Two words at a time, which do not wait for each other.
 UINT32 Hash(const KeyId &id) {
     UINT32 words[sizeof id / sizeof(UINT32)];
+    constexpr std::size_t kLast = sizeof words / sizeof words[0] - 1;
+    static_assert(kLast % 2 == 0, "words in pairs, and one");
     memcpy(words, &id, sizeof id);
-    UINT32 hash = 0;
-    for (const UINT32 word : words) {
-        hash = (hash ^ word) * 0x9E3779B1U;
-        hash ^= hash >> 15;
+    UINT32 even = words[kLast];
+    UINT32 odd = 1;
+    for (std::size_t i = 0; i < kLast; i += 2) {
+        even = Mix(even, words[i]);
+        odd = Mix(odd, words[i + 1]);
     }
-    return hash * 0x85EBCA6BU;
+    return Mix(Mix(even, odd), 0);
 }
 
 // One of `count` buckets, by the upper bits.
@@ -88,7 +97,7 @@ std::size_t Measure(const Counts &counts, UINT32 pending) {
 
 // ---- Rules ----
 
-UINT16 Clip(UINT32 number) {
+UINT16 ClipShort(UINT32 number) {
     return static_cast<UINT16>(number < UINT16_MAX ? number : UINT16_MAX);
 }
 
@@ -100,8 +109,8 @@ void ReadPeriod(const RuleRecord &record, bool end_open, Rule &rule) {
     const bool start_valid = IsTimeOfDay(record.uiStart_hour, record.uiStart_min);
     if (!start_valid || !IsTimeOfDay(record.uiEnd_hour, record.uiEnd_min)) {
         rule.period = kPeriodInvalid;
-        rule.start = Clip(start_valid ? record.uiEnd_hour : record.uiStart_hour);
-        rule.end = Clip(start_valid ? record.uiEnd_min : record.uiStart_min);
+        rule.start = ClipShort(start_valid ? record.uiEnd_hour : record.uiStart_hour);
+        rule.end = ClipShort(start_valid ? record.uiEnd_min : record.uiStart_min);
         return;
     }
     rule.start = static_cast<UINT16>(record.uiStart_hour * 60 + record.uiStart_min);
@@ -225,6 +234,13 @@ ActionRecord MakeAction(const ActionRecord &record) {
     return action;
 }
 
+bool SameAction(const ActionRecord &left, const ActionRecord &right) {
+    return left.uiDomain == right.uiDomain && left.uiCmdId == right.uiCmdId &&
+           Same(left.acDevId, right.acDevId) && left.ucChannel == right.ucChannel &&
+           left.ucValueNum == right.ucValueNum &&
+           memcmp(left.ausValue, right.ausValue, sizeof left.ausValue) == 0 && left.uiDelay == right.uiDelay;
+}
+
 std::size_t MeasureSet(const RulesRecord &rules) {
     Counts counts;
     return Count(rules, counts) == TQDEVSDK_LINKAGE_REASON_NONE ? Measure(counts, 0) : 0;
@@ -295,7 +311,7 @@ bool FindAction(const Set &set, UINT32 id, const ActionRecord &action, UINT32 &r
     for (rule = FindRule(set, id); rule != kNone; rule = NextRule(set, rule)) {
         const ActionRecord *const actions = set.actions + set.rules[rule].first_action;
         for (UINT32 i = 0; i < ActionsOf(set, rule); ++i) {
-            if (memcmp(&actions[i], &action, sizeof action) == 0) {
+            if (SameAction(actions[i], action)) {
                 item = static_cast<UINT16>(i);
                 return true;
             }

@@ -16,6 +16,7 @@ public:
         const std::size_t at = length_ < size_ ? length_ : size_;
         va_list arguments;
         va_start(arguments, format);
+        // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it was started
         length_ += static_cast<std::size_t>(vsnprintf(text_ + at, size_ - at, format, arguments));
         va_end(arguments);
     }
@@ -148,24 +149,28 @@ LINKAGE_EXPORT int tqDevSDK_Linkage_TraceText(tqDevSDK_Linkage *engine, const tq
 }
 
 LINKAGE_EXPORT const char *tqDevSDK_Linkage_ReasonText(int reason) {
-    static const char *const texts[] = {
-        "nothing failed",
-        "an argument is null",
-        "a serial is empty, or a member's is the own one",
-        "the unit of delays is missing",
-        "the meaning of a condition is unknown, or there are more than 8",
-        "a condition is mapped twice",
-        "the second of the day or the day is out of range",
-        "no action has this token",
-        "the result is neither 0 to 255 nor CANNOT",
-        "an action has more than 16 values",
-        "there is not enough memory",
-        "as many members are reachable as the configuration allows",
-        "more actions wait or run than the configuration allows",
-        "effects have to be pulled first",
-        "there is no such trace",
-        "the rule set is too large",
-    };
-    static_assert(sizeof texts / sizeof texts[0] == TQDEVSDK_LINKAGE_REASON_MAX, "a text for each reason");
-    return reason >= 0 && reason < TQDEVSDK_LINKAGE_REASON_MAX ? texts[reason] : "unknown reason";
+    // One behind the other: a table of pointers would have to be relocated.
+    static const char texts[] = "nothing failed\0"
+                                "an argument is null\0"
+                                "a serial is empty, or a member's is the own one\0"
+                                "the unit of delays is missing\0"
+                                "the meaning of a condition is unknown, or there are more than 8\0"
+                                "a condition is mapped twice\0"
+                                "the second of the day or the day is out of range\0"
+                                "no action has this token\0"
+                                "the result is neither 0 to 255 nor CANNOT\0"
+                                "an action has more than 16 values\0"
+                                "there is not enough memory\0"
+                                "as many members are reachable as the configuration allows\0"
+                                "more actions wait or run than the configuration allows\0"
+                                "effects have to be pulled first\0"
+                                "there is no such trace\0"
+                                "the rule set is too large\0"
+                                "unknown reason";
+    const bool known = reason >= 0 && reason < TQDEVSDK_LINKAGE_REASON_MAX;
+    const char *text = texts;
+    for (int skip = known ? reason : TQDEVSDK_LINKAGE_REASON_MAX; skip > 0; --skip) {
+        text += strlen(text) + 1;
+    }
+    return text;
 }

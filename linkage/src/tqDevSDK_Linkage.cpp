@@ -87,31 +87,11 @@ bool IsMemberAt(const Engine &engine, UINT32 index, const char (&serial)[32]) {
     return index < engine.members_num && Same(engine.members[index].text, serial);
 }
 
-bool IsMoment(const Now &now) {
-    return now.ucClockSet == 0 ||
-           (now.uiSecondOfDay < kMinutesOfDay * 60 && now.ucDay >= 1 && now.ucDay <= 7);
-}
-
 } // namespace
 
 int Fail(Engine &engine, int reason) {
     engine.reason = reason;
     return -1;
-}
-
-bool Accepts(Engine *engine, const Now *now, bool others_given) {
-    if (engine == nullptr) {
-        return false;
-    }
-    if (now == nullptr || !others_given) {
-        engine->reason = TQDEVSDK_LINKAGE_REASON_NULL;
-        return false;
-    }
-    if (!IsMoment(*now)) {
-        engine->reason = TQDEVSDK_LINKAGE_REASON_NOW;
-        return false;
-    }
-    return true;
 }
 
 bool IsReachable(const Engine &engine, const ActionRecord &action) {

@@ -1,0 +1,40 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+#include "linkage_clips.h"
+
+#include <clips/clips.h>
+#include <stdio.h>
+
+void *ClipsNew(unsigned day, unsigned minute) {
+    void *engine = CreateEnvironment();
+    char clock[64];
+
+    if (engine == NULL) {
+        return NULL;
+    }
+    EnvBuild(engine,
+             "(deftemplate event (slot domain) (slot command) (slot serial) (slot channel) (slot value))");
+    EnvBuild(engine, "(deftemplate clock (slot day) (slot minute))");
+    snprintf(clock, sizeof clock, "(clock (day %u) (minute %u))", day, minute);
+    EnvAssertString(engine, clock);
+    return engine;
+}
+
+int ClipsBuild(void *engine, const char *construct) {
+    return EnvBuild(engine, construct);
+}
+
+long long ClipsHappen(void *engine, const char *fact) {
+    void *asserted = EnvAssertString(engine, fact);
+    long long fired;
+
+    if (asserted == NULL) {
+        return -1;
+    }
+    fired = EnvRun(engine, -1);
+    EnvRetract(engine, asserted);
+    return fired;
+}
+
+void ClipsFree(void *engine) {
+    DestroyEnvironment(engine);
+}
