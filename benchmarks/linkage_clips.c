@@ -3,6 +3,7 @@
 
 #include <clips/clips.h>
 #include <stdio.h>
+#include <string.h>
 
 void *ClipsNew(unsigned day, unsigned minute) {
     void *engine = CreateEnvironment();
@@ -33,6 +34,37 @@ long long ClipsHappen(void *engine, const char *fact) {
     fired = EnvRun(engine, -1);
     EnvRetract(engine, asserted);
     return fired;
+}
+
+void ClipsReplace(void *engine, const char *key, const char *fact) {
+    char start[64];
+    void *old = NULL;
+    char text[128];
+
+    snprintf(start, sizeof start, "(last %s ", key);
+    while ((old = EnvGetNextFact(engine, old)) != NULL) {
+        EnvGetFactPPForm(engine, text, sizeof text, old);
+        if (strstr(text, start) != NULL) {
+            EnvRetract(engine, old);
+            break;
+        }
+    }
+    EnvAssertString(engine, fact);
+}
+
+long long ClipsTakeMark(void *engine, const char *global) {
+    DATA_OBJECT value;
+    DATA_OBJECT zero;
+    long long mark;
+
+    if (!EnvGetDefglobalValue(engine, global, &value)) {
+        return -1;
+    }
+    mark = DOToLong(value);
+    SetType(zero, INTEGER);
+    SetValue(zero, EnvAddLong(engine, 0));
+    EnvSetDefglobalValue(engine, global, &zero);
+    return mark;
 }
 
 void ClipsFree(void *engine) {

@@ -18,6 +18,12 @@ int ClipsBuild(void *engine, const char *construct);
  */
 long long ClipsHappen(void *engine, const char *fact);
 
+/** Asserts a fact (last KEY VALUE) in place of the one with this key. */
+void ClipsReplace(void *engine, const char *key, const char *fact);
+
+/** A global number, which is set to 0 again; -1 when there is none. */
+long long ClipsTakeMark(void *engine, const char *global);
+
 void ClipsFree(void *engine);
 
 #ifdef __cplusplus
