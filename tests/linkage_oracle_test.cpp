@@ -231,14 +231,14 @@ std::size_t Play(unsigned seed) {
     std::size_t evaluations = 0;
     UINT32 last = 0;
     Now now{};
-    std::map<uint64_t, int> depths{{0, 0}}; // of an event with this token
-    for (int i = 0; i < 150; ++i) {
+    std::vector<std::pair<uint64_t, int>> depths{{0, 0}}; // a token, and the depth of an event with it
+    for (int i = 0; i < 400; ++i) {
         if (draw.Once(25)) {
             engine.SetRules(rules); // the same again: nothing is forgotten
         }
         draw.Move(made[draw.Below(8)], now);
         const Event event = draw.AnEvent();
-        const auto &[token, depth] = *std::next(depths.begin(), draw.Below(static_cast<UINT32>(depths.size())));
+        const auto [token, depth] = depths[draw.Below(static_cast<UINT32>(depths.size()))];
         const Verdicts expected = oracle.Happen(event, now, depth);
         engine.Happen(event, now, token);
         const Verdicts found = ReadVerdicts(engine, last);
@@ -248,10 +248,9 @@ std::size_t Play(unsigned seed) {
             return 0;
         }
         evaluations += found.size();
-        const int next = depth + 1;
         engine.Take(now);
         for (const uint64_t started : engine.tokens) {
-            depths[started] = next;
+            depths.push_back({started, depth + 1});
             engine.Done(started, 0, now);
         }
         engine.tokens.clear();

@@ -191,7 +191,9 @@ TEST(Linkage, RefusesAnEventWhoseUndoneActionsMightNotFit) {
     EXPECT_EQ(engine.Reason(), "effects have to be pulled first");
     EXPECT_EQ(engine.Happen(kMotion, After(0)), 1); // its one fits
     EXPECT_EQ(engine.Take(After(0)), (Lines{"undone 1 FAR 20+0 FAR 21+0", "undone 2 FAR 22+0"}));
-    EXPECT_EQ(engine.Happen(kDoor, After(0)), 1);
+    EXPECT_EQ(engine.Happen(kMotion, After(0)), 1);
+    EXPECT_EQ(engine.Happen(kMotion, After(0)), 1);
+    EXPECT_EQ(engine.Take(After(0)), (Lines{"undone 2 FAR 22+0", "undone 2 FAR 22+0"})); // one for each firing
 }
 
 TEST(Linkage, EndsChainsOfRules) {
@@ -201,8 +203,9 @@ TEST(Linkage, EndsChainsOfRules) {
     for (int rules = 0; rules < 3; ++rules) {
         EXPECT_EQ(engine.Happen(kDoor, After(0), token), 1);
         engine.Take(After(0));
+        EXPECT_EQ(engine.Done(token, 0, After(0)), -1); // that of the action before
         token = engine.tokens.back();
-        engine.Done(token, 0, After(0)); // the event may come when the action is done
+        EXPECT_EQ(engine.Done(token, 0, After(0)), 0); // the event may come when the action is done
         engine.Take(After(0));
     }
     engine.Trace();
@@ -230,32 +233,32 @@ TEST(Linkage, NewRulesKeepWhatTheyStillHave) {
               (Lines{"rule 1 \"\" action 1 dropped: new rules do not have it", "rule 1 \"\" action 1 dropped: new rules do not have it",
                      "rule 2 \"\" action 3 dropped: new rules do not have it", "rule 1 \"\" action 2 dropped: new rules do not have it"}));
     EXPECT_EQ(engine.Done(engine.tokens[0], 0, After(2)), 0); // what runs is the device's
+    EXPECT_EQ(engine.SetRules(after), 0);
     EXPECT_EQ(engine.Take(After(2000)), (Lines{"undone 2 FAR 23+0", "result 2 HUB 1 7000/24 0", "run 2 HUB 22+1", "run 2 HUB 22+1"}));
     EXPECT_EQ(engine.Trace().back(), "rule 2 \"\" action 2 runs");
 }
 
 TEST(Linkage, WaitingActionsSurviveARestart) {
-    const Rules rules({Rule(1, {kDoor}, {MakeAction("HUB", 20, 3), MakeAction("HUB", 21, 1), MakeAction("HUB", 22)})});
+    const Rules rules({Rule(1, {kDoor}, {MakeAction("HUB", 20, 1), MakeAction("HUB", 21, 3), MakeAction("HUB", 22, 2), MakeAction("HUB", 23)})});
     Engine engine;
     engine.SetRules(rules);
     engine.Happen(kDoor, After(500));
     engine.Take(After(500));
     tqDevSDK_Linkage_Waiting_S saved[4];
     const Now later = After(700);
-    ASSERT_EQ(tqDevSDK_Linkage_SaveWaiting(engine.get(), &later, saved, 4), 2);
-    EXPECT_EQ(saved[0].ullDelayMs, 800U);
-    EXPECT_EQ(saved[1].ullDelayMs, 2800U);
-    saved[2] = saved[0];
-    saved[2].uiRuleId = 7; // no rule of now
+    ASSERT_EQ(tqDevSDK_Linkage_SaveWaiting(engine.get(), &later, saved, 4), 3);
+    EXPECT_EQ((std::vector<uint64_t>{saved[0].ullDelayMs, saved[1].ullDelayMs, saved[2].ullDelayMs}), (std::vector<uint64_t>{800, 1800, 2800}));
+    saved[3] = saved[0];
+    saved[3].uiRuleId = 7; // no rule of now
 
     Engine next;
     next.SetRules(rules);
     const Now start = After(0);
-    EXPECT_EQ(tqDevSDK_Linkage_LoadWaiting(next.get(), saved, 3, &start), 2);
+    EXPECT_EQ(tqDevSDK_Linkage_LoadWaiting(next.get(), saved, 4, &start), 3);
     EXPECT_EQ(next.Trace(), Lines{"rule 7 action 1 dropped: new rules do not have it"});
     EXPECT_EQ(next.Take(After(799)), Lines{});
-    EXPECT_EQ(next.Take(After(2800)), (Lines{"run 1 HUB 21+1", "run 1 HUB 20+3"}));
-    EXPECT_EQ(tqDevSDK_Linkage_LoadWaiting(next.get(), saved, 3, &start), -1);
+    EXPECT_EQ(next.Take(After(2800)), (Lines{"run 1 HUB 20+1", "run 1 HUB 22+2", "run 1 HUB 21+3"}));
+    EXPECT_EQ(tqDevSDK_Linkage_LoadWaiting(next.get(), saved, 4, &start), -1);
     EXPECT_EQ(next.Reason(), "more actions wait or run than the configuration allows");
 }
 
@@ -359,22 +362,28 @@ TEST(Linkage, RefusesNullEverywhere) {
     tqDevSDK_Linkage_Effect_S effect;
     tqDevSDK_Linkage_Trace_S entry{};
     char text[8];
-    const auto is_null = [&](int result) { return result == -1 && tqDevSDK_Linkage_LastReason(e) == TQDEVSDK_LINKAGE_REASON_NULL; };
-    EXPECT_TRUE(is_null(tqDevSDK_Linkage_SetRules(e, nullptr)));
-    EXPECT_TRUE(is_null(tqDevSDK_Linkage_SetMember(e, nullptr, 1)));
-    EXPECT_TRUE(is_null(tqDevSDK_Linkage_Event(e, nullptr, 0, &now)));
-    EXPECT_TRUE(is_null(tqDevSDK_Linkage_Event(e, &kDoor, 0, nullptr)));
-    EXPECT_TRUE(is_null(tqDevSDK_Linkage_Done(e, 1, 0, nullptr)));
-    EXPECT_TRUE(is_null(tqDevSDK_Linkage_Next(e, nullptr, &effect)));
-    EXPECT_TRUE(is_null(tqDevSDK_Linkage_Next(e, &now, nullptr)));
-    EXPECT_TRUE(is_null(tqDevSDK_Linkage_Statistics(e, nullptr)));
-    EXPECT_TRUE(is_null(tqDevSDK_Linkage_ReadTrace(e, 0, 0, nullptr, 1)));
-    EXPECT_TRUE(is_null(tqDevSDK_Linkage_TraceText(e, nullptr, text, 8)));
-    EXPECT_TRUE(is_null(tqDevSDK_Linkage_TraceText(e, &entry, nullptr, 8)));
-    EXPECT_TRUE(is_null(tqDevSDK_Linkage_Explain(e, &kDoor, 0, &now, nullptr, 1)));
-    EXPECT_TRUE(is_null(tqDevSDK_Linkage_ReadRules(e, 0, nullptr, 1)));
-    EXPECT_TRUE(is_null(tqDevSDK_Linkage_SaveWaiting(e, &now, nullptr, 1)));
-    EXPECT_TRUE(is_null(tqDevSDK_Linkage_LoadWaiting(e, nullptr, 1, &now)));
+    // Each after another failure, so that the reason is its own.
+    const auto reason = [&](auto call) {
+        tqDevSDK_Linkage_SetMember(e, "", 1);
+        EXPECT_EQ(call(), -1);
+        return tqDevSDK_Linkage_LastReason(e);
+    };
+    constexpr int kNull = TQDEVSDK_LINKAGE_REASON_NULL;
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_SetRules(e, nullptr); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_SetMember(e, nullptr, 1); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_Event(e, nullptr, 0, &now); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_Event(e, &kDoor, 0, nullptr); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_Done(e, 1, 0, nullptr); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_Next(e, nullptr, &effect); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_Next(e, &now, nullptr); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_Statistics(e, nullptr); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_ReadTrace(e, 0, 0, nullptr, 1); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_TraceText(e, nullptr, text, 8); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_TraceText(e, &entry, nullptr, 8); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_Explain(e, &kDoor, 0, &now, nullptr, 1); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_ReadRules(e, 0, nullptr, 1); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_SaveWaiting(e, &now, nullptr, 1); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_LoadWaiting(e, nullptr, 1, &now); }), kNull);
     EXPECT_EQ(tqDevSDK_Linkage_Event(nullptr, &kDoor, 0, &now), -1);
     EXPECT_EQ(tqDevSDK_Linkage_Deadline(nullptr), UINT64_MAX);
     EXPECT_EQ(tqDevSDK_Linkage_CopyRules(nullptr), nullptr);

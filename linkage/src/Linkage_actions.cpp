@@ -4,6 +4,8 @@
 
 namespace {
 
+static_assert(sizeof(tqDevSDK_Linkage_Waiting_S) == 96, "a record that applications store");
+
 // A token is the action's order, its slot and its depth; 53 bits, which every JSON number holds.
 constexpr uint64_t kOrderMask = (UINT64_C(1) << 29) - 1;
 

@@ -6,6 +6,8 @@
 
 namespace {
 
+static_assert(sizeof(tqDevSDK_Linkage_RuleState_S) == 24, "the state of a rule");
+
 int CheckHow(const Config &config) {
     if (config.usHowNum > sizeof config.astHow / sizeof config.astHow[0]) {
         return TQDEVSDK_LINKAGE_REASON_HOW;
