@@ -10,10 +10,6 @@ bool Passed(const Verdict &verdict) {
     return verdict.code == TQDEVSDK_LINKAGE_VERDICT_FIRED;
 }
 
-UINT32 Clip(uint64_t number) {
-    return static_cast<UINT32>(number < UINT32_MAX ? number : UINT32_MAX);
-}
-
 // Of the rule's triggers with the occasion's key the one with its value, or the first.
 UINT32 MatchingTrigger(const Set &set, UINT32 first, const Occasion &occasion) {
     const UINT32 rule = set.triggers[first].rule;
