@@ -15,6 +15,8 @@ using UndoneScenes = tqDevSDK_SmartControl_UndoneSceneList_S;
 using OtapBaseInfo = tqDevSDK_SmartControl_OtapBaseInfo_S;
 using OtapMsg = tqDevSDK_SmartControl_OtapMsg_S;
 
+constexpr const char *kNoActions = "Failed to GenArray_UndoneActions.";
+
 template <typename Record>
 bool HasActions(const Record *acts) {
     if (acts == nullptr) {
@@ -34,7 +36,7 @@ bool IsReportable(const UndoneActions *acts) {
         if (values > TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX) {
             tqdev_debug(LOG_ERROR, "Action value num exceeds[%d > %d].\n", values,
                         TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX);
-            return Fail("Failed to GenArray_UndoneActions.");
+            return Fail(kNoActions);
         }
     }
     return true;
@@ -51,6 +53,7 @@ bool WriteAction(bscJSON *object, const UndoneAction &action, const UndoneAction
            WriteItem(object, "delay", action.uiDelay) && WriteField(object, "extendValue", acts.acExtendVal);
 }
 
+// Adds the array of the actions.
 bool GenArray_UndoneActions(bscJSON *root, const UndoneActions &acts) {
     bscJSON *array = AttachArray(root, "undoneActions", kNoReportArray);
     if (array == nullptr) {
@@ -66,11 +69,10 @@ bool GenArray_UndoneActions(bscJSON *root, const UndoneActions &acts) {
 }
 
 bool WriteActions(bscJSON *root, const UndoneActions &acts) {
-    return WriteItem(root, "id", acts.uiRuleId) &&
-           (GenArray_UndoneActions(root, acts) || Fail("Failed to GenArray_UndoneActions."));
+    return WriteItem(root, "id", acts.uiRuleId) && (GenArray_UndoneActions(root, acts) || Fail(kNoActions));
 }
 
-constexpr Report<CommandWay, UndoneActions> kUndoneActionsReport{
+constexpr ReportKind<CommandWay, UndoneActions> kUndoneActionsReport{
     {"undone actions", kPu2CenPltReportUndoneActionsReq, kPu2CenPltReportUndoneActionsReq,
      "Undone Actions to plt:"},
     IsReportable,
@@ -80,9 +82,16 @@ constexpr Report<CommandWay, UndoneActions> kUndoneActionsReport{
 
 // The text of a model type in topics; null for an unknown one.
 const char *ModelTypeText(UINT32 model_type) {
-    constexpr const char *kTexts[] = {"event", "attribute", "service"};
-    static_assert(std::size(kTexts) == tqDevSDK_SmartControl_ModelType_Max);
-    return model_type < std::size(kTexts) ? kTexts[model_type] : nullptr;
+    switch (model_type) {
+    case tqDevSDK_SmartControl_ModelType_Event:
+        return "event";
+    case tqDevSDK_SmartControl_ModelType_Attribute:
+        return "attribute";
+    case tqDevSDK_SmartControl_ModelType_Option:
+        return "service";
+    default:
+        return nullptr;
+    }
 }
 
 using Topic = TextWriter<128>;
@@ -155,7 +164,7 @@ bool WriteActionsV3(bscJSON *root, const UndoneActionsV3 &acts) {
     return true;
 }
 
-constexpr Report<ModelWay, UndoneActionsV3> kUndoneActionsReportV3{
+constexpr ReportKind<ModelWay, UndoneActionsV3> kUndoneActionsReportV3{
     MakeModelWay("undone actions, version 3", tq_event, "AssistExecAction", "report",
                  "Failed to send msg to platform for reporting undone action", "Undone Actions to plt:"),
     HasActions, WriteActionsV3};
@@ -190,7 +199,7 @@ bool WriteScenes(bscJSON *root, const UndoneScenes &scenes) {
     return true;
 }
 
-constexpr Report<ModelWay, UndoneScenes> kUndoneSceneReportV3{
+constexpr ReportKind<ModelWay, UndoneScenes> kUndoneSceneReportV3{
     MakeModelWay("undone scenes", tq_service, "AssistExecScene", "query",
                  "Failed to send msg to platform for reporting undone Scene", "Undone Scene to plt:"),
     HasScenes, WriteScenes};

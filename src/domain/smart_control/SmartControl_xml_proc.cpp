@@ -61,7 +61,8 @@ bool EnterRequest(CMarkupSTL &req, const char *body, int iRspCmd) {
                     static_cast<unsigned>(iRspCmd));
         return false;
     }
-    return req.IntoElem();
+    req.IntoElem();
+    return true;
 }
 
 SetResult HandleMessage(int iRspCmd, bool is_request, UINT32 uiMsgSeq, const char *body) {
@@ -72,18 +73,13 @@ SetResult HandleMessage(int iRspCmd, bool is_request, UINT32 uiMsgSeq, const cha
     // Into the request: the answer carries its sequence number outside the document only.
     req.AddElem("UserDefine");
     req.SetAttrib("MsgSeq", static_cast<int>(uiMsgSeq));
-    if (!is_request) {
-        tqdev_debug(LOG_DEBUG, "Invalid cmdid in SmartControl XML Rsp Proc:%#x\n",
-                    static_cast<unsigned>(iRspCmd));
-        return kSetBadRequest; // not answered
+    if (is_request && iRspCmd == kCenPlt2PuSetKeyValueRsp) {
+        return SetKeyValue(req);
     }
-    if (iRspCmd != kCenPlt2PuSetKeyValueRsp) {
-        // Whoever sends an unexpected command is told that all is well.
-        tqdev_debug(LOG_DEBUG, "Invalid cmdid in SmartControl XML Req Proc:%#x\n",
-                    static_cast<unsigned>(iRspCmd));
-        return kSetDone;
-    }
-    return SetKeyValue(req);
+    // Whoever sends an unexpected command is told that all is well.
+    tqdev_debug(LOG_DEBUG, "Invalid cmdid in SmartControl XML %s Proc:%#x\n", is_request ? "Req" : "Rsp",
+                static_cast<unsigned>(iRspCmd));
+    return kSetDone;
 }
 
 int Answer(int iRspCmd, UINT32 uiMsgSeq, SetResult result) {
@@ -102,7 +98,7 @@ int SmartControl_BusPlatform_XmlHandle_ReqAndRsp(int iRspCmd, UINT8 ucIsReq, UIN
     try {
         result = HandleMessage(iRspCmd, is_request, uiMsgSeq, acStrBuf);
     } catch (const std::bad_alloc &) {
-        Fail("No memory: a setting request is not answered, nothing was set.");
+        Fail("No memory: a setting message is not answered, nothing was set.");
         return -1;
     }
     if (!is_request) {
@@ -115,7 +111,7 @@ int SmartControl_BusPlatform_XmlHandle_ReqAndRsp(int iRspCmd, UINT8 ucIsReq, UIN
     } catch (const std::bad_alloc &) {
         const bool applied = result == kSetDone && iRspCmd == kCenPlt2PuSetKeyValueRsp;
         Fail(applied ? "No memory: a setting was applied and is not answered."
-                     : "No memory: a setting request is not answered, nothing was set.");
+                     : "No memory: a setting message is not answered, nothing was set.");
         return -1;
     }
 }
