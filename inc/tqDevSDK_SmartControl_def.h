@@ -11,9 +11,10 @@
  * Conventions, unless a comment says otherwise:
  *
  * - **Results.** 0 is success, -1 a local failure (null argument, bad record, no memory, send refused).
- *   A failure leaves an error line in the SDK log, with three exceptions that leave none: a signal query
- *   that is not JSON, a version-3 shadow that refuses its keys or their removal, a status item that the
- *   service does not remove.
+ *   Each failed call of the four functions leaves an error line in the SDK log, and so does each command,
+ *   setting and linkage rule value that is bad, and each message that finds no memory; a signal query that
+ *   is not JSON is passed over without one. What the application refuses is not always logged, nor what the
+ *   SDK refuses besides reports.
  * - **Text fields.** A `char[N]` field holds at most N - 1 characters and a terminating NUL. What the
  *   module writes is cut to that and always terminated; what it reads ends at the NUL or at the width
  *   of the field, whichever comes first. Encoding is UTF-8.
@@ -25,8 +26,8 @@
  *   releases it with `free()`. Allocate it with `malloc`, `calloc` or `strdup`, never statically.
  * - **Arrays.** A count goes with each array; a null array pointer counts as no elements.
  * - **Threads.** The two reporting functions may be called from any number of threads at once. Init
- *   and fini are called once each, at start and stop, by one thread, while no callback runs and no
- *   other function of the module is being called.
+ *   and fini are called in turn, by one thread, while no callback runs and no other function of the module
+ *   is being called.
  * - **Layout.** Field order and widths are binding. Sizes in comments are those of the 32-bit target.
  *
  * The header is valid C99 and C++17.
@@ -153,8 +154,12 @@ typedef struct {
      *         before failing is still released by the value request, and is not by a status query.
      *
      * When null, rule values are not reported, signal queries not answered and no setting ever counts as
-     * changed. An item that the SDK forces is reported all the same, with the value seen last: -1 for a
-     * number, mode 255 for day/night at load.
+     * changed.
+     *
+     * A setting that the SDK forces, as it does whenever the link comes up, is reported with the value seen
+     * last, even if the application never gave one: -1 for a number, mode 255 for day/night. A code whose
+     * low 12 bits are 4 has the service ask again instead: give it for settings that the device has not
+     * read yet, or does not have.
      */
     int (*on_get_runtime_info)(tqDevSDK_SmartControl_runtime_info *info);
 } tqDevSDK_SmartControl_callback;
@@ -162,7 +167,7 @@ typedef struct {
 /** The argument of `tqDevSDK_SmartControl_init`. */
 typedef struct {
     tqDevSDK_SmartControl_callback cb; /**< Copied. */
-    int resetReportAll; /**< Non-zero: the shadow service reports the linkage rules anew after a reset. */
+    int resetReportAll; /**< For the shadow service, low 16 bits: not 0 has it report the linkage rules anew. */
 } tqDevSDK_SmartControl_init_info;
 
 /* ------------------------------------------------------------------------------------------------
@@ -595,7 +600,7 @@ typedef struct {
  *         *(UINT32 *)(void *)info->data = screen_lightness();
  *         return 0;
  *     }
- *     return -1;
+ *     return 4; // no such setting here: report none
  * }
  *
  * int main(void)
@@ -616,8 +621,8 @@ int tqDevSDK_SmartControl_init(const tqDevSDK_SmartControl_init_info *info);
  * tqDevSDK_SmartControl_fini removes the registrations and forgets the callbacks; sequence numbers
  * start again at 0. Without a preceding init it does nothing.
  *
- * The SDK kernel keeps the command domain: commands that arrive after fini are refused, so the library
- * stays loaded.
+ * The SDK kernel keeps the command domain and the redirected setting keys: commands that arrive after fini
+ * are refused, so the library stays loaded.
  *
  * @return 0 always.
  *
