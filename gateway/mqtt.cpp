@@ -41,8 +41,8 @@ constexpr std::size_t kWindow = 20;    // lines given to the broker that it has 
 constexpr std::uint32_t kDown = 0;
 constexpr std::uint32_t kUp = 1;
 
-enum class Topic { up, device, result, log, status };
-constexpr const char *kTopics[] = {"up", "device", "result", "log", "status"};
+enum class Topic { up, device, result, log, status, process };
+constexpr const char *kTopics[] = {"up", "device", "result", "log", "status", "process"};
 constexpr std::size_t kTopicCount = std::size(kTopics);
 
 /// Where a line goes: each topic has one kind of lines.
@@ -173,7 +173,7 @@ void Connection::Run() {
         if (client_.Subscribed()) {
             delay = kShortestDelay;
         }
-        if (client_.TakenOver()) {
+        if (client_.Contested()) {
             delay = kLongestDelay; // two that take it from each other at once would do nothing else
         }
         std::uniform_int_distribution<milliseconds::rep> some(delay.count() / 2, delay.count());
@@ -198,7 +198,7 @@ void Connection::Connect() {
         }
         PublishWaiting();
         if (!was_up && goes_on && steady_clock::now() > deadline) {
-            reason = "no answer within " + std::to_string(options_.connect_timeout.count()) + " seconds";
+            reason = "no answer within " + std::to_string(options_.connect_timeout.count()) + " s";
             break;
         }
     }
@@ -232,6 +232,7 @@ void Connection::Up(bool resumed) {
     up_ = true;
     ever_up_ = true;
     Arrive({Arrival::Kind::up, ""});
+    Publish(Topic::process, client_.Identity(), true);
     Publish(Topic::status, "online", true);
     PublishWaiting();
 }

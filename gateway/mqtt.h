@@ -44,6 +44,7 @@ struct Arrival {
 ///     tq/SERIAL/device  what the device application received
 ///     tq/SERIAL/result  results and errors; {"dropped":n} stands for n lines of any topic that did not fit
 ///     tq/SERIAL/log     log lines, where asked for
+///     tq/SERIAL/process which process the gateway is, retained
 ///     tq/SERIAL/status  "online" or "offline", retained; the broker's last word is "offline"
 ///
 /// As a sink it takes lines whether the link is up or down. Networking runs on a thread of its own,

@@ -11,6 +11,7 @@
 #include <stdexcept>
 
 #include <mqtt_protocol.h>
+#include <unistd.h>
 
 #include "process.h"
 
@@ -40,7 +41,7 @@ struct TlsFailure {
 constexpr TlsFailure kTlsFailures[] = {
     {"host name verification failed", "the broker's certificate is for another host name"},
     {"certificate verify failed",
-     "no authority in the --ca-file vouches for the broker's certificate, or not any more"},
+     "the broker's certificate has expired, or no authority in --ca-file vouches for it"},
     {"wrong version number", "the broker's answer is not TLS; is this its port for TLS?"},
     {"unexpected eof", "the broker ended the TLS handshake; is this its port for TLS?"},
     {"certificate required", "the broker wants a client certificate (--cert-file)"},
@@ -63,6 +64,12 @@ std::string ReadPassword(const std::string &file) {
     return password;
 }
 
+std::string MakeIdentity() {
+    char host[256] = "";
+    gethostname(host, sizeof host - 1);
+    return std::string(host) + " process " + std::to_string(getpid());
+}
+
 void CheckReadable(const char *option, const std::string &file) {
     if (!file.empty() && !std::ifstream(file).is_open()) {
         throw std::invalid_argument(std::string(option) + ' ' + file + ": " + strerror(errno));
@@ -82,7 +89,7 @@ void Must(int error) {
 } // namespace
 
 MqttClient::MqttClient(const MqttOptions &options, MqttClientEvents &events)
-    : options_(options), events_(events),
+    : options_(options), identity_(MakeIdentity()), process_topic_(Topic("process")), events_(events),
       client_(mosquitto_new((options.prefix + '-' + options.serial).c_str(), options.session == 0, this)) {
     if (!client_) {
         throw std::runtime_error(std::string("cannot make an MQTT client: ") + strerror(errno));
@@ -147,7 +154,8 @@ std::string MqttClient::Topic(const char *name) const {
 
 bool MqttClient::Connect() {
     reason_.clear();
-    answered_ = up_ = subscribed_ = taken_over_ = repeated_ = false;
+    known_ = known_ || up_;
+    answered_ = up_ = subscribed_ = contested_ = repeated_ = false;
     const int error = mosquitto_connect_async(client_.get(), options_.host.c_str(), options_.port,
                                               static_cast<int>(options_.keepalive.count()));
     return error == MOSQ_ERR_SUCCESS || Fail(Words(error));
@@ -168,20 +176,21 @@ bool MqttClient::Fail(const std::string &reason) {
 
 std::string MqttClient::Words(int code) const {
     if (code == MQTT_RC_SESSION_TAKEN_OVER) {
-        return "another client has the name " + options_.prefix + '-' + options_.serial +
-               "; does another gateway run with --serial " + options_.serial + '?';
+        return "another gateway runs with --serial " + options_.serial;
     }
     if (code >= kFirstReason) {
         return WithoutStop(mosquitto_reason_string(code));
     }
     if (code == MOSQ_ERR_KEEPALIVE) {
-        return "the broker gave no sign of life for " + std::to_string(options_.keepalive.count()) +
-               " seconds";
+        return "the broker gave no sign of life for " + std::to_string(options_.keepalive.count()) + " s";
     }
     if (code == MOSQ_ERR_CONN_LOST) {
         return answered_ || !options_.ca_file.empty()
                    ? "the broker closed it"
                    : "the broker closed it without an answer; is this its port without TLS?";
+    }
+    if (code == MOSQ_ERR_EAI || code == MOSQ_ERR_LOOKUP) {
+        return "no address is known for this name";
     }
     return code == MOSQ_ERR_ERRNO ? strerror(errno) : WithoutStop(mosquitto_strerror(code));
 }
@@ -204,7 +213,8 @@ void MqttClient::OnConnect(mosquitto *client, void *self, int refusal, int flags
         return;
     }
     constexpr int kSessionPresent = 1;
-    mosquitto_subscribe(client, nullptr, it.Topic("down").c_str(), kMqttQos);
+    mosquitto_subscribe(client, &it.subscription_, it.Topic("down").c_str(), kMqttQos);
+    mosquitto_subscribe(client, nullptr, it.process_topic_.c_str(), 0);
     if ((flags & kSessionPresent) != 0) {
         it.Up(true);
     } else {
@@ -212,8 +222,11 @@ void MqttClient::OnConnect(mosquitto *client, void *self, int refusal, int flags
     }
 }
 
-void MqttClient::OnSubscribe(mosquitto *client, void *self, int, int count, const int *granted) noexcept {
+void MqttClient::OnSubscribe(mosquitto *client, void *self, int id, int count, const int *granted) noexcept {
     auto &it = *static_cast<MqttClient *>(self);
+    if (id != it.subscription_) {
+        return;
+    }
     if (count < 1 || granted[0] >= kFirstReason) {
         it.Fail("the broker refuses the subscription to " + it.Topic("down"));
         mosquitto_disconnect(client);
@@ -225,7 +238,7 @@ void MqttClient::OnSubscribe(mosquitto *client, void *self, int, int count, cons
 
 void MqttClient::OnDisconnect(mosquitto *, void *self, int code) noexcept {
     auto &it = *static_cast<MqttClient *>(self);
-    it.taken_over_ = code == MQTT_RC_SESSION_TAKEN_OVER;
+    it.contested_ = it.contested_ || code == MQTT_RC_SESSION_TAKEN_OVER;
     it.Fail(it.Words(code));
 }
 
@@ -236,15 +249,18 @@ void MqttClient::OnPublish(mosquitto *, void *self, int, int reason, const mosqu
 void MqttClient::OnMessage(mosquitto *, void *self, const mosquitto_message *message) noexcept {
     auto &it = *static_cast<MqttClient *>(self);
     try {
-        if (message->retain) {
+        const std::string_view payload(static_cast<const char *>(message->payload),
+                                       static_cast<std::size_t>(message->payloadlen));
+        if (message->topic == it.process_topic_) {
+            it.MeetProcess(payload);
+        } else if (message->retain) {
             if (!std::exchange(it.told_retained_, true)) {
                 Say("the command that is retained on " + it.Topic("down") + " is ignored");
             }
-        } else if (it.IsRepeat(*message)) {
+        } else if (it.IsRepeat(message->mid, payload)) {
             ++it.repeats_;
         } else {
-            it.events_.Received(
-                {static_cast<const char *>(message->payload), static_cast<std::size_t>(message->payloadlen)});
+            it.events_.Received(payload);
         }
     } catch (const std::bad_alloc &) {
         Say("a payload found no memory");
@@ -252,10 +268,8 @@ void MqttClient::OnMessage(mosquitto *, void *self, const mosquitto_message *mes
 }
 
 // An acknowledgement may get lost with the link, although the payload was taken.
-bool MqttClient::IsRepeat(const mosquitto_message &message) {
-    const std::string_view payload(static_cast<const char *>(message.payload),
-                                   static_cast<std::size_t>(message.payloadlen));
-    const std::pair key(message.mid, std::hash<std::string_view>()(payload));
+bool MqttClient::IsRepeat(int id, std::string_view payload) {
+    const std::pair key(id, std::hash<std::string_view>()(payload));
     if (repeated_ && std::find(taken_.begin(), taken_.end(), key) != taken_.end()) {
         return true;
     }
@@ -264,6 +278,15 @@ bool MqttClient::IsRepeat(const mosquitto_message &message) {
         taken_.pop_front();
     }
     return false;
+}
+
+// Not every broker says that another client took the link over: who comes back finds the other's name.
+void MqttClient::MeetProcess(std::string_view identity) {
+    if (known_ && !contested_ && !identity.empty() && identity != identity_) {
+        contested_ = true;
+        Say("another gateway runs with --serial " + options_.serial +
+            ", and each takes the link from the other: " + std::string(identity));
+    }
 }
 
 // The mark of a repeated delivery, and what failed in TLS, the library tells in its log only.

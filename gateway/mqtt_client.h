@@ -41,7 +41,7 @@ public:
     // Of the last link:
     const std::string &Reason() const { return reason_; } ///< Why it ended.
     bool Subscribed() const { return subscribed_; }       ///< It got as far as that.
-    bool TakenOver() const { return taken_over_; }        ///< By another client of the same name.
+    bool Contested() const { return contested_; }         ///< Another client takes it for the same serial.
 
     /// Repeated deliveries that were not handed over, since the start.
     std::size_t Repeats() const { return repeats_; }
@@ -53,6 +53,9 @@ public:
     void Disconnect() { mosquitto_disconnect(client_.get()); }
 
     std::string Topic(const char *name) const;
+
+    /// This process, as it makes itself known to others of its serial: retained on the topic "process".
+    const std::string &Identity() const { return identity_; }
 
 private:
     struct Library {
@@ -68,7 +71,7 @@ private:
     /// The library's callbacks, called by C code.
     static void OnConnect(mosquitto *client, void *self, int refusal, int flags,
                           const mosquitto_property *) noexcept;
-    static void OnSubscribe(mosquitto *client, void *self, int, int count, const int *granted) noexcept;
+    static void OnSubscribe(mosquitto *client, void *self, int id, int count, const int *granted) noexcept;
     static void OnDisconnect(mosquitto *client, void *self, int code) noexcept;
     static void OnPublish(mosquitto *client, void *self, int, int reason,
                           const mosquitto_property *) noexcept;
@@ -80,15 +83,20 @@ private:
     void Up(bool resumed);
     bool Fail(const std::string &reason);
     std::string Words(int code) const;
-    bool IsRepeat(const mosquitto_message &message);
+    bool IsRepeat(int id, std::string_view payload);
+    void MeetProcess(std::string_view identity);
 
     const MqttOptions options_;
+    const std::string identity_;
+    const std::string process_topic_;
     MqttClientEvents &events_;
     std::string reason_;
     bool answered_ = false; ///< The broker has answered the connection's first message.
     bool up_ = false;
     bool subscribed_ = false;
-    bool taken_over_ = false;
+    bool contested_ = false;
+    bool known_ = false; ///< An earlier link has made this process known.
+    int subscription_ = 0;
     bool told_retained_ = false;
     bool repeated_ = false; ///< The broker marks the message that comes next as one that it sends again.
     std::deque<std::pair<int, std::size_t>> taken_; ///< Identifiers and hashes of the last payloads.
