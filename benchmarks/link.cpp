@@ -147,14 +147,16 @@ void WaitUntil(const char *what, const std::function<bool()> &holds) {
     }
 }
 
-/// A broker that keeps as many messages as come, and its sessions over its death.
+/// A broker that keeps as many messages as come; over its death, too, when it is a lasting one.
 class Broker {
 public:
-    explicit Broker(const Folder &folder) : folder_(folder), port_(Socket().FreePort()) {
+    Broker(const Folder &folder, bool lasting) : folder_(folder), port_(Socket().FreePort()) {
         std::ofstream(folder_.Path("conf"))
             << "user root\nlistener " << port_ << " 127.0.0.1\nallow_anonymous true\nset_tcp_nodelay true\n"
-            << "max_queued_messages 0\npersistence true\nautosave_interval 1\npersistence_location "
-            << folder_.Path("") << '\n';
+            << "max_queued_messages 0\n"
+            << (lasting ? "persistence true\nautosave_interval 1\npersistence_location " + folder_.Path("")
+                        : "")
+            << '\n';
         Start();
     }
 
@@ -374,7 +376,7 @@ bool Judge(bool holds) {
 /// Gateways that together get so many commands a second.
 bool Load(const std::string &program, std::size_t gateways, std::size_t count, double rate) {
     const Folder folder;
-    const Broker broker(folder);
+    const Broker broker(folder, false);
     Auditor auditor(gateways);
     auditor.Start(broker.Port());
     WaitUntil("the platform", [&] { return auditor.Ready(); });
@@ -421,7 +423,7 @@ std::vector<int> CountAnswers(const std::string &file, std::size_t count) {
 /// A broker that dies again and again, with a farewell and without in turn.
 bool Flap(const std::string &program, int deaths, double rate) {
     const Folder folder;
-    Broker broker(folder);
+    Broker broker(folder, true);
     const auto gateway = StartGateway(program, broker, folder, Serial(0), "--json");
     WaitUntil("the gateway", [&] {
         std::ifstream stream(folder.Path(Serial(0)));
@@ -430,7 +432,8 @@ bool Flap(const std::string &program, int deaths, double rate) {
     });
     Commander commander;
     commander.Start(broker.Port());
-    const std::chrono::duration<double> length = kFlap * deaths * 12 / 11; // it also has to live on after the last
+    const std::chrono::duration<double> length =
+        kFlap * deaths * 12 / 11; // it also has to live on after the last
     const auto count = static_cast<std::size_t>(rate * length.count());
     std::thread sender([&] { commander.Send(1, count, rate); });
     for (int death = 0; death < deaths; ++death) {

@@ -18,7 +18,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds kFinishingTime{700};
+constexpr std::chrono::milliseconds kFinishingTime{600};
 constexpr int kWaitMilliseconds = 50;
 
 void Take(const Arrival &arrival, Gateway &gateway) {
@@ -87,7 +87,7 @@ void FeedArrivals(MqttLink &link, int stop_fd, Gateway &gateway) {
     }
     // The broker believes all that has arrived to be taken.
     const auto end = steady_clock::now() + kFinishingTime;
-    while (steady_clock::now() < end && !link.Drained()) {
+    while (steady_clock::now() < end && !link.Finish()) {
         if (!FeedNext(link, gateway)) {
             poll(waiting, 1, kWaitMilliseconds);
             ClearWake(link);

@@ -28,7 +28,7 @@ constexpr int kLoopMilliseconds = 200;  // the longest until a closing is notice
 constexpr int kDelayedMilliseconds = 5; // the longest that a delayed message comes too late
 constexpr milliseconds kShortestDelay{250};
 constexpr milliseconds kLongestDelay{4000};
-constexpr milliseconds kClosingTime{1000};
+constexpr milliseconds kClosingTime{900};
 constexpr milliseconds kEndingTime{300};
 
 constexpr std::size_t kLongestPayload = std::size_t{1} << 20;
@@ -88,7 +88,7 @@ public:
 
     void Send(const Json &line);
     std::optional<Arrival> Next();
-    bool Drained();
+    bool Finish();
     int WakeFd() const { return wake_.Get(); }
     void SetFaults(const LinkFaults &faults);
     void Close();
@@ -111,7 +111,7 @@ private:
     void TellLost();
     std::optional<std::string> NextLine();
     bool HoldUp(const std::string &line);
-    bool IsDrained() const;
+    bool IsConfirmed() const;
     bool Publish(Topic topic, const std::string &text, bool retained);
     void PublishWaiting();
     void DropFirst();
@@ -130,6 +130,7 @@ private:
     std::condition_variable changed_;
     bool up_ = false;
     bool ever_up_ = false;
+    bool finished_ = false; ///< Takes nothing more.
     bool closed_ = false;
     std::string last_failure_;
 
@@ -263,6 +264,10 @@ void Connection::Confirmed(bool taken) {
 
 void Connection::Received(std::string_view payload) {
     const std::lock_guard lock(mutex_);
+    if (finished_) {
+        client_.Cut();
+        return;
+    }
     if (payload.size() > kLongestPayload) {
         Arrive({Arrival::Kind::refusal,
                 "a payload of " + std::to_string(payload.size()) + " bytes; it may have up to 1 MiB"});
@@ -420,21 +425,24 @@ bool Connection::HoldUp(const std::string &line) {
     return true;
 }
 
-bool Connection::IsDrained() const {
-    return arrivals_.empty() && payload_at_ >= payload_.size() && held_.empty() && lost_ == 0;
+bool Connection::Finish() {
+    const std::lock_guard lock(mutex_);
+    const bool drained = arrivals_.empty() && payload_at_ >= payload_.size() && held_.empty() && lost_ == 0;
+    finished_ = drained && IsConfirmed();
+    return finished_;
 }
 
-bool Connection::Drained() {
-    const std::lock_guard lock(mutex_);
-    return IsDrained();
+/// Whether nothing waits for the broker that it could take now.
+bool Connection::IsConfirmed() const {
+    return !up_ || (waiting_.empty() && unconfirmed_ == 0);
 }
 
 void Connection::Close() {
     std::unique_lock lock(mutex_);
+    finished_ = true;
     const auto deadline = steady_clock::now() + kClosingTime;
     const auto wait_for_confirmations = [&] {
-        changed_.wait_until(lock, deadline,
-                            [this] { return !up_ || (waiting_.empty() && unconfirmed_ == 0); });
+        changed_.wait_until(lock, deadline, [this] { return IsConfirmed(); });
     };
     wait_for_confirmations();
     if (up_) {
@@ -499,7 +507,7 @@ public:
     void Heading(const std::string &) override {}
 
     std::optional<Arrival> Next() override { return connection_->Next(); }
-    bool Drained() override { return connection_->Drained(); }
+    bool Finish() override { return connection_->Finish(); }
     int WakeFd() const override { return connection_->WakeFd(); }
     void SetFaults(const LinkFaults &faults) override { connection_->SetFaults(faults); }
 

@@ -60,8 +60,9 @@ public:
     /// sends too fast must wait for the answers.
     virtual std::optional<Arrival> Next() = 0;
 
-    /// Whether all that has arrived was handed over by Next.
-    virtual bool Drained() = 0;
+    /// Takes nothing more from the broker, which keeps it, once all that has arrived was handed over and all
+    /// that was sent has arrived; false until then.
+    virtual bool Finish() = 0;
 
     /// Becomes readable when Next may have one; reading it, 8 bytes, is up to the caller.
     virtual int WakeFd() const = 0;

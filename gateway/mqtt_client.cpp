@@ -10,8 +10,10 @@
 #include <functional>
 #include <stdexcept>
 
-#include <mqtt_protocol.h>
+#include <sys/socket.h>
 #include <unistd.h>
+
+#include <mqtt_protocol.h>
 
 #include "process.h"
 
@@ -304,6 +306,10 @@ void MqttClient::OnLog(mosquitto *, void *self, int level, const char *text) noe
     if (failure != std::end(kTlsFailures)) {
         it.Fail(failure->words);
     }
+}
+
+void MqttClient::Cut() {
+    shutdown(mosquitto_socket(client_.get()), SHUT_RDWR);
 }
 
 bool MqttClient::Publish(const std::string &topic, const std::string &text, bool retained) {

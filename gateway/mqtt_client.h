@@ -52,6 +52,9 @@ public:
 
     void Disconnect() { mosquitto_disconnect(client_.get()); }
 
+    /// Ends the link without a farewell. While a payload is being received: before it is acknowledged.
+    void Cut();
+
     std::string Topic(const char *name) const;
 
     /// This process, as it makes itself known to others of its serial: retained on the topic "process".
