@@ -3,6 +3,7 @@
 #include "feed.h"
 
 #include <cerrno>
+#include <chrono>
 #include <system_error>
 
 #include <poll.h>
@@ -14,6 +15,11 @@
 
 namespace tqgateway {
 namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kFinishingTime{600};
+constexpr int kWaitMilliseconds = 50;
 
 void Take(const Arrival &arrival, Gateway &gateway) {
     switch (arrival.kind) {
@@ -30,6 +36,20 @@ void Take(const Arrival &arrival, Gateway &gateway) {
         gateway.TakeEvent({{"kernel_event", "break"}});
         break;
     }
+}
+
+/// Feeds the next arrival, if there is one.
+bool FeedNext(MqttLink &link, Gateway &gateway) {
+    const std::optional<Arrival> arrival = link.Next();
+    if (arrival) {
+        Take(*arrival, gateway);
+    }
+    return arrival.has_value();
+}
+
+void ClearWake(const MqttLink &link) {
+    eventfd_t count = 0;
+    eventfd_read(link.WakeFd(), &count);
 }
 
 } // namespace
@@ -58,16 +78,19 @@ void FeedArrivals(MqttLink &link, int stop_fd, Gateway &gateway) {
     pollfd waiting[] = {{link.WakeFd(), POLLIN, 0}, {stop_fd, POLLIN, 0}};
     for (bool more = false;;) {
         if (poll(waiting, 2, more ? 0 : -1) >= 0 && waiting[1].revents != 0) {
-            return;
+            break;
         }
         if (!more) {
-            eventfd_t count = 0;
-            eventfd_read(link.WakeFd(), &count);
+            ClearWake(link);
         }
-        const std::optional<Arrival> arrival = link.Next();
-        more = arrival.has_value();
-        if (arrival) {
-            Take(*arrival, gateway);
+        more = FeedNext(link, gateway);
+    }
+    // The broker believes all that has arrived to be taken.
+    const auto end = steady_clock::now() + kFinishingTime;
+    while (steady_clock::now() < end && !link.Finish()) {
+        if (!FeedNext(link, gateway)) {
+            poll(waiting, 1, kWaitMilliseconds);
+            ClearWake(link);
         }
     }
 }

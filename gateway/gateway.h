@@ -4,8 +4,10 @@
 #define TQGATEWAY_GATEWAY_H
 
 #include <string>
+#include <utility>
 
 #include "hub.h"
+#include "link_faults.h"
 #include "module.h"
 #include "output.h"
 
@@ -15,6 +17,7 @@ namespace tqgateway {
 struct Parts {
     const Module &module;
     Hub &hub;
+    const SetLinkFaults &set_link_faults;
 };
 
 /// Lines, from whatever they come, go in one by one; everything goes out through `output`. There can be
@@ -38,6 +41,9 @@ public:
     /// when it is not understood.
     void TakeEvent(const Json &event);
 
+    /// Has lines that change the faults of a link change those of this one.
+    void UseLink(SetLinkFaults set_faults) { set_link_faults_ = std::move(set_faults); }
+
     /// Closes a line that could not be taken.
     void Refuse(const std::string &reason);
 
@@ -51,7 +57,8 @@ private:
     Module module_;
     Output &output_;
     Hub hub_;
-    const Parts parts_{module_, hub_};
+    SetLinkFaults set_link_faults_ = [](const LinkFaults &) {};
+    const Parts parts_{module_, hub_, set_link_faults_};
 };
 
 } // namespace tqgateway

@@ -222,6 +222,37 @@ std::optional<int> Host(const Parts &, ObjectReader &line) {
     return std::nullopt;
 }
 
+// ---- The link. ----
+
+/// A share of all messages.
+double ReadShare(ObjectReader &object, const char *key) {
+    const Json *value = object.Find(key);
+    if (value == nullptr) {
+        return 0;
+    }
+    const double share = value->is_number() ? value->get<double>() : -1;
+    if (!(share >= 0 && share <= 1)) {
+        throw LineError(object.Path(key) + ": expected a number from 0 to 1");
+    }
+    return share;
+}
+
+std::optional<int> Link(const Parts &parts, ObjectReader &line) {
+    constexpr std::int64_t kLongestDelay = 60'000;
+    ObjectReader link(line.Get("link"), "link");
+    line.Done();
+    LinkFaults faults;
+    link.Whole("seed", faults.seed);
+    if (const Json *delay = link.Find("delay")) {
+        faults.delay = std::chrono::milliseconds(ReadWhole(*delay, link.Path("delay"), 0, kLongestDelay));
+    }
+    faults.loss = ReadShare(link, "loss");
+    faults.duplicates = ReadShare(link, "duplicates");
+    link.Done();
+    parts.set_link_faults(faults);
+    return std::nullopt;
+}
+
 // ---- The device. ----
 
 std::optional<int> HubChange(const Parts &parts, ObjectReader &line) {
@@ -254,6 +285,7 @@ constexpr LineKind kLineKinds[] = {
     {"report", SendReport, "device", "module", "report "},
     {"hub", HubChange, "you", "device", "change"},
     {"host", Host, "you", "host", "change"},
+    {"link", Link, "you", "link", "faults "},
 };
 
 } // namespace

@@ -16,7 +16,6 @@
 #include "process.h"
 #include "status_thread.h"
 #include "timeline.h"
-#include "tqdev_host.h"
 
 namespace {
 
@@ -34,8 +33,11 @@ FileDescriptor OpenNamed(const std::string &file, int flags) {
     return opened;
 }
 
-/// What the standard output shows.
+/// What the standard output shows; null for nothing.
 std::unique_ptr<Sink> MakeShown(const Options &options, int fd, LineWriter &writer) {
+    if (options.quiet) {
+        return nullptr;
+    }
     const bool terminal = isatty(fd) != 0;
     if (options.text || (terminal && !options.json)) {
         return MakeTimeline(writer, terminal && getenv("NO_COLOR") == nullptr);
@@ -67,11 +69,12 @@ int Run(const Options &options) {
 
     int code = EXIT_SUCCESS;
     {
-        tqhost::SetLogLevel(options.session.log);
+        PrepareHost(options.session);
         Gateway gateway(LoadModule(options.module), output, options.session.reset_report_all);
         const StatusThread status(gateway, options.status_interval);
         try {
             if (link) {
+                gateway.UseLink([&link](const LinkFaults &faults) { link->SetFaults(faults); });
                 FeedArrivals(*link, stop.Get(), gateway);
             } else {
                 FeedLines(options.script.empty() ? STDIN_FILENO : script.Get(), stop.Get(), gateway);
@@ -82,8 +85,8 @@ int Run(const Options &options) {
         }
     }
 
-    if (link) {
-        link->Close(); // with all that the gateway's end caused
+    if (link && !link->Close()) { // with all that the gateway's end caused
+        code = std::max(code, kExitFailed);
     }
     if (standard_output.Error() != EPIPE) { // a reader that has seen enough is no failure
         code = std::max(code, Conclude(standard_output, "standard output"));

@@ -23,7 +23,7 @@ constexpr const char *kFooter = R"(Examples:
     tq_gateway --script tour.jsonl
     echo '{"command":20034,"seq":7,"body":{"delay":0,"channelNo":1,"params":{}}}' | tq_gateway --json
     echo '{"report":"event","channel":1,"value":5}' | tq_gateway --text --log error
-  A platform behind an MQTT broker; lines go to tq/HUB1/down, answers come from tq/HUB1/up:
+  A platform behind an MQTT broker; lines go to tq/HUB1/down, what the device sends comes from tq/HUB1/up:
     tq_gateway --mqtt localhost --serial HUB1
     tq_gateway --mqtt broker.example:8883 --ca-file ca.pem --serial HUB1 --user hub --password-file secret
     mosquitto_sub -t 'tq/HUB1/#' -v
@@ -35,23 +35,35 @@ constexpr const char *kFooter = R"(Examples:
 
 Exit codes:
   0  ended: by the end of the input, SIGINT, SIGTERM or the reader of the output; a replay without difference
-  1  failed: the module cannot be loaded, output cannot be written, a replay differs
+  1  failed: the module cannot be loaded, output cannot be written, the broker was never reached, a replay differs
   2  wrong options, or a file that cannot be read
 
 SIGINT (Ctrl-C) and SIGTERM stop the module first, then the program.)";
 
 constexpr std::size_t kLongestSerial = 64;
+constexpr std::size_t kLongestPrefix = 200;
 constexpr int kPlainPort = 1883;
 constexpr int kTlsPort = 8883;
 
-/// What is wrong with a serial; empty for a good one. It becomes part of topics.
-std::string CheckSerial(const std::string &serial) {
-    const bool plain = std::all_of(serial.begin(), serial.end(), [](unsigned char c) {
-        return c < 0x80 && (std::isalnum(c) != 0 || c == '-' || c == '_' || c == '.' || c == ':');
+/// Whether a text consists of letters, digits and the marks given. It becomes part of topics.
+bool IsPlain(const std::string &text, const std::string &marks) {
+    return !text.empty() && std::all_of(text.begin(), text.end(), [&](unsigned char c) {
+        return c < 0x80 && (std::isalnum(c) != 0 || marks.find(static_cast<char>(c)) != std::string::npos);
     });
-    return plain && !serial.empty() && serial.size() <= kLongestSerial
+}
+
+/// What is wrong with a serial; empty for a good one.
+std::string CheckSerial(const std::string &serial) {
+    return IsPlain(serial, "-_.:") && serial.size() <= kLongestSerial
                ? std::string()
                : "expected up to 64 letters, digits, '-', '_', '.' and ':'";
+}
+
+/// The same for a prefix of topics.
+std::string CheckPrefix(const std::string &prefix) {
+    return IsPlain(prefix, "-_.:/") && prefix.size() <= kLongestPrefix
+               ? std::string()
+               : "expected up to 200 letters, digits, '-', '_', '.', ':' and '/'";
 }
 
 /// Reads HOST, HOST:PORT, [ADDRESS] or [ADDRESS]:PORT; port 0 where none is given. Empty when all is well.
@@ -68,25 +80,64 @@ std::string ReadBroker(const std::string &text, MqttOptions &mqtt) {
     return "expected HOST or HOST:PORT, an IPv6 address in brackets";
 }
 
-void AddMqtt(CLI::App &app, MqttOptions &mqtt) {
+void AddTls(CLI::App &app, CLI::Option *broker, MqttOptions &mqtt) {
+    auto *authority = app.add_option("--ca-file", mqtt.ca_file, "Use TLS, and trust the certificates in FILE")
+                          ->type_name("FILE")
+                          ->needs(broker);
+    auto *certificate =
+        app.add_option("--cert-file", mqtt.cert_file, "Show the broker the client certificate in FILE")
+            ->type_name("FILE")
+            ->needs(authority);
+    auto *key = app.add_option("--key-file", mqtt.key_file, "The certificate's key, without a passphrase")
+                    ->type_name("FILE")
+                    ->needs(certificate);
+    certificate->needs(key);
+}
+
+void AddSession(CLI::App &app, CLI::Option *broker, MqttOptions &mqtt) {
+    const auto seconds = [](int low, int high) { return CLI::Range(low, high).description(""); };
+    app.add_option("--session", mqtt.session,
+                   "The broker keeps what arrives meanwhile for SECONDS without a link, by default 300; "
+                   "0: every link begins anew")
+        ->type_name("SECONDS")
+        ->check(seconds(0, 31'536'000))
+        ->needs(broker);
+    app.add_option_function<int>(
+           "--keepalive", [&mqtt](int value) { mqtt.keepalive = std::chrono::seconds(value); },
+           "Ask for a sign of life after SECONDS of silence, by default 10, and wait for it as long")
+        ->type_name("SECONDS")
+        ->check(seconds(5, 65'535))
+        ->needs(broker);
+    app.add_option_function<int>(
+           "--connect-timeout", [&mqtt](int value) { mqtt.connect_timeout = std::chrono::seconds(value); },
+           "Give an attempt to connect up after SECONDS, by default 10")
+        ->type_name("SECONDS")
+        ->check(seconds(1, 3'600))
+        ->needs(broker);
+    app.add_flag(
+           "--mqtt-3", mqtt.version_3,
+           "Speak MQTT 3.1.1, where a broker does not know 5; it then keeps the session as long as it likes")
+        ->needs(broker);
+}
+
+void AddMqtt(CLI::App &app, CLI::Option *serial, MqttOptions &mqtt) {
     auto *broker = app.add_option_function<std::string>(
         "--mqtt", [](const std::string &) {}, "Take lines from a broker instead, and send them there, too");
     broker->type_name("HOST[:PORT]")
-        ->check([&mqtt](const std::string &text) { return ReadBroker(text, mqtt); }, "");
-    auto *serial =
-        app.add_option("--serial", mqtt.serial, "The name that sets this gateway apart on the broker")
-            ->type_name("NAME")
-            ->check(CheckSerial, "")
-            ->needs(broker);
-    broker->needs(serial);
+        ->check([&mqtt](const std::string &text) { return ReadBroker(text, mqtt); }, "")
+        ->needs(serial);
     auto *user =
         app.add_option("--user", mqtt.user, "Log on to the broker as NAME")->type_name("NAME")->needs(broker);
     app.add_option("--password-file", mqtt.password_file, "The password is the first line of FILE")
         ->type_name("FILE")
         ->needs(user);
-    app.add_option("--ca-file", mqtt.ca_file, "Use TLS, and trust the certificates in FILE")
-        ->type_name("FILE")
+    AddTls(app, broker, mqtt);
+    AddSession(app, broker, mqtt);
+    app.add_option("--topic-prefix", mqtt.prefix, "Begin all topics with PREFIX instead of tq")
+        ->type_name("PREFIX")
+        ->check(CheckPrefix, "")
         ->needs(broker);
+    app.add_flag("--mqtt-log", mqtt.log_topic, "Send log lines, too, to tq/SERIAL/log")->needs(broker);
     app.add_option("--mqtt-queue", mqtt.queue,
                    "Keep up to N lines while the link is down, by default 1000; then drop the oldest")
         ->type_name("N")
@@ -104,7 +155,11 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
     CLI::App app(kDescription, "tq_gateway");
     app.footer(kFooter);
     auto *text = app.add_flag("--text", options.text, "Show a timeline; the default on a terminal");
-    app.add_flag("--json", options.json, "Show JSON Lines; the default elsewhere")->excludes(text);
+    auto *json =
+        app.add_flag("--json", options.json, "Show JSON Lines; the default elsewhere")->excludes(text);
+    app.add_flag("--quiet", options.quiet, "Show nothing, where others see it: a broker, a recording")
+        ->excludes(text)
+        ->excludes(json);
     app.add_option("--log", options.session.log,
                    "Show SDK log lines up to LEVEL: non (the default), error, warning, debug, info or 0 to 4")
         ->type_name("LEVEL")
@@ -126,8 +181,12 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
            "Write all that goes in and out to FILE; not with --status-interval, which has its own order")
         ->type_name("FILE")
         ->excludes(interval);
+    auto *serial = app.add_option("--serial", options.session.serial,
+                                  "The device's serial, which also sets this gateway apart on a broker")
+                       ->type_name("NAME")
+                       ->check(CheckSerial, "");
     MqttOptions mqtt;
-    AddMqtt(app, mqtt);
+    AddMqtt(app, serial, mqtt);
     app.get_option("--mqtt")->excludes(script);
 
     auto *replay = app.add_subcommand("replay", "Feed a recording's inputs again and compare the outputs");
@@ -147,6 +206,7 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
     }
     if (app.count("--mqtt") > 0) {
         mqtt.port = mqtt.port > 0 ? mqtt.port : mqtt.ca_file.empty() ? kPlainPort : kTlsPort;
+        mqtt.serial = options.session.serial;
         options.mqtt = mqtt;
     }
     return std::nullopt;

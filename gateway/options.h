@@ -17,6 +17,7 @@ constexpr int kExitUsage = 2;
 struct Options {
     bool text = false;
     bool json = false;
+    bool quiet = false; ///< Show neither.
     Session session;
     std::string script; ///< Empty: the standard input.
     std::string module = "libtqDevSDK_smart_control.so";

@@ -43,7 +43,11 @@ constexpr int kActionResult = 19988;
 class Recorder : public Sink {
 public:
     void Begin(const Session &session) {
-        Write(Dump({{"session", {{"log", session.log}, {"reset_report_all", session.reset_report_all}}}}));
+        Json settings{{"log", session.log}, {"reset_report_all", session.reset_report_all}};
+        if (!session.serial.empty()) {
+            settings["serial"] = session.serial;
+        }
+        Write(Dump({{"session", std::move(settings)}}));
     }
 
     void Show(const Json &line) override { Write(Dump({{"out", line}})); }
@@ -130,6 +134,7 @@ Session ReadSession(ObjectReader &line) {
         throw LineError(reader.Path("reset_report_all") + ": expected true or false");
     }
     session.reset_report_all = reset.get<bool>();
+    reader.Text("serial", SIZE_MAX, session.serial);
     reader.Done();
     line.Done();
     return session;
@@ -308,7 +313,7 @@ template <typename After>
 void Play(const Recording &recording, const Module &module, Sink &sink, After after) {
     StdoutCapture captured;
     Output output(captured, {&sink});
-    tqhost::SetLogLevel(recording.session.log);
+    PrepareHost(recording.session);
     std::optional<Gateway> gateway;
     gateway.emplace(module, output, recording.session.reset_report_all);
     const auto show = [&](const std::vector<std::string> &comments) {
@@ -334,6 +339,13 @@ void Play(const Recording &recording, const Module &module, Sink &sink, After af
 }
 
 } // namespace
+
+void PrepareHost(const Session &session) {
+    tqhost::SetLogLevel(session.log);
+    if (!session.serial.empty()) {
+        tqhost::SetDeviceInfo("dev_subserial", session.serial);
+    }
+}
 
 std::unique_ptr<Sink> MakeRecorder(LineWriter &writer, const Session &session) {
     auto recorder = std::make_unique<FileRecorder>(writer);
