@@ -17,7 +17,15 @@ bool Readable(int fd) {
 
 } // namespace
 
+std::string_view Trimmed(std::string_view line) {
+    constexpr const char *kBlanks = " \t\r";
+    const std::size_t begin = line.find_first_not_of(kBlanks);
+    return begin == std::string_view::npos ? std::string_view()
+                                           : line.substr(begin, line.find_last_not_of(kBlanks) + 1 - begin);
+}
+
 LineSource::Got LineSource::Next(std::string &line) {
+    ++number_;
     bool too_long = false;
     std::size_t searched = begin_;
     for (;;) {

@@ -277,6 +277,7 @@ std::optional<int> CarryOut(const Parts &parts, const Json &line) {
         }
         known += (known.empty() ? "" : ", ") + std::string(row.key);
     }
+    reader.Find(kId); // of no kind's own
     if (kind == nullptr) {
         throw LineError("no known key: expected one of " + known);
     }

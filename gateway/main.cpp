@@ -12,8 +12,10 @@
 #include <unistd.h>
 
 #include "feed.h"
+#include "file_replacement.h"
 #include "options.h"
 #include "process.h"
+#include "replay.h"
 #include "status_thread.h"
 #include "timeline.h"
 #include "tqdev_host.h"
@@ -34,13 +36,28 @@ FileDescriptor OpenNamed(const std::string &file, int flags) {
     return opened;
 }
 
+/// What is recorded into; null when nothing is. Nobody records onto what is read or shown meanwhile.
+std::unique_ptr<FileReplacement> OpenRecord(const std::string &file, int script) {
+    if (file.empty()) {
+        return nullptr;
+    }
+    for (const auto &[fd, name] : {std::pair(script, "the script"),
+                                   {STDIN_FILENO, "the standard input"},
+                                   {STDOUT_FILENO, "the standard output"}}) {
+        if (IsSameFile(fd, file)) {
+            throw std::invalid_argument("--record " + file + ": is " + name + ", too");
+        }
+    }
+    return std::make_unique<FileReplacement>(file);
+}
+
 /// What the standard output shows.
 std::unique_ptr<Sink> MakeShown(const Options &options, int fd, LineWriter &writer) {
     const bool terminal = isatty(fd) != 0;
     if (options.text || (terminal && !options.json)) {
-        return MakeTimeline(writer, terminal && getenv("NO_COLOR") == nullptr);
+        return MakeTimeline(writer, terminal && getenv("NO_COLOR") == nullptr, options.time.value_or(true));
     }
-    return MakeJsonLines(writer);
+    return MakeJsonLines(writer, options.time.value_or(false));
 }
 
 /// The exit code of a writer; says why it could not write all lines.
@@ -52,17 +69,27 @@ int Conclude(const LineWriter &writer, const std::string &name) {
     return kExitFailed;
 }
 
+/// The same for a recording, which takes its place when it is whole.
+int ConcludeRecord(const LineWriter &writer, FileReplacement &record) {
+    const int code = Conclude(writer, record.Place());
+    if (code == EXIT_SUCCESS) {
+        record.Commit();
+    }
+    return code;
+}
+
 int Run(const Options &options) {
     const FileDescriptor script = OpenNamed(options.script, O_RDONLY);
-    const FileDescriptor record = OpenNamed(options.record, O_WRONLY | O_CREAT | O_TRUNC);
+    const auto record = OpenRecord(options.record, script.Get());
     const auto link = options.mqtt ? MakeMqttLink(*options.mqtt) : nullptr;
     const FileDescriptor stop = OpenStopSignals();
 
     StdoutCapture captured;
     LineWriter standard_output(captured.Terminal(), RequestStop);
-    LineWriter record_file(record.Get(), RequestStop);
+    LineWriter record_file(record ? record->Fd() : -1, RequestStop);
     const auto shown = MakeShown(options, captured.Terminal(), standard_output);
-    const auto recorder = options.record.empty() ? nullptr : MakeRecorder(record_file, options.session);
+    const auto recorder =
+        record ? MakeRecorder(record_file, options.session, options.time.value_or(true)) : nullptr;
     Output output(captured, {shown.get(), recorder.get(), link.get()});
 
     int code = EXIT_SUCCESS;
@@ -70,6 +97,9 @@ int Run(const Options &options) {
         tqhost::SetLogLevel(options.session.log);
         Gateway gateway(LoadModule(options.module), output, options.session.reset_report_all);
         const StatusThread status(gateway, options.status_interval);
+        if (record) {
+            record->Keep();
+        }
         try {
             if (link) {
                 FeedArrivals(*link, stop.Get(), gateway);
@@ -88,16 +118,16 @@ int Run(const Options &options) {
     if (standard_output.Error() != EPIPE) { // a reader that has seen enough is no failure
         code = std::max(code, Conclude(standard_output, "standard output"));
     }
-    return std::max(code, Conclude(record_file, options.record));
+    return record ? std::max(code, ConcludeRecord(record_file, *record)) : code;
 }
 
 int RunReplay(const Options &options) {
     const Module module = LoadModule(options.module);
     if (options.replay_update) {
-        RecordAnew(options.replay, module);
+        RecordAnew(options.replay, module, options.replay_paced);
         return EXIT_SUCCESS;
     }
-    const std::string difference = Replay(options.replay, module);
+    const std::string difference = Replay(options.replay, module, options.replay_paced);
     if (difference.empty()) {
         return EXIT_SUCCESS;
     }

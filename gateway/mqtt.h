@@ -19,6 +19,7 @@ struct MqttOptions {
     std::string password_file; ///< Its first line is the password. Empty: none.
     std::string ca_file;       ///< Empty: no TLS.
     std::size_t queue = 1000;  ///< Lines that wait for the link; beyond it the oldest are dropped.
+    bool timed = false;        ///< Each line carries its time.
 };
 
 /// What comes from the link, in order.

@@ -29,7 +29,7 @@ constexpr const char *kFooter = R"(Examples:
     mosquitto_sub -t 'tq/HUB1/#' -v
     mosquitto_pub -t tq/HUB1/down -q 1 -m '{"status_pass":true}'
   What happened, kept and compared; the first and the last of these record the tour anew:
-    tq_gateway --script gateway/scenarios/tour.jsonl --record gateway/scenarios/tour.recorded.jsonl
+    tq_gateway --no-time --script gateway/scenarios/tour.jsonl --record gateway/scenarios/tour.recorded.jsonl
     tq_gateway replay gateway/scenarios/tour.recorded.jsonl
     tq_gateway replay --update gateway/scenarios/tour.recorded.jsonl
 
@@ -109,9 +109,9 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
                    "Show SDK log lines up to LEVEL: non (the default), error, warning, debug, info or 0 to 4")
         ->type_name("LEVEL")
         ->transform(CLI::CheckedTransformer(levels, CLI::ignore_case).description(""));
-    auto *script =
-        app.add_option("--script", options.script, "Read lines from FILE instead of the standard input")
-            ->type_name("FILE");
+    app.add_option("--script", options.script,
+                   "Read lines from FILE instead of the standard input, or before those of the broker")
+        ->type_name("FILE");
     auto *module = app.add_option("--module", options.module,
                                   "The module to load; by default the one beside the program")
                        ->type_name("PATH");
@@ -126,12 +126,15 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
            "Write all that goes in and out to FILE; not with --status-interval, which has its own order")
         ->type_name("FILE")
         ->excludes(interval);
+    app.add_flag(
+        "--time,!--no-time", [&options](std::int64_t count) { options.time = count > 0; },
+        "Have each line out carry its time, or none; by default a timeline and a recording do");
     MqttOptions mqtt;
     AddMqtt(app, mqtt);
-    app.get_option("--mqtt")->excludes(script);
 
     auto *replay = app.add_subcommand("replay", "Feed a recording's inputs again and compare the outputs");
     replay->add_option("FILE", options.replay, "What --record wrote")->required();
+    replay->add_flag("--paced", options.replay_paced, "Keep the distances in time between the inputs");
     replay->add_flag("--update", options.replay_update,
                      "Write FILE anew with what comes out, instead of comparing; comments stay");
     for (CLI::Option *option : app.get_options()) {
@@ -147,6 +150,7 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
     }
     if (app.count("--mqtt") > 0) {
         mqtt.port = mqtt.port > 0 ? mqtt.port : mqtt.ca_file.empty() ? kPlainPort : kTlsPort;
+        mqtt.timed = options.time.value_or(false);
         options.mqtt = mqtt;
     }
     return std::nullopt;

@@ -22,9 +22,11 @@ struct Options {
     std::string module = "libtqDevSDK_smart_control.so";
     double status_interval = 0; ///< Seconds; 0: none.
     std::string record;         ///< Empty: nothing is recorded.
+    std::optional<bool> time;   ///< Lines carry times; unset: those of a timeline and of a recording.
     std::optional<MqttOptions> mqtt;
     std::string replay;         ///< Empty: an ordinary run.
     bool replay_update = false; ///< Record anew instead of comparing.
+    bool replay_paced = false;  ///< Keep the recording's distances in time.
 };
 
 /// Nothing when the program is to go on, else its exit code.

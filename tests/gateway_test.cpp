@@ -41,7 +41,7 @@ TEST(Gateway, RefusesWhatItDoesNotUnderstandAndGoesOn) {
 TEST(Gateway, TimelineReadsLikeAConversation) {
     const std::string capture = R"({"command":20034,"seq":7,"body":{"delay":0,"channelNo":1,"params":{"value1":3},"extendValue":"r-1"}})";
     const Outcome outcome =
-        RunGateway("--text --log error --script /dev/stdin", Joined({"# A picture.", capture, R"({"report":"event","channel":1,"value":5})",
+        RunGateway("--text --no-time --log error --script /dev/stdin", Joined({"# A picture.", capture, R"({"report":"event","channel":1,"value":5})",
                                                                      R"({"status_reset":74})", R"({"hub":{"ssid":"x"}})", "oops"}));
     EXPECT_EQ(Joined(outcome.lines), R"(
 # A picture.
@@ -75,14 +75,14 @@ TEST(Gateway, TimelineNamesCommands) {
         timeline += "platform → module    " + row + std::string(row.size() < 30 ? 30 - row.size() : 0, ' ') + " domain=1\n" + std::string(21, ' ') +
                     "error: domain: 1 is not registered\n";
     }
-    EXPECT_EQ(Joined(RunGateway("--text", lines).lines), timeline);
+    EXPECT_EQ(Joined(RunGateway("--text --no-time", lines).lines), timeline);
 }
 
 TEST(Gateway, ShowsWhatSuitsItsReader) {
     const Folder folder;
     std::ofstream(folder.Path("lines")) << "[]\n";
     const auto on_terminal = [](const std::string &command) { return RunProgram("script -qec '" + command + "' /dev/null", "").lines.back(); };
-    const std::string run = TQ_GATEWAY " --script " + folder.Path("lines");
+    const std::string run = TQ_GATEWAY " --no-time --script " + folder.Path("lines") + " 2>/dev/null";
     const std::string json = R"({"error":"expected an object"})";
     const std::string text = std::string(21, ' ') + "error: expected an object";
     EXPECT_EQ(RunProgram(run, "").lines.back(), json);

@@ -101,7 +101,7 @@ TEST_F(Mqtt, StatusIsKeptAndTellsOfADeath) {
 TEST_F(Mqtt, SurvivesTheBroker) {
     StartBroker();
     const std::string record = folder_.Path("session.jsonl");
-    const auto gateway = Gateway("A", "--text --record " + record);
+    const auto gateway = Gateway("A", "--text --no-time --record " + record);
     gateway->Await("event online");
     broker_->End(SIGKILL);
     gateway->Await("event break");

@@ -18,7 +18,7 @@ void ExpectReplay(const std::string &recording, int code, const Lines &parts) {
 TEST(Replay, TourIsRecordedAndShowsEveryKindOfLine) {
     const Folder folder;
     const std::string file = folder.Path("tour.jsonl");
-    ASSERT_EQ(RunGateway("--script " TQ_SCENARIOS "/tour.jsonl --record " + file, "").code, 0);
+    ASSERT_EQ(RunGateway("--no-time --script " TQ_SCENARIOS "/tour.jsonl --record " + file, "").code, 0);
     ASSERT_EQ(RunGateway("replay --update " + file, "").code, 0); // leaves out the time
     const std::string tour = Contents(TQ_SCENARIOS "/tour.recorded.jsonl");
     EXPECT_EQ(Contents(file), tour) << "changed on purpose? Then record and update it, as --help says";
@@ -51,7 +51,7 @@ TEST(Replay, WhateverWasTakenReplaysAndIsRecordedAlikeAnew) {
         "# Another.",
         R"({"status_pass":true})",
     };
-    const Outcome shown = RunGateway("--json --log info --reset-report-all --record " + file, Joined(inputs));
+    const Outcome shown = RunGateway("--json --log info --reset-report-all --no-time --record " + file, Joined(inputs));
     ASSERT_EQ(shown.code, 0);
     const std::string recording = Contents(file);
     Lines outputs;
@@ -81,7 +81,7 @@ TEST(Replay, SessionKeepsTheLogLevelByNumber) {
     const Folder folder;
     const std::pair<const char *, int> rows[] = {{"non", 0}, {"error", 1}, {"warning", 2}, {"Debug", 3}, {"info", 4}, {"2", 2}};
     for (const auto &[name, level] : rows) {
-        RunGateway("--record " + folder.Path("session.jsonl") + " --log " + name, "");
+        RunGateway("--no-time --record " + folder.Path("session.jsonl") + " --log " + name, "");
         EXPECT_EQ(Split(Contents(folder.Path("session.jsonl"))).at(0),
                   R"({"session":{"log":)" + std::to_string(level) + R"(,"reset_report_all":false}})");
     }
@@ -90,7 +90,7 @@ TEST(Replay, SessionKeepsTheLogLevelByNumber) {
 TEST(Replay, TellsTheFirstDifference) {
     const Folder folder;
     const std::string file = folder.Path("session.jsonl");
-    ASSERT_EQ(RunGateway("--json --record " + file, Joined({R"({"host":{"sleep":1}})", kScene})).code, 0);
+    ASSERT_EQ(RunGateway("--json --no-time --record " + file, Joined({R"({"host":{"sleep":1}})", kScene})).code, 0);
     const Lines good = Split(Contents(file));
     ASSERT_EQ(good.size(), 7U) << Joined(good);
 
