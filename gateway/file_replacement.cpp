@@ -117,4 +117,15 @@ void FileReplacement::Commit() {
     part_.clear();
 }
 
+void FileReplacement::Replace(const std::string &text) {
+    for (std::size_t done = 0; done < text.size();) {
+        const ssize_t written = write(Fd(), text.data() + done, text.size() - done);
+        if (written < 0 && errno != EINTR) {
+            throw std::runtime_error(Place() + ": " + strerror(errno));
+        }
+        done += written < 0 ? 0 : static_cast<std::size_t>(written);
+    }
+    Commit();
+}
+
 } // namespace tqgateway

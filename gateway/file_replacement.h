@@ -35,6 +35,9 @@ public:
     /// Makes FILE what was written, durably. Throws std::runtime_error; then FILE is as it was.
     void Commit();
 
+    /// Writes a text and commits it. Throws likewise.
+    void Replace(const std::string &text);
+
     /// Where that is which was written: FILE.part, or FILE once it is committed or when it is no regular
     /// file.
     const std::string &Place() const { return part_.empty() ? target_ : part_; }

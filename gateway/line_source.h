@@ -3,6 +3,7 @@
 #ifndef TQGATEWAY_LINE_SOURCE_H
 #define TQGATEWAY_LINE_SOURCE_H
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -41,6 +42,11 @@ private:
     std::size_t begin_ = 0; ///< Of what is not given out yet.
     std::size_t number_ = 0;
 };
+
+/// Gives all lines to `take`; why one cannot be taken goes to `refuse`. Throws std::system_error when they
+/// cannot be read to their end.
+void GiveLines(LineSource &source, const std::function<void(const std::string &line)> &take,
+               const std::function<void(const std::string &reason)> &refuse);
 
 } // namespace tqgateway
 

@@ -9,6 +9,7 @@
 #include "gateway.h"
 #include "names.h"
 #include "records.h"
+#include "script.h"
 #include "tqdev_host.h"
 
 namespace tqgateway {
@@ -278,6 +279,9 @@ std::optional<int> CarryOut(const Parts &parts, const Json &line) {
         known += (known.empty() ? "" : ", ") + std::string(row.key);
     }
     reader.Find(kId); // of no kind's own
+    if (const char *key = Script::KeyOf(line)) {
+        throw LineError(std::string(key) + ": is understood in scripts only");
+    }
     if (kind == nullptr) {
         throw LineError("no known key: expected one of " + known);
     }

@@ -16,6 +16,8 @@
 #include "options.h"
 #include "process.h"
 #include "replay.h"
+#include "scenarios.h"
+#include "script.h"
 #include "status_thread.h"
 #include "timeline.h"
 #include "tqdev_host.h"
@@ -79,7 +81,7 @@ int ConcludeRecord(const LineWriter &writer, FileReplacement &record) {
 }
 
 int Run(const Options &options) {
-    const FileDescriptor script = OpenNamed(options.script, O_RDONLY);
+    FileDescriptor script = OpenNamed(options.script, O_RDONLY);
     const auto record = OpenRecord(options.record, script.Get());
     const auto link = options.mqtt ? MakeMqttLink(*options.mqtt) : nullptr;
     const FileDescriptor stop = OpenStopSignals();
@@ -90,7 +92,9 @@ int Run(const Options &options) {
     const auto shown = MakeShown(options, captured.Terminal(), standard_output);
     const auto recorder =
         record ? MakeRecorder(record_file, options.session, options.time.value_or(true)) : nullptr;
-    Output output(captured, {shown.get(), recorder.get(), link.get()});
+    Causes causes;
+    const bool scripted = !options.script.empty();
+    Output output(captured, {shown.get(), recorder.get(), link.get(), scripted ? &causes : nullptr});
 
     int code = EXIT_SUCCESS;
     {
@@ -101,10 +105,16 @@ int Run(const Options &options) {
             record->Keep();
         }
         try {
+            if (scripted) {
+                Script(gateway, causes, stop.Get(), options.record, [&code](const std::string &what) {
+                    Say(what);
+                    code = kExitScript;
+                }).Play(std::move(script), options.script);
+            }
             if (link) {
                 FeedArrivals(*link, stop.Get(), gateway);
-            } else {
-                FeedLines(options.script.empty() ? STDIN_FILENO : script.Get(), stop.Get(), gateway);
+            } else if (!scripted) {
+                FeedLines(STDIN_FILENO, stop.Get(), gateway);
             }
         } catch (const std::system_error &error) {
             Say((options.script.empty() ? "standard input" : options.script) + ": " + error.code().message());
@@ -143,6 +153,9 @@ int main(int argc, char **argv) {
         Options options;
         if (const std::optional<int> code = ReadOptions(argc, argv, options)) {
             return *code;
+        }
+        if (!options.scenarios.empty()) {
+            return RunScenarios(options);
         }
         return options.replay.empty() ? Run(options) : RunReplay(options);
     } catch (const std::invalid_argument &error) {

@@ -27,7 +27,7 @@ std::string MomentText(Moment moment) {
 }
 
 Moment ReadMoment(const Json &value, const std::string &path) {
-    const std::string text = ReadText(value, path, SIZE_MAX);
+    const std::string text = value.is_string() ? value.get<std::string>() : "";
     std::tm utc{};
     int fraction = 0;
     if (sscanf(text.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d.%3dZ", &utc.tm_year, &utc.tm_mon, &utc.tm_mday,
@@ -45,7 +45,7 @@ Moment ReadMoment(const Json &value, const std::string &path) {
 milliseconds ReadDuration(const Json &value, const std::string &path) {
     static const std::regex kDuration(R"(([0-9]{1,8}(?:\.[0-9]{1,3})?)(ms|s|m))");
     constexpr std::chrono::hours kLongest{24};
-    const std::string text = ReadText(value, path, SIZE_MAX);
+    const std::string text = value.is_string() ? value.get<std::string>() : "";
     if (std::smatch match; text.size() < 16 && std::regex_match(text, match, kDuration)) {
         const double unit = match[2] == "ms" ? 1 : match[2] == "s" ? 1000 : 60000;
         const auto duration = std::chrono::duration<double, std::milli>(std::stod(match[1]) * unit);

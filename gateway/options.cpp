@@ -32,11 +32,14 @@ constexpr const char *kFooter = R"(Examples:
     tq_gateway --no-time --script gateway/scenarios/tour.jsonl --record gateway/scenarios/tour.recorded.jsonl
     tq_gateway replay gateway/scenarios/tour.recorded.jsonl
     tq_gateway replay --update gateway/scenarios/tour.recorded.jsonl
+  Scenarios, as docs/messages.md shows them:
+    tq_gateway test gateway/scenarios/*.scenario.jsonl --junit report.xml
 
 Exit codes:
   0  ended: by the end of the input, SIGINT, SIGTERM or the reader of the output; a replay without difference
-  1  failed: the module cannot be loaded, output cannot be written, a replay differs
+  1  failed: the module cannot be loaded, output cannot be written, a replay differs, a scenario fails
   2  wrong options, or a file that cannot be read
+  3  a line of the script was refused, or what the script expects did not come
 
 SIGINT (Ctrl-C) and SIGTERM stop the module first, then the program.)";
 
@@ -94,6 +97,18 @@ void AddMqtt(CLI::App &app, MqttOptions &mqtt) {
         ->needs(broker);
 }
 
+/// Of the program's options, leaves a subcommand these, before and behind its name.
+void AllowOnly(CLI::App &app, CLI::App &subcommand, const std::vector<std::string> &names) {
+    subcommand.fallthrough();
+    for (CLI::Option *option : app.get_options()) {
+        const bool allowed = option == app.get_help_ptr() ||
+                             std::find(names.begin(), names.end(), option->get_name()) != names.end();
+        if (!allowed) {
+            subcommand.excludes(option);
+        }
+    }
+}
+
 } // namespace
 
 std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
@@ -112,9 +127,8 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
     app.add_option("--script", options.script,
                    "Read lines from FILE instead of the standard input, or before those of the broker")
         ->type_name("FILE");
-    auto *module = app.add_option("--module", options.module,
-                                  "The module to load; by default the one beside the program")
-                       ->type_name("PATH");
+    app.add_option("--module", options.module, "The module to load; by default the one beside the program")
+        ->type_name("PATH");
     app.add_flag("--reset-report-all", options.session.reset_report_all,
                  "Have the linkage rules reported at start");
     auto *interval =
@@ -137,11 +151,14 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
     replay->add_flag("--paced", options.replay_paced, "Keep the distances in time between the inputs");
     replay->add_flag("--update", options.replay_update,
                      "Write FILE anew with what comes out, instead of comparing; comments stay");
-    for (CLI::Option *option : app.get_options()) {
-        if (option != module && option != app.get_help_ptr()) {
-            replay->excludes(option);
-        }
-    }
+    AllowOnly(app, *replay, {"--module"});
+
+    auto *test = app.add_subcommand("test", "Run scenarios: scripts that say what they expect");
+    test->add_option("FILE", options.scenarios, "Scripts, each of which is played from a fresh start")
+        ->required();
+    test->add_option("--junit", options.junit, "Write a report to FILE, as build servers read it")
+        ->type_name("FILE");
+    AllowOnly(app, *test, {"--module", "--log", "--reset-report-all", "--status-interval"});
 
     try {
         app.parse(argc, argv);

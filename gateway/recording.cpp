@@ -219,7 +219,6 @@ std::string RecordingText(const Recording &recording) {
         }
     }
     std::for_each(recording.comments.begin(), recording.comments.end(), add);
-    text.pop_back();
     return text;
 }
 

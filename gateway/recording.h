@@ -67,7 +67,7 @@ Recording ReadRecording(const std::string &file);
 /// What is wrong with a line of a recording.
 std::invalid_argument BadLine(const std::string &file, std::size_t number, const LineError &error);
 
-/// The recording as a file has it, the outputs without times, without the last newline.
+/// The recording as a file has it, the outputs without times.
 std::string RecordingText(const Recording &recording);
 
 } // namespace tqgateway

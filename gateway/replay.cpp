@@ -3,8 +3,6 @@
 #include "replay.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <functional>
 #include <optional>
 #include <stdexcept>
@@ -206,12 +204,7 @@ void RecordAnew(const std::string &file, const Module &module, bool paced) {
             outputs.push_back({0, Comparable(line)});
         }
     });
-    LineWriter writer(replacement.Fd(), [] {});
-    writer.Write(RecordingText(recording));
-    if (writer.Error() != 0) {
-        throw std::runtime_error(file + ": " + strerror(writer.Error()) + "; it stays as it was");
-    }
-    replacement.Commit();
+    replacement.Replace(RecordingText(recording));
 }
 
 } // namespace tqgateway
