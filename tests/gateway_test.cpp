@@ -42,7 +42,7 @@ TEST(Gateway, TimelineReadsLikeAConversation) {
     const std::string capture = R"({"command":20034,"seq":7,"body":{"delay":0,"channelNo":1,"params":{"value1":3},"extendValue":"r-1"}})";
     const Outcome outcome =
         RunGateway("--text --no-time --log error --script /dev/stdin", Joined({"# A picture.", capture, R"({"report":"event","channel":1,"value":5})",
-                                                                     R"({"status_reset":74})", R"({"hub":{"ssid":"x"}})", "oops"}));
+                                                                     R"({"status_reset":74})", R"({"hub":{"ssid":"x"},"id":3})", "oops"}));
     EXPECT_EQ(Joined(outcome.lines), R"(
 # A picture.
 platform → module    20034 capture                  seq=7 body={"delay":0,"channelNo":1,"params":{"value1":3},"extendValue":"r-1"}
@@ -57,8 +57,8 @@ module   → platform  19986 event                    seq=0 response=0 version="
                      result 0
 host     → module    status reset 74
                      result 0
-you      → device    change                         ssid="x"
-                     done
+you      → device    change                         ssid="x" id=3
+                     done id=3
 ?                    oops
                      error: not JSON: parse error at line 1, column 1: syntax error while parsing value - invalid literal; last read: 'o'
 )");
