@@ -56,21 +56,9 @@ void ClearWake(const MqttLink &link) {
 
 void FeedLines(int fd, int stop_fd, Gateway &gateway) {
     LineSource source(fd, stop_fd);
-    std::string line;
-    for (;;) {
-        switch (source.Next(line)) {
-        case LineSource::Got::line:
-            gateway.Take(line);
-            break;
-        case LineSource::Got::too_long:
-            gateway.Refuse("a line longer than 64 MiB");
-            break;
-        case LineSource::Got::end:
-            return;
-        case LineSource::Got::error:
-            throw std::system_error(errno, std::generic_category());
-        }
-    }
+    GiveLines(
+        source, [&](const std::string &line) { gateway.Take(line); },
+        [&](const std::string &reason) { gateway.Refuse(reason); });
 }
 
 void FeedArrivals(MqttLink &link, int stop_fd, Gateway &gateway) {

@@ -7,6 +7,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "line_source.h"
 #include "lines.h"
 #include "platform.h"
 #include "tqdev_host.h"
@@ -75,13 +76,12 @@ void Gateway::Finish() noexcept {
 }
 
 void Gateway::Take(const std::string &line) {
-    const std::size_t begin = line.find_first_not_of(" \t\r");
-    if (begin == std::string::npos) {
-        return;
-    }
     try {
-        if (line[begin] == '#') {
-            output_.Heading(line.substr(begin, line.find_last_not_of(" \t\r") + 1 - begin));
+        const std::string_view trimmed = Trimmed(line);
+        if (SaysNothing(trimmed)) {
+            if (!trimmed.empty()) {
+                output_.Heading(std::string(trimmed));
+            }
             return;
         }
         Json json;
@@ -92,7 +92,16 @@ void Gateway::Take(const std::string &line) {
             throw;
         }
         output_.Echo(Input::line, json.is_object() ? json : Json(line));
-        const std::optional<int> result = CarryOut(parts_, json);
+        TakeJson(json);
+    } catch (const std::exception &error) {
+        ShowError(error.what());
+    }
+}
+
+void Gateway::TakeJson(const Json &line) {
+    const Cause cause(line.contains(kId) ? &line[kId] : nullptr);
+    try {
+        const std::optional<int> result = CarryOut(parts_, line);
         output_.Show({{"result", result ? Json(*result) : Json()}});
     } catch (const std::exception &error) {
         ShowError(error.what());

@@ -35,6 +35,7 @@ public:
     Gateway &operator=(const Gateway &) = delete;
 
     /// Takes a line. Blank lines and comments cause nothing; any other is closed by a result or an error.
+    /// All that it causes carries its id, if it has one.
     void Take(const std::string &line);
 
     /// Takes an event of the gateway's own, a line that nobody sent: no result closes it. Throws LineError
@@ -52,6 +53,7 @@ public:
 
 private:
     void Finish() noexcept;
+    void TakeJson(const Json &line);
     void ShowError(const std::string &reason);
 
     Module module_;

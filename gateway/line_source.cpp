@@ -3,6 +3,7 @@
 #include "line_source.h"
 
 #include <cerrno>
+#include <system_error>
 
 #include <poll.h>
 #include <unistd.h>
@@ -17,7 +18,15 @@ bool Readable(int fd) {
 
 } // namespace
 
+std::string_view Trimmed(std::string_view line) {
+    constexpr const char *kBlanks = " \t\r";
+    const std::size_t begin = line.find_first_not_of(kBlanks);
+    return begin == std::string_view::npos ? std::string_view()
+                                           : line.substr(begin, line.find_last_not_of(kBlanks) + 1 - begin);
+}
+
 LineSource::Got LineSource::Next(std::string &line) {
+    ++number_;
     bool too_long = false;
     std::size_t searched = begin_;
     for (;;) {
@@ -72,6 +81,24 @@ LineSource::Filled LineSource::Fill() {
         return errno == EINTR || errno == EAGAIN ? Filled::some : Filled::error;
     }
     return got == 0 ? Filled::end : Filled::some;
+}
+
+void GiveLines(LineSource &source, const std::function<void(const std::string &line)> &take,
+               const std::function<void(const std::string &reason)> &refuse) {
+    for (std::string line;;) {
+        switch (source.Next(line)) {
+        case LineSource::Got::line:
+            take(line);
+            break;
+        case LineSource::Got::too_long:
+            refuse("a line longer than 64 MiB");
+            break;
+        case LineSource::Got::end:
+            return;
+        case LineSource::Got::error:
+            throw std::system_error(errno, std::generic_category());
+        }
+    }
 }
 
 } // namespace tqgateway

@@ -3,9 +3,19 @@
 #ifndef TQGATEWAY_LINE_SOURCE_H
 #define TQGATEWAY_LINE_SOURCE_H
 
+#include <functional>
 #include <string>
+#include <string_view>
 
 namespace tqgateway {
+
+/// The line without the blanks, and the carriage return, around it.
+std::string_view Trimmed(std::string_view line);
+
+/// True for a trimmed line that is blank or a comment.
+inline bool SaysNothing(std::string_view trimmed) {
+    return trimmed.empty() || trimmed[0] == '#';
+}
 
 /// Reads lines without their newline. A last line without one counts.
 class LineSource {
@@ -20,6 +30,8 @@ public:
     /// Waits for the next line. A line longer than kLongest is skipped whole; `error` leaves errno.
     Got Next(std::string &line);
 
+    std::size_t Number() const { return number_; } ///< Of the last line, from 1.
+
 private:
     enum class Filled { some, end, error };
     Filled Fill();
@@ -28,7 +40,13 @@ private:
     int stop_fd_;
     std::string buffer_;
     std::size_t begin_ = 0; ///< Of what is not given out yet.
+    std::size_t number_ = 0;
 };
+
+/// Gives all lines to `take`; why one cannot be taken goes to `refuse`. Throws std::system_error when they
+/// cannot be read to their end.
+void GiveLines(LineSource &source, const std::function<void(const std::string &line)> &take,
+               const std::function<void(const std::string &reason)> &refuse);
 
 } // namespace tqgateway
 

@@ -9,6 +9,7 @@
 #include "gateway.h"
 #include "names.h"
 #include "records.h"
+#include "script.h"
 #include "tqdev_host.h"
 
 namespace tqgateway {
@@ -308,6 +309,10 @@ std::optional<int> CarryOut(const Parts &parts, const Json &line) {
             throw LineError("both " + std::string(kind->key) + " and " + row.key + ": expected one of them");
         }
         known += (known.empty() ? "" : ", ") + std::string(row.key);
+    }
+    reader.Find(kId); // of no kind's own
+    if (const char *key = Script::KeyOf(line)) {
+        throw LineError(std::string(key) + ": is understood in scripts only");
     }
     if (kind == nullptr) {
         throw LineError("no known key: expected one of " + known);

@@ -29,14 +29,18 @@ constexpr const char *kFooter = R"(Examples:
     mosquitto_sub -t 'tq/HUB1/#' -v
     mosquitto_pub -t tq/HUB1/down -q 1 -m '{"status_pass":true}'
   What happened, kept and compared; the first and the last of these record the tour anew:
-    tq_gateway --script gateway/scenarios/tour.jsonl --record gateway/scenarios/tour.recorded.jsonl
+    tq_gateway --no-time --script gateway/scenarios/tour.jsonl --record gateway/scenarios/tour.recorded.jsonl
     tq_gateway replay gateway/scenarios/tour.recorded.jsonl
     tq_gateway replay --update gateway/scenarios/tour.recorded.jsonl
+  Scenarios, as docs/messages.md shows them:
+    tq_gateway test gateway/scenarios/*.scenario.jsonl --junit report.xml
 
 Exit codes:
   0  ended: by the end of the input, SIGINT, SIGTERM or the reader of the output; a replay without difference
-  1  failed: the module cannot be loaded, output cannot be written, the broker was never reached, a replay differs
+  1  failed: the module cannot be loaded, output cannot be written, the broker was never reached, a replay differs,
+     a scenario fails
   2  wrong options, or a file that cannot be read
+  3  a line of the script was refused, or what the script expects did not come
 
 SIGINT (Ctrl-C) and SIGTERM stop the module first, then the program.)";
 
@@ -145,6 +149,18 @@ void AddMqtt(CLI::App &app, CLI::Option *serial, MqttOptions &mqtt) {
         ->needs(broker);
 }
 
+/// Of the program's options, leaves a subcommand these, before and behind its name.
+void AllowOnly(CLI::App &app, CLI::App &subcommand, const std::vector<std::string> &names) {
+    subcommand.fallthrough();
+    for (CLI::Option *option : app.get_options()) {
+        const bool allowed = option == app.get_help_ptr() ||
+                             std::find(names.begin(), names.end(), option->get_name()) != names.end();
+        if (!allowed) {
+            subcommand.excludes(option);
+        }
+    }
+}
+
 } // namespace
 
 std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
@@ -164,12 +180,11 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
                    "Show SDK log lines up to LEVEL: non (the default), error, warning, debug, info or 0 to 4")
         ->type_name("LEVEL")
         ->transform(CLI::CheckedTransformer(levels, CLI::ignore_case).description(""));
-    auto *script =
-        app.add_option("--script", options.script, "Read lines from FILE instead of the standard input")
-            ->type_name("FILE");
-    auto *module = app.add_option("--module", options.module,
-                                  "The module to load; by default the one beside the program")
-                       ->type_name("PATH");
+    app.add_option("--script", options.script,
+                   "Read lines from FILE instead of the standard input, or before those of the broker")
+        ->type_name("FILE");
+    app.add_option("--module", options.module, "The module to load; by default the one beside the program")
+        ->type_name("PATH");
     app.add_flag("--reset-report-all", options.session.reset_report_all,
                  "Have the linkage rules reported at start");
     auto *interval =
@@ -181,23 +196,29 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
            "Write all that goes in and out to FILE; not with --status-interval, which has its own order")
         ->type_name("FILE")
         ->excludes(interval);
+    app.add_flag(
+        "--time,!--no-time", [&options](std::int64_t count) { options.time = count > 0; },
+        "Have each line out carry its time, or none; by default a timeline and a recording do");
     auto *serial = app.add_option("--serial", options.session.serial,
                                   "The device's serial, which also sets this gateway apart on a broker")
                        ->type_name("NAME")
                        ->check(CheckSerial, "");
     MqttOptions mqtt;
     AddMqtt(app, serial, mqtt);
-    app.get_option("--mqtt")->excludes(script);
 
     auto *replay = app.add_subcommand("replay", "Feed a recording's inputs again and compare the outputs");
     replay->add_option("FILE", options.replay, "What --record wrote")->required();
+    replay->add_flag("--paced", options.replay_paced, "Keep the distances in time between the inputs");
     replay->add_flag("--update", options.replay_update,
                      "Write FILE anew with what comes out, instead of comparing; comments stay");
-    for (CLI::Option *option : app.get_options()) {
-        if (option != module && option != app.get_help_ptr()) {
-            replay->excludes(option);
-        }
-    }
+    AllowOnly(app, *replay, {"--module"});
+
+    auto *test = app.add_subcommand("test", "Run scenarios: scripts that say what they expect");
+    test->add_option("FILE", options.scenarios, "Scripts, each of which is played from a fresh start")
+        ->required();
+    test->add_option("--junit", options.junit, "Write a report to FILE, as build servers read it")
+        ->type_name("FILE");
+    AllowOnly(app, *test, {"--module", "--log", "--reset-report-all", "--status-interval"});
 
     try {
         app.parse(argc, argv);
@@ -207,6 +228,7 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
     if (app.count("--mqtt") > 0) {
         mqtt.port = mqtt.port > 0 ? mqtt.port : mqtt.ca_file.empty() ? kPlainPort : kTlsPort;
         mqtt.serial = options.session.serial;
+        mqtt.timed = options.time.value_or(false);
         options.mqtt = mqtt;
     }
     return std::nullopt;

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "mqtt.h"
 #include "recording.h"
@@ -13,6 +14,7 @@ namespace tqgateway {
 
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
+constexpr int kExitScript = 3;
 
 struct Options {
     bool text = false;
@@ -23,9 +25,13 @@ struct Options {
     std::string module = "libtqDevSDK_smart_control.so";
     double status_interval = 0; ///< Seconds; 0: none.
     std::string record;         ///< Empty: nothing is recorded.
+    std::optional<bool> time;   ///< Lines carry times; unset: those of a timeline and of a recording.
     std::optional<MqttOptions> mqtt;
-    std::string replay;         ///< Empty: an ordinary run.
-    bool replay_update = false; ///< Record anew instead of comparing.
+    std::string replay;                 ///< Empty: no replay.
+    bool replay_update = false;         ///< Record anew instead of comparing.
+    bool replay_paced = false;          ///< Keep the recording's distances in time.
+    std::vector<std::string> scenarios; ///< Empty: none are run.
+    std::string junit;                  ///< Empty: no report on them.
 };
 
 /// Nothing when the program is to go on, else its exit code.

@@ -14,6 +14,7 @@ namespace tqgateway {
 namespace {
 
 constexpr std::size_t kShownBytes = 1000; // of a message's fields; JSON Lines have them all
+constexpr std::size_t kShownIdBytes = 100;
 constexpr std::size_t kNameColumns = 30;
 
 constexpr const char *kPlain = "";
@@ -108,11 +109,11 @@ std::string Padded(std::string text, std::size_t columns) {
     return text;
 }
 
-/// "name=value" of all members but two.
+/// "name=value" of all members but two and the id.
 std::string FieldsText(const Json &object, const std::string &but, const std::string &and_but) {
     std::string text;
     for (const auto &member : object.items()) {
-        if (member.key() == but || member.key() == and_but) {
+        if (member.key() == but || member.key() == and_but || member.key() == kId) {
             continue;
         }
         const bool plain = member.key() == "body" || member.key() == "value";
@@ -124,12 +125,14 @@ std::string FieldsText(const Json &object, const std::string &but, const std::st
 
 class Timeline : public Sink {
 public:
-    Timeline(LineWriter &writer, bool coloured) : writer_(writer), coloured_(coloured) {}
+    Timeline(LineWriter &writer, bool coloured, bool timed)
+        : writer_(writer), coloured_(coloured), timed_(timed) {}
 
-    void Echo(Input what, const Json &input) override {
+    void Echo(Input what, const Json &input, Moment when) override {
         if (what == Input::refusal) {
             return; // its error says it all
         }
+        Begin(input, when);
         if (const LineKind *kind = KindOf(input)) {
             Message(input, kind->key, kind->label, kind->from, kind->to);
         } else {
@@ -139,10 +142,11 @@ public:
 
     void Heading(const std::string &comment) override {
         writer_.Write("");
-        Write(kBold, Printable(comment));
+        writer_.Write(Painted(kBold, Printable(comment)));
     }
 
-    void Show(const Json &line) override {
+    void Show(const Json &line, Moment when) override {
+        Begin(line, when);
         if (line.contains("to")) {
             MessageOut(line);
         } else if (line.contains("log")) {
@@ -158,6 +162,12 @@ public:
     }
 
 private:
+    /// What stands around the row of a line.
+    void Begin(const Json &line, Moment when) {
+        time_ = timed_ ? Painted(kDim, MomentText(when)) + "  " : "";
+        id_ = line.contains(kId) ? " id=" + Clipped(Dump(line[kId]), kShownIdBytes) : "";
+    }
+
     void Unknown(const Json &line) { Write(kPlain, Row("?", Clipped(Printable(AsText(line)), kShownBytes))); }
 
     void MessageOut(const Json &line) {
@@ -195,18 +205,24 @@ private:
     }
 
     void Write(const char *colour, const std::string &text, const std::string &rest = {}) {
-        const bool paint = coloured_ && *colour != '\0';
-        writer_.Write((paint ? colour + text + kReset : text) + (rest.empty() ? "" : ' ' + rest));
+        writer_.Write(time_ + Painted(colour, text) + (rest.empty() ? "" : ' ' + rest) + id_);
+    }
+
+    std::string Painted(const char *colour, const std::string &text) const {
+        return coloured_ && *colour != '\0' ? colour + text + kReset : text;
     }
 
     LineWriter &writer_;
     bool coloured_;
+    bool timed_;
+    std::string time_;
+    std::string id_;
 };
 
 } // namespace
 
-std::unique_ptr<Sink> MakeTimeline(LineWriter &writer, bool coloured) {
-    return std::make_unique<Timeline>(writer, coloured);
+std::unique_ptr<Sink> MakeTimeline(LineWriter &writer, bool coloured, bool timed) {
+    return std::make_unique<Timeline>(writer, coloured, timed);
 }
 
 } // namespace tqgateway
