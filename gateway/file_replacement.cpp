@@ -36,12 +36,12 @@ bool IsFileOf(const struct stat &status, const std::string &file) {
            named.st_ino == status.st_ino && !S_ISCHR(named.st_mode);
 }
 
-/// A new name is lost with the power unless its folder is written, too.
-bool SyncFolderOf(const std::string &file) {
+/// A new name is lost with the power unless its folder is written, too. Some file systems cannot.
+void SyncFolderOf(const std::string &file) {
     const std::size_t slash = file.rfind('/');
     const std::string folder = slash == std::string::npos ? "." : file.substr(0, slash + 1);
     const FileDescriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return opened.Get() >= 0 && fsync(opened.Get()) == 0;
+    fsync(opened.Get());
 }
 
 } // namespace
@@ -111,9 +111,10 @@ void FileReplacement::Commit() {
     if (part_.empty()) {
         return;
     }
-    if (fsync(Fd()) != 0 || rename(part_.c_str(), target_.c_str()) != 0 || !SyncFolderOf(target_)) {
-        throw std::runtime_error(target_ + ": " + strerror(errno));
+    if (fsync(Fd()) != 0 || rename(part_.c_str(), target_.c_str()) != 0) {
+        throw std::runtime_error(part_ + ": " + strerror(errno));
     }
+    SyncFolderOf(target_);
     part_.clear();
 }
 

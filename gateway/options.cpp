@@ -196,9 +196,12 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
            "Write all that goes in and out to FILE; not with --status-interval, which has its own order")
         ->type_name("FILE")
         ->excludes(interval);
-    app.add_flag(
-        "--time,!--no-time", [&options](std::int64_t count) { options.time = count > 0; },
-        "Have each line out carry its time, or none; by default a timeline and a recording do");
+    auto *time = app.add_flag_callback(
+        "--time", [&options] { options.time = true; },
+        "Have each line out carry its time; by default a timeline and a recording do");
+    app.add_flag_callback(
+           "--no-time", [&options] { options.time = false; }, "Have none carry it")
+        ->excludes(time);
     auto *serial = app.add_option("--serial", options.session.serial,
                                   "The device's serial, which also sets this gateway apart on a broker")
                        ->type_name("NAME")

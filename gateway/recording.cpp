@@ -197,13 +197,14 @@ Recording ReadRecording(const std::string &file) {
             recording.comments.emplace_back(trimmed);
             continue;
         }
+        if (stream.eof() && !recording.steps.empty() && !Json::accept(text)) {
+            recording.cut_off = number; // a whole line ends with a newline
+            break;
+        }
         try {
             ReadLine(ParseJson(text, kMaxDepth + kRecordedExtraLevels), number, recording);
         } catch (const LineError &error) {
-            if (!stream.eof() || recording.steps.empty()) { // a whole line ends with a newline
-                throw BadLine(file, number, error);
-            }
-            recording.cut_off = number;
+            throw BadLine(file, number, error);
         }
     }
     if (stream.bad() || recording.steps.empty()) {

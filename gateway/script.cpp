@@ -26,9 +26,13 @@ using std::chrono::steady_clock;
 constexpr std::size_t kShownBytes = 2000; // of a line
 constexpr std::size_t kShownLines = 20;
 
-/// A line that crosses the module, or says that an input did not.
+/// A line that refuses an input.
+bool IsError(const Json &line) {
+    return line.contains("error");
+}
+
 bool IsMessageOrError(const Json &line) {
-    return line.contains("to") || line.contains("error");
+    return line.contains("to") || IsError(line);
 }
 
 } // namespace
@@ -60,7 +64,9 @@ void Causes::Show(const Json &line, Moment) {
     const std::lock_guard lock(mutex_);
     if (!ended_) {
         lines_.push_back(line);
-        eventfd_write(wake_.Get(), 1);
+        if (std::exchange(awaited_, false)) {
+            eventfd_write(wake_.Get(), 1);
+        }
     }
 }
 
@@ -80,6 +86,7 @@ bool Causes::Take(const Json &pattern) {
     const auto found =
         std::find_if(lines_.begin(), lines_.end(), [&](const Json &line) { return Matches(pattern, line); });
     if (found == lines_.end()) {
+        awaited_ = true;
         return false;
     }
     lines_.erase(found);
@@ -89,6 +96,11 @@ bool Causes::Take(const Json &pattern) {
 std::vector<Json> Causes::Left() const {
     const std::lock_guard lock(mutex_);
     return lines_;
+}
+
+bool Causes::HasLeft(bool (*kind)(const Json &line)) const {
+    const std::lock_guard lock(mutex_);
+    return std::any_of(lines_.begin(), lines_.end(), kind);
 }
 
 // ---- Lines of scripts. ----
@@ -168,11 +180,11 @@ void Script::BeginInput(const std::string &text) {
 }
 
 void Script::EndInput() {
-    if (Stopped()) {
-        return; // before anything could be expected
+    if (!causes_.HasLeft(IsError) || Stopped()) {
+        return; // where playing stopped, an expectation may have followed
     }
     for (const Json &line : causes_.Left()) {
-        if (line.contains("error")) {
+        if (IsError(line)) {
             failed_(input_place_ + ": refused: " + AsText(line["error"]));
         }
     }
@@ -182,8 +194,7 @@ void Script::Expect(ObjectReader &line) {
     const Json &pattern = line.Get("expect");
     line.Done();
     if (pattern == "none") {
-        const std::vector<Json> left = causes_.Left();
-        if (std::any_of(left.begin(), left.end(), IsMessageOrError)) {
+        if (causes_.HasLeft(IsMessageOrError)) {
             Missing("nothing more", "more came than was expected");
         }
     } else if (!pattern.is_object()) {

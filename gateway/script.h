@@ -43,14 +43,18 @@ public:
     void Begin(); ///< What comes from now on belongs to the next input.
     void End();   ///< Nobody expects anything any more.
 
-    bool Take(const Json &pattern);            ///< Takes the first line that matches; false for none.
-    std::vector<Json> Left() const;            ///< The lines that nobody has expected.
-    int WakeFd() const { return wake_.Get(); } ///< Readable, for 8 bytes, when there are more lines.
+    bool Take(const Json &pattern); ///< Takes the first line that matches; false for none.
+    std::vector<Json> Left() const; ///< The lines that nobody has expected.
+    bool HasLeft(bool (*kind)(const Json &line)) const;
+
+    /// Readable, for 8 bytes, when there are more lines since Take found none.
+    int WakeFd() const { return wake_.Get(); }
 
 private:
     const FileDescriptor wake_;
     mutable std::mutex mutex_;
     bool ended_ = false;
+    bool awaited_ = false;
     std::vector<Json> lines_;
 };
 

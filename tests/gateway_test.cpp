@@ -42,7 +42,7 @@ TEST(Gateway, TimelineReadsLikeAConversation) {
     const std::string capture = R"({"command":20034,"seq":7,"body":{"delay":0,"channelNo":1,"params":{"value1":3},"extendValue":"r-1"}})";
     const Outcome outcome =
         RunGateway("--text --no-time --log error --script /dev/stdin", Joined({"# A picture.", capture, R"({"report":"event","channel":1,"value":5})",
-                                                                     R"({"status_reset":74})", R"({"hub":{"ssid":"x"},"id":3})", "oops"}));
+                                                                               R"({"status_reset":74})", R"({"hub":{"ssid":"x"},"id":3})", "oops"}));
     EXPECT_EQ(Joined(outcome.lines), R"(
 # A picture.
 platform → module    20034 capture                  seq=7 body={"delay":0,"channelNo":1,"params":{"value1":3},"extendValue":"r-1"}

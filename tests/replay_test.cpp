@@ -124,6 +124,7 @@ TEST(Replay, TellsTheFirstDifference) {
 
 TEST(Replay, RefusesWhatIsNoRecording) {
     EXPECT_EQ(RunGateway("replay /nowhere 2>/dev/null", "").code, 2);
+    ExpectReplay(std::string(kSession) + "\n{\"up\":{}}", 2, {":2: expected in, event, refusal or out"});
     EXPECT_EQ(RunGateway("replay / 2>/dev/null", "").code, 2);
     ExpectReplay("", 2, {"holds no recording"});
     ExpectReplay(kSleep, 2, {":1: session: missing"});

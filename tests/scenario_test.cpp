@@ -37,8 +37,10 @@ protected:
 TEST_F(Scenario, MeetsWhatItExpectsInAnyOrderAndEachLineOnce) {
     EXPECT_EQ(Run({R"({"expect":"none"})", kCapture, "", "# Between.", R"({"expect":{"result":null}})", R"({"expect":{"body":{"result":0}}})",
                    R"({"expect":{"auiValue":[3],"msg":"CAPTURE_PIC"}})", R"({"expect":"none"})", kAsleep, kCapture, R"({"expect":"none"})",
-                   R"({"wait":{"result":null},"within":"0ms"})", "oops", R"({"expect":{"error":"not JSON: parse error at line 1, column 1: )"
-                   R"(syntax error while parsing value - invalid literal; last read: 'o'"}})"}, 0),
+                   R"({"wait":{"result":null},"within":"0ms"})", "oops",
+                   R"({"expect":{"error":"not JSON: parse error at line 1, column 1: )"
+                   R"(syntax error while parsing value - invalid literal; last read: 'o'"}})"},
+                  0),
               "ok    s\n");
     EXPECT_EQ(Run({R"({"wait":{"command":12382},"within":"50s"})"}, 0, "--status-interval 0.05 "), "ok    s\n");
 
