@@ -34,9 +34,10 @@ using std::chrono::steady_clock;
 
 constexpr long kMostResidentKilobytes = 12'000;
 constexpr double kLeastCarriedOut = 0.99;
-constexpr milliseconds kFlap{5500};  // from one death of the broker to the next
-constexpr milliseconds kOutage{500}; // of these
-constexpr seconds kPatience{10};     // without any progress
+constexpr milliseconds kFlap{5500};      // from one death of the broker to the next
+constexpr milliseconds kOutage{500};     // of these
+constexpr seconds kPatience{10};         // without any progress
+constexpr int kMostUnconfirmed = 20'000; // their identifiers have 16 bits
 constexpr int kNumbersPerGateway = 10'000'000;
 
 // ---- Processes. ----
@@ -255,13 +256,13 @@ public:
     Commander() : Client("commander") {}
     ~Commander() override { End(); }
 
-    /// Sends `count` commands in turn to all gateways, so many a second.
+    /// Sends `count` commands in turn to all gateways, so many a second where the broker takes them so fast.
     void Send(std::size_t gateways, std::size_t count, double rate) {
         const auto start = steady_clock::now();
         for (std::size_t sent = 0; sent < count;) {
             const std::chrono::duration<double> elapsed = steady_clock::now() - start;
             const auto due = std::min(count, static_cast<std::size_t>(elapsed.count() * rate) + 1);
-            for (; sent < due; ++sent) {
+            for (; sent < due && unconfirmed_ < kMostUnconfirmed; ++sent) {
                 const std::size_t gateway = sent % gateways;
                 SendOne(Serial(gateway),
                         static_cast<int>(gateway) * kNumbersPerGateway + static_cast<int>(sent / gateways));
@@ -282,6 +283,7 @@ private:
         const std::string command = R"({"command":20034,"seq":)" + std::to_string(number) +
                                     R"(,"body":{"delay":0,"channelNo":1,"params":{}}})";
         const std::lock_guard lock(mutex_);
+        ++unconfirmed_;
         int id = 0;
         mosquitto_publish(client_, &id, topic.c_str(), static_cast<int>(command.size()), command.data(), 1,
                           false);
@@ -291,6 +293,7 @@ private:
     void Confirmed(int id) override {
         const std::lock_guard lock(mutex_);
         pending_[static_cast<std::size_t>(id)] = 0;
+        --unconfirmed_;
     }
 
     void Disconnected() override {
@@ -303,6 +306,7 @@ private:
     }
 
     std::mutex mutex_;
+    std::atomic<int> unconfirmed_{0};
     std::vector<int> pending_ = std::vector<int>(65536); ///< By identifier: a number and 1, or 0.
     std::set<int> repeated_;
 };
@@ -390,6 +394,7 @@ bool Load(const std::string &program, std::size_t gateways, std::size_t count, d
     commander.Start(broker.Port());
     const auto start = steady_clock::now();
     commander.Send(gateways, count, rate);
+    const std::chrono::duration<double> sending = steady_clock::now() - start;
     WaitForCount(count, [&] { return auditor.Answers(); });
     const std::chrono::duration<double> took = steady_clock::now() - start;
 
@@ -399,9 +404,9 @@ bool Load(const std::string &program, std::size_t gateways, std::size_t count, d
     }
     const std::size_t lost = count - std::min(count, auditor.Answers());
     printf("%2zu gateway%s %6.0f commands/s  %7zu sent  %zu lost  %zu out of order  %zu crossed  "
-           "%.1f s  %.1f MB resident (at most %.0f)",
+           "sent in %.1f s, answered in %.1f s  %.1f MB resident (at most %.0f)",
            gateways, gateways == 1 ? ", " : "s,", rate, count, lost, auditor.OutOfOrder(), auditor.Crossed(),
-           took.count(), static_cast<double>(resident) / 1000,
+           sending.count(), took.count(), static_cast<double>(resident) / 1000,
            static_cast<double>(kMostResidentKilobytes) / 1000);
     return Judge(auditor.Answers() == count && auditor.OutOfOrder() == 0 && auditor.Crossed() == 0 &&
                  resident <= kMostResidentKilobytes);

@@ -28,11 +28,13 @@ constexpr int kLoopMilliseconds = 200;  // the longest until a closing is notice
 constexpr int kDelayedMilliseconds = 5; // the longest that a delayed message comes too late
 constexpr milliseconds kShortestDelay{250};
 constexpr milliseconds kLongestDelay{4000};
+constexpr milliseconds kLongestPause{200};
 constexpr milliseconds kClosingTime{900};
 constexpr milliseconds kEndingTime{300};
 
 constexpr std::size_t kLongestPayload = std::size_t{1} << 20;
 constexpr std::size_t kMostArrivalBytes = std::size_t{64} << 20;
+constexpr std::size_t kEnoughArrivalBytes = std::size_t{64} << 10;
 constexpr std::size_t kMostWaitingBytes = std::size_t{64} << 20;
 constexpr std::size_t kItemBytes = 64; // what an item takes besides its text, about
 constexpr std::size_t kWindow = 20;    // lines given to the broker that it has not confirmed yet
@@ -112,6 +114,7 @@ private:
     std::optional<std::string> NextLine();
     bool HoldUp(const std::string &line);
     bool IsConfirmed() const;
+    bool IsHeldBack() const;
     bool Publish(Topic topic, const std::string &text, bool retained);
     void PublishWaiting();
     void DropFirst();
@@ -263,7 +266,7 @@ void Connection::Confirmed(bool taken) {
 }
 
 void Connection::Received(std::string_view payload) {
-    const std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
     if (finished_) {
         client_.Cut();
         return;
@@ -283,6 +286,11 @@ void Connection::Received(std::string_view payload) {
     }
     TellLost();
     Arrive({Arrival::Kind::line, std::move(text)});
+    // While this waits, neither is the payload acknowledged nor does the broker send much more. It must not
+    // wait when what is taken waits for confirmations, which come the same way, nor for long, because so do
+    // the broker's signs of life.
+    changed_.wait_for(lock, kLongestPause,
+                      [this] { return arrival_bytes_ <= kEnoughArrivalBytes || IsHeldBack() || finished_; });
 }
 
 // ---- Either thread, with the mutex held. ----
@@ -370,7 +378,8 @@ void Connection::SetFaults(const LinkFaults &faults) {
 
 std::optional<Arrival> Connection::Next() {
     const std::lock_guard lock(mutex_);
-    if (up_ && unconfirmed_ > 0 && 2 * waiting_.size() > options_.queue) {
+    if (IsHeldBack()) {
+        changed_.notify_all();
         return std::nullopt;
     }
     for (;;) {
@@ -394,6 +403,7 @@ std::optional<Arrival> Connection::Next() {
         Arrival arrival = std::move(arrivals_.front());
         arrivals_.pop_front();
         arrival_bytes_ -= arrival.text.size() + kItemBytes;
+        changed_.notify_all();
         if (arrival.kind != Arrival::Kind::line) {
             return arrival;
         }
@@ -430,6 +440,11 @@ bool Connection::Finish() {
     const bool drained = arrivals_.empty() && payload_at_ >= payload_.size() && held_.empty() && lost_ == 0;
     finished_ = drained && IsConfirmed();
     return finished_;
+}
+
+/// Whether nothing more is handed over until the broker has taken some of what waits for it.
+bool Connection::IsHeldBack() const {
+    return up_ && unconfirmed_ > 0 && 2 * waiting_.size() > options_.queue;
 }
 
 /// Whether nothing waits for the broker that it could take now.

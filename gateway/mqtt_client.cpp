@@ -23,6 +23,10 @@ namespace {
 /// What brokers have on the way at once is far less; beyond it a repeated delivery is carried out twice.
 constexpr std::size_t kRemembered = 1000;
 
+/// Payloads that the broker may have on the way here at once. A command causes about three lines, and brokers
+/// let 20 of those be on their way: with more, commands would arrive faster than their lines leave.
+constexpr int kReceiveMaximum = 6;
+
 /// Codes from here on are the protocol's own reasons, below them the library's errors.
 constexpr int kFirstReason = 0x80;
 
@@ -125,6 +129,7 @@ void MqttClient::SetUpSession() {
     }
     mosquitto *client = client_.get();
     Must(mosquitto_int_option(client, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5));
+    Must(mosquitto_int_option(client, MOSQ_OPT_RECEIVE_MAXIMUM, kReceiveMaximum));
     if (options_.session == 0) {
         return;
     }
