@@ -52,6 +52,13 @@ int Conclude(const LineWriter &writer, const std::string &name) {
     return kExitFailed;
 }
 
+/// The module, with the application that is to use it.
+Module LoadWith(const Options &options, Application &application) {
+    Module module = LoadModule(options.module);
+    module.application = options.application.path.empty() ? nullptr : &application;
+    return module;
+}
+
 int Run(const Options &options) {
     const FileDescriptor script = OpenNamed(options.script, O_RDONLY);
     const FileDescriptor record = OpenNamed(options.record, O_WRONLY | O_CREAT | O_TRUNC);
@@ -66,9 +73,10 @@ int Run(const Options &options) {
     Output output(captured, {shown.get(), recorder.get(), link.get()});
 
     int code = EXIT_SUCCESS;
+    Application application(options.application);
     {
         tqhost::SetLogLevel(options.session.log);
-        Gateway gateway(LoadModule(options.module), output, options.session.reset_report_all);
+        Gateway gateway(LoadWith(options, application), output, options.session.reset_report_all);
         const StatusThread status(gateway, options.status_interval);
         try {
             if (link) {
@@ -82,6 +90,11 @@ int Run(const Options &options) {
         }
     }
 
+    if (const std::size_t misuses = application.Misuses(); misuses > 0) {
+        Say(options.application.path + ": did something wrong, " + std::to_string(misuses) +
+            (misuses == 1 ? " time" : " times"));
+        code = kExitFailed;
+    }
     if (link) {
         link->Close(); // with all that the gateway's end caused
     }
@@ -92,7 +105,8 @@ int Run(const Options &options) {
 }
 
 int RunReplay(const Options &options) {
-    const Module module = LoadModule(options.module);
+    Application application(options.application);
+    const Module module = LoadWith(options, application);
     if (options.replay_update) {
         RecordAnew(options.replay, module);
         return EXIT_SUCCESS;

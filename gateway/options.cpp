@@ -33,9 +33,13 @@ constexpr const char *kFooter = R"(Examples:
     tq_gateway replay gateway/scenarios/tour.recorded.jsonl
     tq_gateway replay --update gateway/scenarios/tour.recorded.jsonl
 
+  Your own device application, a shared library, in the place of the virtual hub:
+    tq_gateway --application ./libcamera.so --configuration 'lens=2' --text
+
 Exit codes:
   0  ended: by the end of the input, SIGINT, SIGTERM or the reader of the output; a replay without difference
-  1  failed: the module cannot be loaded, output cannot be written, a replay differs
+  1  failed: the module or the application cannot be loaded or started, or the application did something
+     wrong; output cannot be written; a replay differs
   2  wrong options, or a file that cannot be read
 
 SIGINT (Ctrl-C) and SIGTERM stop the module first, then the program.)";
@@ -94,6 +98,25 @@ void AddMqtt(CLI::App &app, MqttOptions &mqtt) {
         ->needs(broker);
 }
 
+/// The application's options, which all commands take.
+std::vector<const CLI::Option *> AddApplication(CLI::App &app, ApplicationOptions &options) {
+    auto *application =
+        app.add_option(
+               "--application", options.path,
+               "Load the device application in the shared library PATH, in the place of the virtual hub")
+            ->type_name("PATH");
+    auto *configuration =
+        app.add_option("--configuration", options.configuration, "Start the application with TEXT")
+            ->type_name("TEXT")
+            ->needs(application);
+    auto *limit = app.add_option("--callback-limit", options.callback_limit,
+                                 "Tell when a callback of it takes longer than MS, by default 200")
+                      ->type_name("MS")
+                      ->check(CLI::Range(1, 3600000).description(""))
+                      ->needs(application);
+    return {application, configuration, limit};
+}
+
 } // namespace
 
 std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
@@ -115,8 +138,10 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
     auto *module = app.add_option("--module", options.module,
                                   "The module to load; by default the one beside the program")
                        ->type_name("PATH");
+    const std::vector<const CLI::Option *> applications = AddApplication(app, options.application);
     app.add_flag("--reset-report-all", options.session.reset_report_all,
-                 "Have the linkage rules reported at start");
+                 "Have the linkage rules reported at start")
+        ->excludes(app.get_option("--application"));
     auto *interval =
         app.add_option("--status-interval", options.status_interval, "Run a status pass every SECONDS")
             ->type_name("SECONDS")
@@ -134,8 +159,10 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
     replay->add_option("FILE", options.replay, "What --record wrote")->required();
     replay->add_flag("--update", options.replay_update,
                      "Write FILE anew with what comes out, instead of comparing; comments stay");
+    replay->fallthrough();
     for (CLI::Option *option : app.get_options()) {
-        if (option != module && option != app.get_help_ptr()) {
+        if (option != module && option != app.get_help_ptr() &&
+            std::find(applications.begin(), applications.end(), option) == applications.end()) {
             replay->excludes(option);
         }
     }

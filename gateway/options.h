@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "application.h"
 #include "mqtt.h"
 #include "recording.h"
 
@@ -20,6 +21,7 @@ struct Options {
     Session session;
     std::string script; ///< Empty: the standard input.
     std::string module = "libtqDevSDK_smart_control.so";
+    ApplicationOptions application;
     double status_interval = 0; ///< Seconds; 0: none.
     std::string record;         ///< Empty: nothing is recorded.
     std::optional<MqttOptions> mqtt;
