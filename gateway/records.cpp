@@ -432,23 +432,24 @@ void ReadPrivatePart(RecordReader &v, const PrivateKind *kind, ApplicationPrivat
 
 // ---- Reports of the device. ----
 
-void ReadInto(Report &report, std::size_t length) {
+/// Makes room for a report's record.
+template <typename Record>
+Record &Allocate(Report &report, std::size_t length = sizeof(Record)) {
     report.record.reset(AllocateItems<UINT8>(length));
     report.length = static_cast<UINT32>(length);
+    return *static_cast<Record *>(report.record.get());
 }
 
 template <typename Record>
 void ReadPlain(RecordReader &reader, Report &report) {
-    ReadInto(report, sizeof(Record));
-    Fields(reader, *static_cast<Record *>(report.record.get()));
+    Fields(reader, Allocate<Record>(report));
 }
 
 /// A record that ends in an array of at most `kMost`, `kOffset` bytes into it; both in one block.
 template <typename Record, typename Item, std::size_t kOffset, std::size_t kMost>
 void ReadTrailing(RecordReader &reader, const char *list, Report &report) {
     const std::size_t count = reader.Array(list, kMost).size();
-    ReadInto(report, std::max(sizeof(Record), kOffset + count * sizeof(Item)));
-    Fields(reader, *static_cast<Record *>(report.record.get()));
+    Fields(reader, Allocate<Record>(report, std::max(sizeof(Record), kOffset + count * sizeof(Item))));
 }
 
 void ReadUndoneActions(RecordReader &reader, Report &report) {
@@ -469,10 +470,8 @@ void ReadUndoneScene(RecordReader &reader, Report &report) {
 }
 
 void ReadDclog(RecordReader &reader, Report &report) {
-    using Record = tqDevSDK_SmartControl_DCLogParam_S;
-    ReadInto(report, sizeof(Record));
     report.dclog = true;
-    Record &record = *static_cast<Record *>(report.record.get());
+    auto &record = Allocate<tqDevSDK_SmartControl_DCLogParam_S>(report);
     reader.Field("acSystemName", record.acSystemName);
     LogFields(reader, record);
     ReadPrivatePart(reader, FindPrivate(FieldText(record.acSystemName)), record.unPrivPara.unLanLinkPriv);

@@ -11,13 +11,16 @@
  * Conventions, unless a comment says otherwise:
  *
  * - **Results.** 0 is success, -1 a local failure (null argument, bad record, no memory, send refused).
- *   Every failure leaves a line in the SDK log.
+ *   A failure leaves an error line in the SDK log, with three exceptions that leave none: a signal query
+ *   that is not JSON, a version-3 shadow that refuses its keys or their removal, a status item that the
+ *   service does not remove.
  * - **Text fields.** A `char[N]` field holds at most N - 1 characters and a terminating NUL. What the
  *   module writes is cut to that and always terminated; what it reads ends at the NUL or at the width
  *   of the field, whichever comes first. Encoding is UTF-8.
  * - **Records given to a function** are read during the call only and stay the caller's.
  * - **Records given to `recv_msg`** are lent: they, and all they point to, are released when the
- *   callback returns. Copy what you keep.
+ *   callback returns. Copy what you keep, and change nothing: a count that was changed does no harm, a
+ *   changed pointer of a rule's events or actions would be freed in place of the array.
  * - **Memory returned by `on_get_runtime_info`** (rule sets and rule texts) becomes the module's, which
  *   releases it with `free()`. Allocate it with `malloc`, `calloc` or `strdup`, never statically.
  * - **Arrays.** A count goes with each array; a null array pointer counts as no elements.
@@ -149,7 +152,9 @@ typedef struct {
      *         again), a rule value is not reported. The signal query ignores it. A rule text set
      *         before failing is still released by the value request, and is not by a status query.
      *
-     * When null, nothing is reported of the device's own state.
+     * When null, rule values are not reported, signal queries not answered and no setting ever counts as
+     * changed. An item that the SDK forces is reported all the same, with the value seen last: -1 for a
+     * number, mode 255 for day/night at load.
      */
     int (*on_get_runtime_info)(tqDevSDK_SmartControl_runtime_info *info);
 } tqDevSDK_SmartControl_callback;
@@ -609,7 +614,7 @@ int tqDevSDK_SmartControl_init(const tqDevSDK_SmartControl_init_info *info);
 
 /**
  * tqDevSDK_SmartControl_fini removes the registrations and forgets the callbacks; sequence numbers
- * start again at 0 with the next init. Without a preceding init it does nothing.
+ * start again at 0. Without a preceding init it does nothing.
  *
  * The SDK kernel keeps the command domain: commands that arrive after fini are refused, so the library
  * stays loaded.
@@ -624,7 +629,8 @@ int tqDevSDK_SmartControl_fini(void);
 
 /**
  * tqDevSDK_SmartControl_Msg2Server reports an event, a result, undone actions or the LAN center to the
- * platform. The message is handed to the SDK before the function returns; it is not retried.
+ * platform. The message is handed to the SDK before the function returns, whole or not at all; it is not
+ * retried.
  *
  * @param msg type and record; read during the call only.
  * @return 0 sent; -1 null argument, null record, unknown type, a record that cannot be sent, no memory,

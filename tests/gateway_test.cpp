@@ -72,7 +72,7 @@ TEST(Gateway, TimelineNamesCommands) {
     std::string timeline;
     for (const std::string &row : rows) { // to a domain that nobody has, so that nothing comes back
         lines += R"({"command":)" + row.substr(0, 5) + R"(,"domain":1})" + '\n';
-        timeline += "platform → module    " + row + std::string(row.size() < 30 ? 30 - row.size() : 0, ' ') + " domain=1\n" + std::string(21, ' ') +
+        timeline += "platform → module    " + row + std::string(30 - row.size(), ' ') + " domain=1\n" + std::string(21, ' ') +
                     "error: domain: 1 is not registered\n";
     }
     EXPECT_EQ(Joined(RunGateway("--text", lines).lines), timeline);
@@ -87,7 +87,7 @@ TEST(Gateway, ShowsWhatSuitsItsReader) {
     const std::string text = std::string(21, ' ') + "error: expected an object";
     EXPECT_EQ(RunProgram(run, "").lines.back(), json);
     EXPECT_EQ(RunProgram(run + " --text", "").lines.back(), text);
-    EXPECT_EQ(on_terminal(run), "\033[31m" + text + "\033[0m\r");
+    EXPECT_EQ(on_terminal("env -u NO_COLOR " + run), "\033[31m" + text + "\033[0m\r");
     EXPECT_EQ(on_terminal("NO_COLOR=1 " + run), text + '\r');
     EXPECT_EQ(on_terminal(run + " --json"), json + '\r');
 }

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "module_fixture.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
+#include <stdexcept>
 #include <tuple>
 #include <utility>
 
@@ -33,6 +35,14 @@ std::string Printed(const std::string &json) {
     EXPECT_NE(tree, nullptr) << "not JSON: " << json;
     const std::unique_ptr<char, void (*)(void *)> text(bscJSON_Print(tree.get()), free);
     return text != nullptr ? text.get() : "";
+}
+
+std::string Repeated(const std::string &element, int count) {
+    std::string text;
+    for (int i = 0; i < count; ++i) {
+        text += (i == 0 ? "" : ",") + element;
+    }
+    return text;
 }
 
 ModuleTest::ModuleTest() {
@@ -79,13 +89,23 @@ ModuleTest::Messages ModuleTest::TakeReceived() {
     return std::exchange(received_, {});
 }
 
-void ModuleTest::Command(int command, const std::optional<std::string> &body) {
-    ASSERT_TRUE(tqhost::DeliverCommand({kDomain, command, 7, body})) << "no extension is loaded";
+std::string ModuleTest::Command(int command, const std::optional<std::string> &body) {
+    testing::internal::CaptureStdout();
+    const bool delivered = tqhost::DeliverCommand({kDomain, command, 7, body});
+    const std::string printed = testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(delivered) << "no extension is loaded";
+    return printed;
 }
 
 ModuleTest::Outcome ModuleTest::AfterCommand(int command, const std::optional<std::string> &body) {
     Command(command, body);
     return {Take(), TakeLog()};
+}
+
+tqDevSDK_report_status_info ModuleTest::StatusItem(int key) {
+    const std::vector<tqDevSDK_report_status_info> items = tqhost::StatusItems();
+    const auto found = std::find_if(items.begin(), items.end(), [=](const auto &item) { return item.status_value == static_cast<UINT32>(key); });
+    return found != items.end() ? *found : throw std::out_of_range("no such status item");
 }
 
 int ModuleTest::Report(int type, const void *record) {

@@ -19,13 +19,27 @@
 
 using Lines = std::vector<std::string>;
 
+// Commands of the platform. An answer's id is its request's plus one.
+constexpr int kCapture = 20034, kVideo = 20036, kPicAndVideo = 20038, kSleep = 20040, kSignalQuery = 20058, kChimeAlarm = 20064, kSetKeyValue = 18829;
+
 /// A JSON text as the module prints it: parsed and printed formatted.
 std::string Printed(const std::string &json);
+
+/// The element so many times, separated by commas.
+std::string Repeated(const std::string &element, int count);
 
 template <std::size_t N>
 void Set(char (&field)[N], const std::string &text) {
     ASSERT_LT(text.size(), N);
     memcpy(field, text.c_str(), text.size() + 1);
+}
+
+/// Gives an enumeration field a number that its type does not know.
+template <typename Enumeration>
+void SetUnknown(Enumeration &field) {
+    constexpr int kUnknown = 16;
+    static_assert(sizeof field == sizeof kUnknown);
+    memcpy(&field, &kUnknown, sizeof field);
 }
 
 template <typename Record>
@@ -50,8 +64,8 @@ protected:
     /// ("R:…", "s:…", "rsp msg:…").
     Lines TakeLog();
 
-    /// The platform sends a command with sequence number 7.
-    void Command(int command, const std::optional<std::string> &body);
+    /// The platform sends a command with sequence number 7; returns what the module prints on the standard output.
+    std::string Command(int command, const std::optional<std::string> &body);
 
     /// What a command leaves: answers, then the log.
     struct Outcome {
@@ -66,6 +80,9 @@ protected:
 
     /// The application reports.
     int Report(int type, const void *record);
+
+    /// The registered status item of a TQDEVSDK_REPORT_STATUS_E.
+    static tqDevSDK_report_status_info StatusItem(int key);
 
     /// The messages to the application since the last take: type, and as many bytes of the record as the length
     /// says. AI rules are taken without bytes: their length is that of the text that the record points to.

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Reports of actions and scenes that the device could not carry out, so that the platform does.
+#include <utility>
+
 #include "SmartControl_command.h"
 #include "SmartControl_func_report.h"
 #include "SmartControl_func_report_send.h"
@@ -23,22 +25,19 @@ bool HasActions(const Record *acts) {
 
 // ---- Actions, version 2: domain and command ----
 
-bool HasTooManyValues(const UndoneAction &action) {
-    if (action.ucValueNum <= TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX) {
-        return false;
-    }
-    tqdev_debug(LOG_ERROR, "Action value num exceeds[%d > %d].\n", action.ucValueNum,
-                TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX);
-    return true;
-}
-
 bool IsReportable(const UndoneActions *acts) {
     if (!HasActions(acts)) {
         return false;
     }
-    const UndoneAction *end = acts->astUndoneActs + acts->usNum;
-    return std::none_of(acts->astUndoneActs, end, HasTooManyValues) ||
-           Fail("Failed to GenArray_UndoneActions.");
+    for (UINT16 i = 0; i < acts->usNum; ++i) {
+        const int values = acts->astUndoneActs[i].ucValueNum;
+        if (values > TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX) {
+            tqdev_debug(LOG_ERROR, "Action value num exceeds[%d > %d].\n", values,
+                        TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX);
+            return Fail("Failed to GenArray_UndoneActions.");
+        }
+    }
+    return true;
 }
 
 bool WriteAction(bscJSON *object, const UndoneAction &action, const UndoneActions &acts) {
@@ -109,20 +108,26 @@ void Protocol_GenOtapTopic(Topic &topic, const OtapBaseInfo &info) {
     topic.Add('/').Add(info.acDomain).Add('/').Add(info.acIdentifier);
 }
 
-// Moves the payload's "params", if it has any, into the report. A payload that the library cannot parse for
-// lack of memory counts as one without: the library does not say why it failed.
+// Adds the payload's "params", if it has any; false when there is no memory for it. A payload that the
+// library cannot parse for lack of memory counts as one without: it does not say why it failed.
 bool WritePayloadParams(bscJSON *element, const char *payload_text) {
     const JsonTree payload(bscJSON_Parse(payload_text));
     if (payload == nullptr) {
         tqdev_debug(LOG_DEBUG, "acPayload is NULL.\n");
         return true;
     }
-    JsonTree params(bscJSON_DetachItemFromObject(payload.get(), "params"));
+    bscJSON *params = bscJSON_GetObjectItem(payload.get(), "params");
     if (params == nullptr) {
         tqdev_debug(LOG_DEBUG, "params in acPayload is NULL.\n");
         return true;
     }
-    return AttachItem(element, "params", std::move(params)) != nullptr;
+    JsonTree copy(bscJSON_Duplicate(params, false));
+    if (copy == nullptr) {
+        return Fail("Failed to bscJSON_Duplicate.");
+    }
+    // What is below comes along: the payload is deleted anyway.
+    copy->child = std::exchange(params->child, nullptr);
+    return AttachItem(element, "params", std::move(copy)) != nullptr;
 }
 
 bool WriteOtapAction(bscJSON *actions, const OtapMsg &action) {
@@ -167,23 +172,22 @@ bool HasScenes(const UndoneScenes *scenes) {
     return scenes->uiNum != 0 || Fail("No undone actions to be reported.");
 }
 
-bool WriteSceneId(bscJSON *ids, UINT32 id) {
-    char text[16];
-    TextWriter(text).AddDecimal(static_cast<int32_t>(id));
-    if (AppendItem(ids, JsonTree(bscJSON_CreateString(text))) == nullptr) {
-        tqdev_debug(LOG_ERROR, "Failed to bscJSON_CreateString for [%d]\n", static_cast<int>(id));
-        return false;
-    }
-    return true;
-}
-
 bool WriteScenes(bscJSON *root, const UndoneScenes &scenes) {
     if (!WriteItem(root, "event", scenes.stSrcEvent.stBody.acPayload)) {
         return false;
     }
     bscJSON *ids = AttachArray(root, "ruleIds", kNoReportArray);
-    return ids != nullptr && std::all_of(scenes.uiSceneList, scenes.uiSceneList + scenes.uiNum,
-                                         [ids](UINT32 id) { return WriteSceneId(ids, id); });
+    if (ids == nullptr) {
+        return false;
+    }
+    for (UINT32 i = 0; i < scenes.uiNum; ++i) {
+        const auto id = static_cast<int32_t>(scenes.uiSceneList[i]);
+        if (AppendItem(ids, JsonTree(bscJSON_CreateString(DecimalText(id)))) == nullptr) {
+            tqdev_debug(LOG_ERROR, "Failed to bscJSON_CreateString for [%d]\n", static_cast<int>(id));
+            return false;
+        }
+    }
+    return true;
 }
 
 constexpr Report<ModelWay, UndoneScenes> kUndoneSceneReportV3{

@@ -53,8 +53,15 @@ bool WriteAnswer(bscJSON *root, const Entry *entries, int count) {
         return false;
     }
     bscJSON *array = AttachItem(root, "response", JsonTree(bscJSON_CreateArray()));
-    return array != nullptr && std::all_of(entries, entries + count,
-                                           [array](const Entry &entry) { return AppendEntry(array, entry); });
+    if (array == nullptr) {
+        return false;
+    }
+    for (int i = 0; i < count; ++i) {
+        if (!AppendEntry(array, entries[i])) {
+            return false;
+        }
+    }
+    return true;
 }
 
 int FailForMemory() {

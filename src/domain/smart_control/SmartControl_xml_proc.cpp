@@ -87,11 +87,9 @@ SetResult HandleMessage(int iRspCmd, bool is_request, UINT32 uiMsgSeq, const cha
 }
 
 int Answer(int iRspCmd, UINT32 uiMsgSeq, SetResult result) {
-    char digits[12];
-    TextWriter(digits).AddDecimal(result);
     CMarkupSTL rsp;
     StartDocument(rsp, "Response");
-    rsp.AddElem("Result", digits);
+    rsp.AddElem("Result", DecimalText(int32_t{result}));
     return SmartControl_send_msg_to_platform(rsp.GetDoc().c_str(), iRspCmd, kReplyVersion, 1, uiMsgSeq);
 }
 
@@ -104,7 +102,7 @@ int SmartControl_BusPlatform_XmlHandle_ReqAndRsp(int iRspCmd, UINT8 ucIsReq, UIN
     try {
         result = HandleMessage(iRspCmd, is_request, uiMsgSeq, acStrBuf);
     } catch (const std::bad_alloc &) {
-        Fail("No memory to read a setting request; nothing was set.");
+        Fail("No memory: a setting request is not answered, nothing was set.");
         return -1;
     }
     if (!is_request) {
@@ -116,8 +114,8 @@ int SmartControl_BusPlatform_XmlHandle_ReqAndRsp(int iRspCmd, UINT8 ucIsReq, UIN
         return Answer(iRspCmd, uiMsgSeq, result);
     } catch (const std::bad_alloc &) {
         const bool applied = result == kSetDone && iRspCmd == kCenPlt2PuSetKeyValueRsp;
-        Fail(applied ? "No memory to answer a setting request; the setting was applied."
-                     : "No memory to answer a setting request; nothing was set.");
+        Fail(applied ? "No memory: a setting was applied and is not answered."
+                     : "No memory: a setting request is not answered, nothing was set.");
         return -1;
     }
 }
