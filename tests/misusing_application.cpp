@@ -116,7 +116,7 @@ Rules *BadRules() {
         rule.usActions_Num = 0;
         rule.pstActions = reinterpret_cast<tqDevSDK_SmartControl_ConfigRule_Actions *>(rule.pstEvents);
     } else if (g_misuse == "counts too many") {
-        rules->pstUnit->usNum = 1000;
+        rule.usEvents_Num = 1000;
     }
     return rules;
 }
