@@ -7,6 +7,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "application.h"
 #include "line_source.h"
 #include "lines.h"
 #include "platform.h"
@@ -19,16 +20,6 @@ constexpr std::size_t kShownErrorBytes = 400;
 
 /// The hub behind the module's callbacks, which carry no context.
 Hub *g_hub = nullptr;
-
-/// No exception may pass through the module's frames: what does not fit into memory has failed.
-template <typename Function>
-int Guarded(Function function) noexcept {
-    try {
-        return function();
-    } catch (const std::exception &) {
-        return -1;
-    }
-}
 
 int ReceiveMessage(tqDevSDK_SmartControl_msg_to_dev *message) {
     return Guarded([&] { return g_hub->Receive(*message); });
@@ -51,14 +42,26 @@ Gateway::Gateway(const Module &module, Output &output, bool reset_report_all)
             return 0;
         });
     });
-    const tqDevSDK_SmartControl_init_info info = {{ReceiveMessage, GetRuntimeInfo}, reset_report_all ? 1 : 0};
-    if (const int result = module_.init(&info); result != 0) {
+    try {
+        Begin(reset_report_all);
+    } catch (const std::exception &) {
         Finish();
-        throw std::runtime_error("the module could not be initialised: " + std::to_string(result));
+        throw;
     }
     tqhost::StartExtensions();
     tqhost::ShadowReportOwed();
     output_.ShowPrinted();
+}
+
+void Gateway::Begin(bool reset_report_all) {
+    if (module_.application != nullptr) {
+        module_.application->Start(module_, output_);
+        return;
+    }
+    const tqDevSDK_SmartControl_init_info info = {{ReceiveMessage, GetRuntimeInfo}, reset_report_all ? 1 : 0};
+    if (const int result = module_.init(&info); result != 0) {
+        throw std::runtime_error("the module could not be initialised: " + std::to_string(result));
+    }
 }
 
 Gateway::~Gateway() {
@@ -67,7 +70,11 @@ Gateway::~Gateway() {
 }
 
 void Gateway::Finish() noexcept {
-    module_.fini();
+    if (module_.application != nullptr) {
+        module_.application->Stop();
+    } else {
+        module_.fini();
+    }
     Guarded([&] {
         output_.ShowPrinted();
         return 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-/// @file gateway.h  One gateway: the module between a platform and a virtual hub, driven by lines.
+/// @file gateway.h  One gateway: the module between a platform and a device application, driven by lines.
 #ifndef TQGATEWAY_GATEWAY_H
 #define TQGATEWAY_GATEWAY_H
 
@@ -24,8 +24,8 @@ struct Parts {
 /// one gateway at a time.
 class Gateway {
 public:
-    /// Initialises the module and starts its extension. Throws std::runtime_error with the module's result
-    /// when it cannot be initialised.
+    /// Has the module initialised, by its application or for the virtual hub, and starts its extension.
+    /// Throws std::runtime_error with the result when that fails.
     Gateway(const Module &module, Output &output, bool reset_report_all);
 
     /// Stops the extension and the module.
@@ -52,6 +52,7 @@ public:
     void StatusPass();
 
 private:
+    void Begin(bool reset_report_all);
     void Finish() noexcept;
     void TakeJson(const Json &line);
     void ShowError(const std::string &reason);

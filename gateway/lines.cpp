@@ -256,7 +256,15 @@ std::optional<int> Link(const Parts &parts, ObjectReader &line) {
 
 // ---- The device. ----
 
+/// Refuses a line that acts for the virtual hub where there is none.
+void NeedVirtualHub(const Parts &parts, const char *key) {
+    if (parts.module.application != nullptr) {
+        throw LineError(std::string(key) + ": there is no virtual hub, --application has taken its place");
+    }
+}
+
 std::optional<int> HubChange(const Parts &parts, ObjectReader &line) {
+    NeedVirtualHub(parts, "hub");
     const Json &changes = line.Get("hub");
     line.Done();
     parts.hub.Change(changes);
@@ -264,6 +272,7 @@ std::optional<int> HubChange(const Parts &parts, ObjectReader &line) {
 }
 
 std::optional<int> SendReport(const Parts &parts, ObjectReader &line) {
+    NeedVirtualHub(parts, "report");
     const Report report = ReadReport(line);
     if (report.dclog) {
         const tqDevSDK_SmartControl_DclogMsg_S message = {report.type, report.record.get(), report.length};

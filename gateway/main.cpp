@@ -99,9 +99,10 @@ int Run(const Options &options) {
     Output output(captured, {shown.get(), recorder.get(), link.get(), scripted ? &causes : nullptr});
 
     int code = EXIT_SUCCESS;
+    Application application(options.application);
     {
         PrepareHost(options.session);
-        Gateway gateway(LoadModule(options.module), output, options.session.reset_report_all);
+        Gateway gateway(LoadWith(options.module, application), output, options.session.reset_report_all);
         const StatusThread status(gateway, options.status_interval);
         if (record) {
             record->Keep();
@@ -127,6 +128,11 @@ int Run(const Options &options) {
         }
     }
 
+    if (const std::size_t misuses = application.Misuses(); misuses > 0) {
+        Say(options.application.path + ": did something wrong, " + std::to_string(misuses) +
+            (misuses == 1 ? " time" : " times"));
+        code = kExitFailed;
+    }
     if (link && !link->Close()) { // with all that the gateway's end caused
         code = std::max(code, kExitFailed);
     }
@@ -137,7 +143,8 @@ int Run(const Options &options) {
 }
 
 int RunReplay(const Options &options) {
-    const Module module = LoadModule(options.module);
+    Application application(options.application);
+    const Module module = LoadWith(options.module, application);
     if (options.replay_update) {
         RecordAnew(options.replay, module, options.replay_paced);
         return EXIT_SUCCESS;

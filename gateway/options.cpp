@@ -35,10 +35,13 @@ constexpr const char *kFooter = R"(Examples:
   Scenarios, as docs/messages.md shows them:
     tq_gateway test gateway/scenarios/*.scenario.jsonl --junit report.xml
 
+  Your own device application, a shared library, in the place of the virtual hub:
+    tq_gateway --application ./libcamera.so --configuration 'lens=2' --text
+
 Exit codes:
   0  ended: by the end of the input, SIGINT, SIGTERM or the reader of the output; a replay without difference
-  1  failed: the module cannot be loaded, output cannot be written, the broker was never reached, a replay differs,
-     a scenario fails
+  1  failed: the module or the application cannot be loaded or started, or the application did something
+     wrong; output cannot be written; the broker was never reached; a replay differs; a scenario fails
   2  wrong options, or a file that cannot be read
   3  a line of the script was refused, or what the script expects did not come
 
@@ -161,6 +164,23 @@ void AllowOnly(CLI::App &app, CLI::App &subcommand, const std::vector<std::strin
     }
 }
 
+/// The application's options, which all commands take.
+void AddApplication(CLI::App &app, ApplicationOptions &options) {
+    auto *application =
+        app.add_option(
+               "--application", options.path,
+               "Load the device application in the shared library PATH, in the place of the virtual hub")
+            ->type_name("PATH");
+    app.add_option("--configuration", options.configuration, "Start the application with TEXT")
+        ->type_name("TEXT")
+        ->needs(application);
+    app.add_option("--callback-limit", options.callback_limit,
+                   "Tell when a callback of it takes longer than MS, by default 200")
+        ->type_name("MS")
+        ->check(CLI::Range(1, 3600000).description(""))
+        ->needs(application);
+}
+
 } // namespace
 
 std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
@@ -185,8 +205,10 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
         ->type_name("FILE");
     app.add_option("--module", options.module, "The module to load; by default the one beside the program")
         ->type_name("PATH");
+    AddApplication(app, options.application);
     app.add_flag("--reset-report-all", options.session.reset_report_all,
-                 "Have the linkage rules reported at start");
+                 "Have the linkage rules reported at start")
+        ->excludes(app.get_option("--application"));
     auto *interval =
         app.add_option("--status-interval", options.status_interval, "Run a status pass every SECONDS")
             ->type_name("SECONDS")
@@ -214,14 +236,16 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
     replay->add_flag("--paced", options.replay_paced, "Keep the distances in time between the inputs");
     replay->add_flag("--update", options.replay_update,
                      "Write FILE anew with what comes out, instead of comparing; comments stay");
-    AllowOnly(app, *replay, {"--module"});
+    AllowOnly(app, *replay, {"--module", "--application", "--configuration", "--callback-limit"});
 
     auto *test = app.add_subcommand("test", "Run scenarios: scripts that say what they expect");
     test->add_option("FILE", options.scenarios, "Scripts, each of which is played from a fresh start")
         ->required();
     test->add_option("--junit", options.junit, "Write a report to FILE, as build servers read it")
         ->type_name("FILE");
-    AllowOnly(app, *test, {"--module", "--log", "--reset-report-all", "--status-interval"});
+    AllowOnly(app, *test,
+              {"--module", "--log", "--reset-report-all", "--status-interval", "--application",
+               "--configuration", "--callback-limit"});
 
     try {
         app.parse(argc, argv);

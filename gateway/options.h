@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "application.h"
 #include "mqtt.h"
 #include "recording.h"
 
@@ -23,6 +24,7 @@ struct Options {
     Session session;
     std::string script; ///< Empty: the standard input.
     std::string module = "libtqDevSDK_smart_control.so";
+    ApplicationOptions application;
     double status_interval = 0; ///< Seconds; 0: none.
     std::string record;         ///< Empty: nothing is recorded.
     std::optional<bool> time;   ///< Lines carry times; unset: those of a timeline and of a recording.

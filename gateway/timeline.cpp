@@ -152,6 +152,8 @@ public:
         } else if (line.contains("log")) {
             Write(kDim,
                   Row("log " + AsText(line["log"]), Clipped(Printable(AsText(line["text"])), kShownBytes)));
+        } else if (line.contains("misuse")) {
+            Write(kRed, Row("misuse " + AsText(line["misuse"]), Printable(AsText(line["text"]))));
         } else if (line.contains("error")) {
             Write(kRed, Row("", "error: " + Printable(AsText(line["error"]))));
         } else if (line["result"].is_null()) {
