@@ -13,9 +13,19 @@
 
 namespace tqgateway {
 
+/// The settings of a session that change what comes out.
+struct Session {
+    int log = 0; ///< LOG_DEBUG_LEVEL
+    bool reset_report_all = false;
+    std::string serial;            ///< Of the device; empty: the host's own.
+    bool explain_refusals = false; ///< Check linkage rules that are refused.
+};
+
 /// What a line's handler works on.
 struct Parts {
+    const Session &session;
     const Module &module;
+    Output &output;
     Hub &hub;
     const SetLinkFaults &set_link_faults;
 };
@@ -24,9 +34,9 @@ struct Parts {
 /// one gateway at a time.
 class Gateway {
 public:
-    /// Initialises the module and starts its extension. Throws std::runtime_error with the module's result
+    /// Prepares the host for the session, initialises the module and starts its extension. Throws std::runtime_error with the module's result
     /// when it cannot be initialised.
-    Gateway(const Module &module, Output &output, bool reset_report_all);
+    Gateway(const Module &module, Output &output, const Session &session);
 
     /// Stops the extension and the module.
     ~Gateway();
@@ -54,11 +64,12 @@ private:
     void Finish() noexcept;
     void ShowError(const std::string &reason);
 
+    Session session_;
     Module module_;
     Output &output_;
     Hub hub_;
     SetLinkFaults set_link_faults_ = [](const LinkFaults &) {};
-    const Parts parts_{module_, hub_, set_link_faults_};
+    const Parts parts_{session_, module_, output_, hub_, set_link_faults_};
 };
 
 } // namespace tqgateway

@@ -69,8 +69,7 @@ int Run(const Options &options) {
 
     int code = EXIT_SUCCESS;
     {
-        PrepareHost(options.session);
-        Gateway gateway(LoadModule(options.module), output, options.session.reset_report_all);
+        Gateway gateway(LoadModule(options.module), output, options.session);
         const StatusThread status(gateway, options.status_interval);
         try {
             if (link) {
@@ -116,6 +115,10 @@ int main(int argc, char **argv) {
         Options options;
         if (const std::optional<int> code = ReadOptions(argc, argv, options)) {
             return *code;
+        }
+        if (!options.check.files.empty()) {
+            options.check.module = options.module;
+            return RunCheck(options.check);
         }
         return options.replay.empty() ? Run(options) : RunReplay(options);
     } catch (const std::invalid_argument &error) {

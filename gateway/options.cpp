@@ -33,10 +33,16 @@ constexpr const char *kFooter = R"(Examples:
     tq_gateway replay gateway/scenarios/tour.recorded.jsonl
     tq_gateway replay --update gateway/scenarios/tour.recorded.jsonl
 
+  What is wrong with linkage rules, before a device gets them:
+    tq_gateway check rules.json
+    tq_gateway check --linkage linkage.json --devices devices.json --json rules.json
+
 Exit codes:
   0  ended: by the end of the input, SIGINT, SIGTERM or the reader of the output; a replay without difference
   1  failed: the module cannot be loaded, output cannot be written, the broker was never reached, a replay differs
   2  wrong options, or a file that cannot be read
+A check ends with 0 when it finds nothing above a note, 1 when it does, 2 when it cannot be carried out, and 3 when the
+module makes something else of a value than the check says.
 
 SIGINT (Ctrl-C) and SIGTERM stop the module first, then the program.)";
 
@@ -145,6 +151,24 @@ void AddMqtt(CLI::App &app, CLI::Option *serial, MqttOptions &mqtt) {
         ->needs(broker);
 }
 
+CLI::App *AddCheck(CLI::App &app, CheckOptions &check) {
+    CLI::App *command = app.add_subcommand("check", "Say everything that is wrong with linkage rules");
+    command
+        ->add_option("FILE", check.files,
+                     "A rule value, or lines or a recording that have some; - is the standard input")
+        ->required();
+    command->add_flag("--json", check.json, "Show findings as JSON Lines");
+    command
+        ->add_option("--linkage", check.linkage,
+                     "What the fields of rules mean: the configuration of the linkage")
+        ->type_name("FILE");
+    command->add_option("--devices", check.devices, "The serials that there are, as a JSON array")
+        ->type_name("FILE");
+    command->add_option("--effects", check.effects, "Which action makes which event happen, as a JSON array")
+        ->type_name("FILE");
+    return command;
+}
+
 } // namespace
 
 std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
@@ -172,6 +196,8 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
                        ->type_name("PATH");
     app.add_flag("--reset-report-all", options.session.reset_report_all,
                  "Have the linkage rules reported at start");
+    app.add_flag("--explain-refusals", options.session.explain_refusals,
+                 "Say what is wrong with linkage rules that are refused");
     auto *interval =
         app.add_option("--status-interval", options.status_interval, "Run a status pass every SECONDS")
             ->type_name("SECONDS")
@@ -193,9 +219,11 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
     replay->add_option("FILE", options.replay, "What --record wrote")->required();
     replay->add_flag("--update", options.replay_update,
                      "Write FILE anew with what comes out, instead of comparing; comments stay");
+    CLI::App *check = AddCheck(app, options.check);
     for (CLI::Option *option : app.get_options()) {
         if (option != module && option != app.get_help_ptr()) {
             replay->excludes(option);
+            check->excludes(option);
         }
     }
 

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "check_command.h"
 #include "mqtt.h"
 #include "recording.h"
 
@@ -26,6 +27,7 @@ struct Options {
     std::optional<MqttOptions> mqtt;
     std::string replay;         ///< Empty: an ordinary run.
     bool replay_update = false; ///< Record anew instead of comparing.
+    CheckOptions check;
 };
 
 /// Nothing when the program is to go on, else its exit code.

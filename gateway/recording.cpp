@@ -16,7 +16,6 @@
 
 #include "gateway.h"
 #include "tqdev_debug.h"
-#include "tqdev_host.h"
 
 namespace tqgateway {
 namespace {
@@ -46,6 +45,9 @@ public:
         Json settings{{"log", session.log}, {"reset_report_all", session.reset_report_all}};
         if (!session.serial.empty()) {
             settings["serial"] = session.serial;
+        }
+        if (session.explain_refusals) {
+            settings["explain_refusals"] = true;
         }
         Write(Dump({{"session", std::move(settings)}}));
     }
@@ -129,11 +131,10 @@ Session ReadSession(ObjectReader &line) {
     Session session;
     ObjectReader reader(line.Get("session"), "session");
     session.log = static_cast<int>(ReadWhole(reader.Get("log"), reader.Path("log"), LOG_NON, LOG_INFO));
-    const Json &reset = reader.Get("reset_report_all");
-    if (!reset.is_boolean()) {
-        throw LineError(reader.Path("reset_report_all") + ": expected true or false");
+    session.reset_report_all = ReadBool(reader.Get("reset_report_all"), reader.Path("reset_report_all"));
+    if (const Json *explain = reader.Find("explain_refusals")) {
+        session.explain_refusals = ReadBool(*explain, reader.Path("explain_refusals"));
     }
-    session.reset_report_all = reset.get<bool>();
     reader.Text("serial", SIZE_MAX, session.serial);
     reader.Done();
     line.Done();
@@ -313,9 +314,8 @@ template <typename After>
 void Play(const Recording &recording, const Module &module, Sink &sink, After after) {
     StdoutCapture captured;
     Output output(captured, {&sink});
-    PrepareHost(recording.session);
     std::optional<Gateway> gateway;
-    gateway.emplace(module, output, recording.session.reset_report_all);
+    gateway.emplace(module, output, recording.session);
     const auto show = [&](const std::vector<std::string> &comments) {
         for (const std::string &comment : comments) {
             gateway->Take(comment);
@@ -339,13 +339,6 @@ void Play(const Recording &recording, const Module &module, Sink &sink, After af
 }
 
 } // namespace
-
-void PrepareHost(const Session &session) {
-    tqhost::SetLogLevel(session.log);
-    if (!session.serial.empty()) {
-        tqhost::SetDeviceInfo("dev_subserial", session.serial);
-    }
-}
 
 std::unique_ptr<Sink> MakeRecorder(LineWriter &writer, const Session &session) {
     auto recorder = std::make_unique<FileRecorder>(writer);
