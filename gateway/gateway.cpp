@@ -31,8 +31,12 @@ int GetRuntimeInfo(tqDevSDK_SmartControl_runtime_info *info) {
 
 } // namespace
 
-Gateway::Gateway(const Module &module, Output &output, bool reset_report_all)
-    : module_(module), output_(output), hub_(output) {
+Gateway::Gateway(const Module &module, Output &output, const Session &session)
+    : session_(session), module_(module), output_(output), hub_(output) {
+    tqhost::SetLogLevel(session.log);
+    if (!session.serial.empty()) {
+        tqhost::SetDeviceInfo("dev_subserial", session.serial);
+    }
     g_hub = &hub_;
     tqhost::Observe([this](const tqhost::Observation &observation) {
         Guarded([&] {
@@ -43,7 +47,7 @@ Gateway::Gateway(const Module &module, Output &output, bool reset_report_all)
         });
     });
     try {
-        Begin(reset_report_all);
+        Begin();
     } catch (const std::exception &) {
         Finish();
         throw;
@@ -53,12 +57,13 @@ Gateway::Gateway(const Module &module, Output &output, bool reset_report_all)
     output_.ShowPrinted();
 }
 
-void Gateway::Begin(bool reset_report_all) {
+void Gateway::Begin() {
     if (module_.application != nullptr) {
         module_.application->Start(module_, output_);
         return;
     }
-    const tqDevSDK_SmartControl_init_info info = {{ReceiveMessage, GetRuntimeInfo}, reset_report_all ? 1 : 0};
+    const tqDevSDK_SmartControl_init_info info = {{ReceiveMessage, GetRuntimeInfo},
+                                                  session_.reset_report_all ? 1 : 0};
     if (const int result = module_.init(&info); result != 0) {
         throw std::runtime_error("the module could not be initialised: " + std::to_string(result));
     }

@@ -13,9 +13,19 @@
 
 namespace tqgateway {
 
+/// The settings of a session that change what comes out.
+struct Session {
+    int log = 0; ///< LOG_DEBUG_LEVEL
+    bool reset_report_all = false;
+    std::string serial;            ///< Of the device; empty: the host's own.
+    bool explain_refusals = false; ///< Check linkage rules that are refused.
+};
+
 /// What a line's handler works on.
 struct Parts {
+    const Session &session;
     const Module &module;
+    Output &output;
     Hub &hub;
     const SetLinkFaults &set_link_faults;
 };
@@ -24,9 +34,9 @@ struct Parts {
 /// one gateway at a time.
 class Gateway {
 public:
-    /// Has the module initialised, by its application or for the virtual hub, and starts its extension.
-    /// Throws std::runtime_error with the result when that fails.
-    Gateway(const Module &module, Output &output, bool reset_report_all);
+    /// Prepares the host for the session, has the module initialised, by its application or for the virtual
+    /// hub, and starts its extension. Throws std::runtime_error with the result when that fails.
+    Gateway(const Module &module, Output &output, const Session &session);
 
     /// Stops the extension and the module.
     ~Gateway();
@@ -52,16 +62,17 @@ public:
     void StatusPass();
 
 private:
-    void Begin(bool reset_report_all);
+    void Begin();
     void Finish() noexcept;
     void TakeJson(const Json &line);
     void ShowError(const std::string &reason);
 
+    Session session_;
     Module module_;
     Output &output_;
     Hub hub_;
     SetLinkFaults set_link_faults_ = [](const LinkFaults &) {};
-    const Parts parts_{module_, hub_, set_link_faults_};
+    const Parts parts_{session_, module_, output_, hub_, set_link_faults_};
 };
 
 } // namespace tqgateway

@@ -6,6 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "check_command.h"
 #include "gateway.h"
 #include "names.h"
 #include "records.h"
@@ -127,11 +128,19 @@ std::optional<int> ModelReply(const Parts &, ObjectReader &line) {
     return Registered(tqhost::DeliverModelReply(message), "model_reply", "domain " + message.domain);
 }
 
-std::optional<int> Shadow(const Parts &, ObjectReader &line) {
+std::optional<int> Shadow(const Parts &parts, ObjectReader &line) {
     const std::string key = line.Text("shadow", SIZE_MAX);
     const std::string value = AsText(line.Get("value"));
     line.Done();
-    return Registered(tqhost::ShadowDesire(key, value), "shadow", key);
+    const int result = Registered(tqhost::ShadowDesire(key, value), "shadow", key);
+    if (result != 0 && parts.session.explain_refusals && key == kRulesKey) {
+        Json findings = Json::array();
+        for (const Finding &finding : CheckRules(value)) {
+            findings.push_back(ToJson(finding));
+        }
+        parts.output.Show({{"check", findings}});
+    }
+    return result;
 }
 
 std::optional<int> ShadowGet(const Parts &, ObjectReader &line) {

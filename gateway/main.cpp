@@ -101,8 +101,7 @@ int Run(const Options &options) {
     int code = EXIT_SUCCESS;
     Application application(options.application);
     {
-        PrepareHost(options.session);
-        Gateway gateway(LoadWith(options.module, application), output, options.session.reset_report_all);
+        Gateway gateway(LoadWith(options.module, application), output, options.session);
         const StatusThread status(gateway, options.status_interval);
         if (record) {
             record->Keep();
@@ -168,6 +167,10 @@ int main(int argc, char **argv) {
         }
         if (!options.scenarios.empty()) {
             return RunScenarios(options);
+        }
+        if (!options.check.files.empty()) {
+            options.check.module = options.module;
+            return RunCheck(options.check);
         }
         return options.replay.empty() ? Run(options) : RunReplay(options);
     } catch (const std::invalid_argument &error) {

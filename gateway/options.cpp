@@ -38,12 +38,18 @@ constexpr const char *kFooter = R"(Examples:
   Your own device application, a shared library, in the place of the virtual hub:
     tq_gateway --application ./libcamera.so --configuration 'lens=2' --text
 
+  What is wrong with linkage rules, before a device gets them:
+    tq_gateway check rules.json
+    tq_gateway check --linkage linkage.json --devices devices.json --json rules.json
+
 Exit codes:
   0  ended: by the end of the input, SIGINT, SIGTERM or the reader of the output; a replay without difference
   1  failed: the module or the application cannot be loaded or started, or the application did something
      wrong; output cannot be written; the broker was never reached; a replay differs; a scenario fails
   2  wrong options, or a file that cannot be read
   3  a line of the script was refused, or what the script expects did not come
+A check ends with 0 when it finds nothing above a note, 1 when it does, 2 when it cannot be carried out, and 3 when the
+module makes something else of a value than the check says.
 
 SIGINT (Ctrl-C) and SIGTERM stop the module first, then the program.)";
 
@@ -181,6 +187,24 @@ void AddApplication(CLI::App &app, ApplicationOptions &options) {
         ->needs(application);
 }
 
+CLI::App *AddCheck(CLI::App &app, CheckOptions &check) {
+    CLI::App *command = app.add_subcommand("check", "Say everything that is wrong with linkage rules");
+    command
+        ->add_option("FILE", check.files,
+                     "A rule value, or lines or a recording that have some; - is the standard input")
+        ->required();
+    command->add_flag("--json", check.json, "Show findings as JSON Lines");
+    command
+        ->add_option("--linkage", check.linkage,
+                     "What the fields of rules mean: the configuration of the linkage")
+        ->type_name("FILE");
+    command->add_option("--devices", check.devices, "The serials that there are, as a JSON array")
+        ->type_name("FILE");
+    command->add_option("--effects", check.effects, "Which action makes which event happen, as a JSON array")
+        ->type_name("FILE");
+    return command;
+}
+
 } // namespace
 
 std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
@@ -209,6 +233,8 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
     app.add_flag("--reset-report-all", options.session.reset_report_all,
                  "Have the linkage rules reported at start")
         ->excludes(app.get_option("--application"));
+    app.add_flag("--explain-refusals", options.session.explain_refusals,
+                 "Say what is wrong with linkage rules that are refused");
     auto *interval =
         app.add_option("--status-interval", options.status_interval, "Run a status pass every SECONDS")
             ->type_name("SECONDS")
@@ -244,8 +270,9 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
     test->add_option("--junit", options.junit, "Write a report to FILE, as build servers read it")
         ->type_name("FILE");
     AllowOnly(app, *test,
-              {"--module", "--log", "--reset-report-all", "--status-interval", "--application",
-               "--configuration", "--callback-limit"});
+              {"--module", "--log", "--reset-report-all", "--explain-refusals", "--status-interval",
+               "--application", "--configuration", "--callback-limit"});
+    AllowOnly(app, *AddCheck(app, options.check), {"--module"});
 
     try {
         app.parse(argc, argv);

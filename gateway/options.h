@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "application.h"
+#include "check_command.h"
 #include "mqtt.h"
 #include "recording.h"
 
@@ -34,6 +35,7 @@ struct Options {
     bool replay_paced = false;          ///< Keep the recording's distances in time.
     std::vector<std::string> scenarios; ///< Empty: none are run.
     std::string junit;                  ///< Empty: no report on them.
+    CheckOptions check;
 };
 
 /// Nothing when the program is to go on, else its exit code.

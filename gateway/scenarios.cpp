@@ -52,9 +52,8 @@ void PlayScenario(const Options &options, const std::string &file, const Script:
     StdoutCapture captured;
     Causes causes;
     Output output(captured, {&causes});
-    PrepareHost(options.session);
     Application application(options.application);
-    Gateway gateway(LoadWith(options.module, application), output, options.session.reset_report_all);
+    Gateway gateway(LoadWith(options.module, application), output, options.session);
     const StatusThread status(gateway, options.status_interval);
     Script script(gateway, causes, stop.Get(), "", failed);
     script.Play(std::move(fd), file);

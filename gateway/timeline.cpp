@@ -156,6 +156,13 @@ public:
             Write(kRed, Row("misuse " + AsText(line["misuse"]), Printable(AsText(line["text"]))));
         } else if (line.contains("error")) {
             Write(kRed, Row("", "error: " + Printable(AsText(line["error"]))));
+        } else if (line.contains("check")) {
+            for (const Json &finding : line["check"]) {
+                Write(kRed, Row("", "check: " + Clipped(Printable(AsText(finding["class"]) + ' ' +
+                                                                  AsText(finding["pointer"]) + ": " +
+                                                                  AsText(finding["text"])),
+                                                        kShownBytes)));
+            }
         } else if (line["result"].is_null()) {
             Write(kDim, Row("", "done"));
         } else {
