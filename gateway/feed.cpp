@@ -3,6 +3,7 @@
 #include "feed.h"
 
 #include <cerrno>
+#include <iterator>
 #include <system_error>
 
 #include <poll.h>
@@ -35,7 +36,7 @@ void Take(const Arrival &arrival, Gateway &gateway) {
 } // namespace
 
 void FeedLines(int fd, int stop_fd, Gateway &gateway) {
-    LineSource source(fd, stop_fd);
+    LineSource source(fd, stop_fd, gateway.DueFd());
     std::string line;
     for (;;) {
         switch (source.Next(line)) {
@@ -44,6 +45,9 @@ void FeedLines(int fd, int stop_fd, Gateway &gateway) {
             break;
         case LineSource::Got::too_long:
             gateway.Refuse("a line longer than 64 MiB");
+            break;
+        case LineSource::Got::due:
+            gateway.CarryOutDue();
             break;
         case LineSource::Got::end:
             return;
@@ -55,10 +59,14 @@ void FeedLines(int fd, int stop_fd, Gateway &gateway) {
 
 void FeedArrivals(MqttLink &link, int stop_fd, Gateway &gateway) {
     link.Connect();
-    pollfd waiting[] = {{link.WakeFd(), POLLIN, 0}, {stop_fd, POLLIN, 0}};
+    pollfd waiting[] = {{link.WakeFd(), POLLIN, 0}, {stop_fd, POLLIN, 0}, {gateway.DueFd(), POLLIN, 0}};
     for (bool more = false;;) {
-        if (poll(waiting, 2, more ? 0 : -1) >= 0 && waiting[1].revents != 0) {
+        const bool polled = poll(waiting, std::size(waiting), more ? 0 : -1) >= 0;
+        if (polled && waiting[1].revents != 0) {
             return;
+        }
+        if (polled && waiting[2].revents != 0) {
+            gateway.CarryOutDue();
         }
         if (!more) {
             eventfd_t count = 0;

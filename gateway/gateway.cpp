@@ -40,7 +40,7 @@ int GetRuntimeInfo(tqDevSDK_SmartControl_runtime_info *info) {
 } // namespace
 
 Gateway::Gateway(const Module &module, Output &output, bool reset_report_all)
-    : module_(module), output_(output), hub_(output) {
+    : module_(module), output_(output), rules_(module, output), hub_(output, rules_) {
     g_hub = &hub_;
     tqhost::Observe([this](const tqhost::Observation &observation) {
         Guarded([&] {
@@ -113,6 +113,11 @@ void Gateway::Refuse(const std::string &reason) {
 void Gateway::ShowError(const std::string &reason) {
     output_.Show(
         {{"error", reason.size() <= kShownErrorBytes ? reason : reason.substr(0, kShownErrorBytes) + "…"}});
+}
+
+void Gateway::CarryOutDue() {
+    rules_.CarryOutDue();
+    output_.ShowPrinted();
 }
 
 void Gateway::StatusPass() {

@@ -8,6 +8,7 @@
 #include "hub.h"
 #include "module.h"
 #include "output.h"
+#include "rule_engine.h"
 
 namespace tqgateway {
 
@@ -15,6 +16,7 @@ namespace tqgateway {
 struct Parts {
     const Module &module;
     Hub &hub;
+    RuleEngine &rules;
 };
 
 /// Lines, from whatever they come, go in one by one; everything goes out through `output`. There can be
@@ -41,6 +43,10 @@ public:
     /// Closes a line that could not be taken.
     void Refuse(const std::string &reason);
 
+    /// Readable when something is due by the machine's time, which CarryOutDue is to be called for.
+    int DueFd() const { return rules_.DueFd(); }
+    void CarryOutDue();
+
     /// One pass of the status-report service, on any thread.
     void StatusPass();
 
@@ -50,8 +56,9 @@ private:
 
     Module module_;
     Output &output_;
+    RuleEngine rules_;
     Hub hub_;
-    const Parts parts_{module_, hub_};
+    const Parts parts_{module_, hub_, rules_};
 };
 
 } // namespace tqgateway

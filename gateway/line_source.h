@@ -10,24 +10,27 @@ namespace tqgateway {
 /// Reads lines without their newline. A last line without one counts.
 class LineSource {
 public:
-    enum class Got { line, too_long, end, error };
+    enum class Got { line, too_long, due, end, error };
 
     static constexpr std::size_t kLongest = std::size_t{64} << 20;
 
     /// `stop_fd` becomes readable when reading is to end, even in the middle of a line.
-    LineSource(int fd, int stop_fd) : fd_(fd), stop_fd_(stop_fd) {}
+    /// `due_fd` while the caller has something else to do, which ends no line.
+    LineSource(int fd, int stop_fd, int due_fd) : fd_(fd), stop_fd_(stop_fd), due_fd_(due_fd) {}
 
     /// Waits for the next line. A line longer than kLongest is skipped whole; `error` leaves errno.
     Got Next(std::string &line);
 
 private:
-    enum class Filled { some, end, error };
+    enum class Filled { some, due, end, error };
     Filled Fill();
 
     int fd_;
     int stop_fd_;
+    int due_fd_;
     std::string buffer_;
     std::size_t begin_ = 0; ///< Of what is not given out yet.
+    bool too_long_ = false; ///< The present line is, and is skipped.
 };
 
 } // namespace tqgateway

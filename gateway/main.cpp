@@ -11,7 +11,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <nlohmann/json.hpp>
+
 #include "feed.h"
+#include "linkage_config.h"
 #include "options.h"
 #include "process.h"
 #include "status_thread.h"
@@ -53,6 +56,7 @@ int Conclude(const LineWriter &writer, const std::string &name) {
 }
 
 int Run(const Options &options) {
+    const Json linkage = options.linkage.empty() ? Json() : ReadLinkageFile(options.linkage);
     const FileDescriptor script = OpenNamed(options.script, O_RDONLY);
     const FileDescriptor record = OpenNamed(options.record, O_WRONLY | O_CREAT | O_TRUNC);
     const auto link = options.mqtt ? MakeMqttLink(*options.mqtt) : nullptr;
@@ -69,6 +73,9 @@ int Run(const Options &options) {
     {
         tqhost::SetLogLevel(options.session.log);
         Gateway gateway(LoadModule(options.module), output, options.session.reset_report_all);
+        if (!linkage.is_null()) {
+            gateway.TakeEvent({{"linkage", linkage}});
+        }
         const StatusThread status(gateway, options.status_interval);
         try {
             if (link) {
@@ -113,6 +120,9 @@ int main(int argc, char **argv) {
         Options options;
         if (const std::optional<int> code = ReadOptions(argc, argv, options)) {
             return *code;
+        }
+        if (!options.explain.file.empty()) {
+            return Explain(options.explain, LoadModule(options.module));
         }
         return options.replay.empty() ? Run(options) : RunReplay(options);
     } catch (const std::invalid_argument &error) {

@@ -33,6 +33,11 @@ constexpr const char *kFooter = R"(Examples:
     tq_gateway replay gateway/scenarios/tour.recorded.jsonl
     tq_gateway replay --update gateway/scenarios/tour.recorded.jsonl
 
+  Rules that the hub carries out, and what an event would do to each of them:
+    tq_gateway --text --script gateway/scenarios/evening.jsonl
+    tq_gateway explain rules.json --at 2026-11-21T23:30 --event \
+        '{"deviceId":"SENSOR001","domain":1100,"cmdId":5,"channelNo":1,"value":1}'
+
 Exit codes:
   0  ended: by the end of the input, SIGINT, SIGTERM or the reader of the output; a replay without difference
   1  failed: the module cannot be loaded, output cannot be written, a replay differs
@@ -94,6 +99,33 @@ void AddMqtt(CLI::App &app, MqttOptions &mqtt) {
         ->needs(broker);
 }
 
+/// The subcommand, which takes none of the options before it but these.
+void Exclude(CLI::App &app, CLI::App &command, const CLI::Option *but) {
+    for (CLI::Option *option : app.get_options()) {
+        if (option != but && option != app.get_help_ptr()) {
+            command.excludes(option);
+        }
+    }
+}
+
+CLI::App &AddExplain(CLI::App &app, ExplainOptions &explain) {
+    CLI::App *command =
+        app.add_subcommand("explain", "Tell for each rule whether an event would fire it, or why not");
+    command->add_option("FILE", explain.file, "A rule value, as the platform sends it")->required();
+    command->add_option("--event", explain.event, "The event: deviceId, domain, cmdId, channelNo and value")
+        ->type_name("JSON")
+        ->required();
+    command->add_option("--at", explain.at, "The local time, such as 2026-11-21T23:30")
+        ->type_name("TIME")
+        ->required();
+    command
+        ->add_option("--linkage", explain.linkage,
+                     "What the rules' fields mean: the configuration of the engine")
+        ->type_name("FILE");
+    command->add_flag("--json", explain.json, "Show JSON Lines");
+    return *command;
+}
+
 } // namespace
 
 std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
@@ -126,6 +158,9 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
            "Write all that goes in and out to FILE; not with --status-interval, which has its own order")
         ->type_name("FILE")
         ->excludes(interval);
+    app.add_option("--linkage", options.linkage,
+                   "Carry out the rules that the hub takes; FILE has what a linkage line has")
+        ->type_name("FILE");
     MqttOptions mqtt;
     AddMqtt(app, mqtt);
     app.get_option("--mqtt")->excludes(script);
@@ -134,11 +169,8 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
     replay->add_option("FILE", options.replay, "What --record wrote")->required();
     replay->add_flag("--update", options.replay_update,
                      "Write FILE anew with what comes out, instead of comparing; comments stay");
-    for (CLI::Option *option : app.get_options()) {
-        if (option != module && option != app.get_help_ptr()) {
-            replay->excludes(option);
-        }
-    }
+    Exclude(app, *replay, module);
+    Exclude(app, AddExplain(app, options.explain), module);
 
     try {
         app.parse(argc, argv);

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "explain.h"
 #include "mqtt.h"
 #include "recording.h"
 
@@ -22,9 +23,11 @@ struct Options {
     std::string module = "libtqDevSDK_smart_control.so";
     double status_interval = 0; ///< Seconds; 0: none.
     std::string record;         ///< Empty: nothing is recorded.
+    std::string linkage;        ///< File of the linkage engine's configuration; empty: there is none.
     std::optional<MqttOptions> mqtt;
     std::string replay;         ///< Empty: an ordinary run.
     bool replay_update = false; ///< Record anew instead of comparing.
+    ExplainOptions explain;     ///< No file: not asked for.
 };
 
 /// Nothing when the program is to go on, else its exit code.
