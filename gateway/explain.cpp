@@ -3,6 +3,7 @@
 #include "explain.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -16,6 +17,7 @@
 #include "gateway.h"
 #include "linkage_config.h"
 #include "process.h"
+#include "rules.h"
 #include "timeline.h"
 #include "tqdev_debug.h"
 #include "tqdev_host.h"
@@ -23,7 +25,7 @@
 namespace tqgateway {
 namespace {
 
-/// Keeps what is said of rules, and why a line failed.
+/// Keeps what is said of rules, and why they were refused.
 class Answers : public Sink {
 public:
     void Show(const Json &line) override {
@@ -31,8 +33,6 @@ public:
             verdicts.push_back(line);
         } else if (line.contains("log")) {
             log.push_back(AsText(line["text"]));
-        } else if (line.contains("error")) {
-            error = AsText(line["error"]);
         } else if (line.contains("result") && !line["result"].is_null()) {
             refused = line["result"] != 0;
         }
@@ -42,7 +42,6 @@ public:
 
     std::vector<Json> verdicts;
     std::vector<std::string> log;
-    std::string error;
     bool refused = false;
 };
 
@@ -55,17 +54,53 @@ std::string ReadFile(const std::string &file) {
     return text;
 }
 
+/// What most platforms mean.
 Json UsualLinkage() {
-    Say("Taken for granted: day 1 is Monday, condition 0 is any, 1 is all. --linkage FILE says otherwise.");
     return {{"delay_unit_ms", 1000}, {"day_1", "Monday"}, {"condition", {{"0", "any"}, {"1", "all"}}}};
 }
 
-/// Has a line taken; what `option` gave is at fault when it is not understood.
-void Take(Gateway &gateway, const Answers &answers, const Json &line, const std::string &option) {
-    gateway.Take(Dump(line));
-    if (!answers.error.empty()) {
-        throw std::invalid_argument(option + ": " + answers.error);
+/// The event of an option; it is whole.
+Json ReadEventOption(const std::string &text) {
+    try {
+        Json event = ParseJson(text);
+        ReadEvent(ObjectReader(event, ""));
+        return event;
+    } catch (const LineError &error) {
+        throw std::invalid_argument(std::string("--event: ") + error.what());
     }
+}
+
+void CheckTime(const std::string &text) {
+    try {
+        ReadCivil(text, "--at");
+    } catch (const LineError &error) {
+        throw std::invalid_argument(error.what());
+    }
+}
+
+/// What the lines of a session say; the rules are to be known. Throws std::runtime_error when the module
+/// refuses them.
+std::vector<Json> Ask(const Module &module, StdoutCapture &captured, const ExplainOptions &options,
+                      const Json &linkage, const std::string &rules, const Json &event) {
+    Answers answers;
+    Output output(captured, {&answers});
+    tqhost::SetLogLevel(LOG_ERROR);
+    Gateway gateway(module, output, false);
+    const auto take = [&gateway](const Json &line) { gateway.Take(Dump(line)); };
+    take({{"linkage", linkage}});
+    take({{"now", options.at}});
+    answers.log.clear();
+    take({{"shadow", "InterconnectionRule"}, {"value", rules}});
+    if (answers.refused) {
+        std::string why = options.file + ": the module refuses these rules";
+        for (const std::string &line : answers.log) {
+            why += "\n  " + line;
+        }
+        throw std::runtime_error(why);
+    }
+    answers.verdicts.clear();
+    take({{"explain", event}});
+    return answers.verdicts;
 }
 
 void ShowAll(const std::vector<Json> &lines, const ExplainOptions &options, int fd) {
@@ -84,36 +119,16 @@ void ShowAll(const std::vector<Json> &lines, const ExplainOptions &options, int 
 } // namespace
 
 int Explain(const ExplainOptions &options, const Module &module) {
-    const std::string rules = ReadFile(options.file);
+    CheckTime(options.at);
+    const Json event = ReadEventOption(options.event);
     const Json linkage = options.linkage.empty() ? UsualLinkage() : ReadLinkageFile(options.linkage);
-    Json event;
-    try {
-        event = ParseJson(options.event);
-    } catch (const LineError &error) {
-        throw std::invalid_argument(std::string("--event: ") + error.what());
-    }
-
     StdoutCapture captured;
-    Answers answers;
-    {
-        Output output(captured, {&answers});
-        tqhost::SetLogLevel(LOG_ERROR);
-        Gateway gateway(module, output, false);
-        Take(gateway, answers, {{"linkage", linkage}}, options.linkage);
-        Take(gateway, answers, {{"now", options.at}}, "--at");
-        answers.log.clear();
-        Take(gateway, answers, {{"shadow", "InterconnectionRule"}, {"value", rules}}, options.file);
-        if (answers.refused) {
-            std::string why = options.file + ": the module refuses these rules";
-            for (const std::string &line : answers.log) {
-                why += "\n  " + line;
-            }
-            throw std::runtime_error(why);
-        }
-        answers.verdicts.clear();
-        Take(gateway, answers, {{"explain", event}}, "--event");
+    const std::vector<Json> verdicts = Ask(module, captured, options, linkage, ReadFile(options.file), event);
+    if (options.linkage.empty()) {
+        Say("taken for granted: day 1 is Monday, condition 0 is any, 1 is all; --linkage FILE says "
+            "otherwise");
     }
-    ShowAll(answers.verdicts, options, captured.Terminal());
+    ShowAll(verdicts, options, captured.Terminal());
     return EXIT_SUCCESS;
 }
 

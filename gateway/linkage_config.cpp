@@ -123,10 +123,11 @@ int ReadResult(const Json &value, const std::string &path) {
     if (value == "cannot") {
         return TQDEVSDK_LINKAGE_CANNOT;
     }
-    if (!value.is_number()) {
-        throw LineError(path + ": expected a whole number from 0 to 255 or \"cannot\"");
+    try {
+        return static_cast<int>(ReadWhole(value, path, 0, UINT8_MAX));
+    } catch (const LineError &error) {
+        throw LineError(std::string(error.what()) + " or \"cannot\"");
     }
-    return static_cast<int>(ReadWhole(value, path, 0, 255));
 }
 
 Json ReadLinkageFile(const std::string &file) {

@@ -77,7 +77,7 @@ void RuleEngine::Configure(const Json &json) {
     const bool restart = !engine_ || json.size() > 1 || !json.contains("auto_done");
     if (restart) {
         CarryOutDue();
-        engine_ = MakeEngine(config, "linkage");
+        engine_ = MakeEngine(config);
         shown_ = 0;
         shown_lines_ = {};
         tokens_.clear();
@@ -91,33 +91,41 @@ void RuleEngine::Configure(const Json &json) {
     CarryOutDue();
 }
 
-LinkageEngine RuleEngine::MakeEngine(const LinkageConfig &config, const std::string &path) const {
+/// An engine with the hub's rules and members, and with what waits in the present one.
+LinkageEngine RuleEngine::MakeEngine(const LinkageConfig &config) const {
+    if (members_.count(FieldText(config.engine.acSerial)) != 0) {
+        throw LineError("linkage.serial: expected another than that of a member that can be reached");
+    }
+    if (members_.size() > config.engine.usMemberMax) {
+        throw LineError("linkage.member_max: expected at least " + std::to_string(members_.size()) +
+                        ", as can be reached");
+    }
     int reason = TQDEVSDK_LINKAGE_REASON_NONE;
     LinkageEngine engine(tqDevSDK_Linkage_New(&config.engine, &reason));
     if (!engine) {
-        throw LineError(path + ": " + tqDevSDK_Linkage_ReasonText(reason));
+        throw LineError(std::string("linkage: ") + tqDevSDK_Linkage_ReasonText(reason));
     }
-    const auto check = [&](int result) {
-        if (result < 0) {
-            throw LineError(path + ": " +
-                            tqDevSDK_Linkage_ReasonText(tqDevSDK_Linkage_LastReason(engine.get())));
-        }
-    };
     for (const std::string &member : members_) {
-        check(tqDevSDK_Linkage_SetMember(engine.get(), member.c_str(), 1));
+        tqDevSDK_Linkage_SetMember(engine.get(), member.c_str(), 1);
     }
-    if (rules_) {
-        check(tqDevSDK_Linkage_SetRules(engine.get(), rules_.get()));
+    if (rules_ && tqDevSDK_Linkage_SetRules(engine.get(), rules_.get()) != 0) {
+        throw LineError(std::string("linkage: ") +
+                        tqDevSDK_Linkage_ReasonText(tqDevSDK_Linkage_LastReason(engine.get())));
     }
     if (engine_) {
-        const auto now = Now();
-        std::vector<tqDevSDK_Linkage_Waiting_S> waiting(config_->engine.usRunningMax);
-        const int num =
-            tqDevSDK_Linkage_SaveWaiting(engine_.get(), &now, waiting.data(), config_->engine.usRunningMax);
-        check(tqDevSDK_Linkage_LoadWaiting(engine.get(), waiting.data(),
-                                           static_cast<UINT32>(std::max(num, 0)), &now));
+        MoveWaiting(*engine);
     }
     return engine;
+}
+
+void RuleEngine::MoveWaiting(tqDevSDK_Linkage &engine) const {
+    const auto now = Now();
+    std::vector<tqDevSDK_Linkage_Waiting_S> waiting(config_->engine.usRunningMax);
+    const auto num = static_cast<UINT32>(
+        tqDevSDK_Linkage_SaveWaiting(engine_.get(), &now, waiting.data(), config_->engine.usRunningMax));
+    if (tqDevSDK_Linkage_LoadWaiting(&engine, waiting.data(), num, &now) < 0) {
+        throw LineError("linkage.running_max: expected at least " + std::to_string(num) + ", as wait");
+    }
 }
 
 bool RuleEngine::Take(SharedRules rules) {

@@ -79,7 +79,8 @@ private:
     void Require(const char *path) const;
     [[noreturn]] void Refuse(const std::string &path) const;
     std::uint64_t EngineToken(std::uint64_t token, const std::string &path) const;
-    LinkageEngine MakeEngine(const LinkageConfig &config, const std::string &path) const;
+    LinkageEngine MakeEngine(const LinkageConfig &config) const;
+    void MoveWaiting(tqDevSDK_Linkage &engine) const;
 
     void CarryOut(const tqDevSDK_Linkage_Effect_S &effect);
     void Report(int type, void *record, UINT32 size, UINT32 rule);

@@ -83,14 +83,14 @@ std::optional<int> Trace(const Parts &parts, ObjectReader &line) {
 
 std::optional<int> Now(const Parts &parts, ObjectReader &line) {
     const bool known = !line.Get("now").is_null();
-    const auto civil = known ? std::optional(ReadCivil(line.Text("now", SIZE_MAX), "now")) : std::nullopt;
+    const auto civil = known ? std::optional(ReadCivil(AsText(line.Get("now")), "now")) : std::nullopt;
     line.Done();
     parts.rules.SetTime(civil);
     return std::nullopt;
 }
 
 std::optional<int> Advance(const Parts &parts, ObjectReader &line) {
-    const std::uint64_t span = ReadSpan(line.Text("advance", SIZE_MAX), "advance");
+    const std::uint64_t span = ReadSpan(AsText(line.Get("advance")), "advance");
     line.Done();
     parts.rules.Advance(span);
     return std::nullopt;
