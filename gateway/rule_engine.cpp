@@ -79,7 +79,7 @@ void RuleEngine::Configure(const Json &json) {
         CarryOutDue();
         engine_ = MakeEngine(config);
         shown_ = 0;
-        shown_lines_ = {};
+        shown_lines_.clear();
         tokens_.clear();
         posted_ = {};
         period_start_ = clock_.LogTime();

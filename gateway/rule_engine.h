@@ -3,9 +3,9 @@
 #ifndef TQGATEWAY_RULE_ENGINE_H
 #define TQGATEWAY_RULE_ENGINE_H
 
-#include <array>
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -112,7 +112,7 @@ private:
     std::optional<LinkageConfig> config_; ///< Nothing: there is no engine.
     LinkageEngine engine_;
     UINT32 shown_ = 0;                            ///< The last entry of the traces that was shown.
-    std::array<std::deque<Json>, 2> shown_lines_; ///< Of each trace, as many as it holds.
+    std::map<int, std::deque<Json>> shown_lines_; ///< Of each trace, as many as it holds.
     std::deque<std::uint64_t> tokens_;            ///< The engine's, of the actions handed out last.
     std::uint64_t handed_out_ = 0;                ///< Actions, of which the last is the last of the tokens.
 
