@@ -83,7 +83,9 @@ CivilTime ReadCivil(const std::string &text, const std::string &path) {
     static const std::regex kForm("([0-9]{4})-([0-9]{2})-([0-9]{2})T([0-9]{2}):([0-9]{2})(:([0-9]{2}))?");
     std::smatch match;
     if (std::regex_match(text, match, kForm)) {
-        const auto number = [&](std::size_t group) { return match[group].matched ? std::stoi(match[group]) : 0; };
+        const auto number = [&](std::size_t group) {
+            return match[group].matched ? std::stoi(match[group]) : 0;
+        };
         const int year = number(1);
         const int month = number(2);
         if (year >= kFirstYear && year <= kLastYear && month >= 1 && month <= 12) {

@@ -428,6 +428,7 @@ std::vector<Json> RuleEngine::Verdicts(const RuleEvent &event, std::uint64_t tok
     std::vector<Trace> entries(static_cast<std::size_t>(num));
     tqDevSDK_Linkage_Explain(engine_.get(), &event, token, &now, entries.data(), static_cast<UINT32>(num));
     std::vector<Json> lines;
+    lines.reserve(entries.size());
     for (const Trace &entry : entries) {
         lines.push_back(ExplainLine(entry, NameOf(entry.uiRuleId), TextOf(entry)));
     }
@@ -435,7 +436,7 @@ std::vector<Json> RuleEngine::Verdicts(const RuleEvent &event, std::uint64_t tok
 }
 
 /// What comes near to an event that no rule names.
-void RuleEngine::ShowNearMisses(const RuleEvent &event) {
+void RuleEngine::ShowNearMisses(const RuleEvent &event) const {
     const std::vector<Json> lines = Verdicts(event, 0, "event");
     for (const Json &line : lines) {
         Show(line);

@@ -40,7 +40,8 @@ public:
     RuleEngine(const Module &module, Output &output);
 
     /// Starts the engine with the rules that the hub has, or changes it. A change of more than `auto_done` is
-    /// a restart: actions that wait go on, all else is forgotten. Null ends it. Throws LineError.
+    /// a restart: members stay and actions that wait go on, all else is forgotten. Null ends it. Throws
+    /// LineError.
     void Configure(const Json &config);
 
     /// Puts a rule set in force, also of an engine that is yet to start. False when the engine refuses it.
@@ -94,7 +95,7 @@ private:
     UINT16 RingSize(int ring) const;
     bool ShowNew(const tqDevSDK_Linkage_Effect_S *run = nullptr);
     void ShowRules() const;
-    void ShowNearMisses(const RuleEvent &event);
+    void ShowNearMisses(const RuleEvent &event) const;
     std::vector<Json> Verdicts(const RuleEvent &event, std::uint64_t token, const char *path) const;
     Json OtherDevice(const tqDevSDK_SmartControl_ConfigRules_RuleUnit &rule, const RuleEvent &event) const;
     std::string TextOf(const tqDevSDK_Linkage_Trace_S &entry) const;
