@@ -32,7 +32,7 @@ int GetRuntimeInfo(tqDevSDK_SmartControl_runtime_info *info) {
 } // namespace
 
 Gateway::Gateway(const Module &module, Output &output, const Session &session)
-    : session_(session), module_(module), output_(output), hub_(output) {
+    : session_(session), module_(module), output_(output), rules_(module, output), hub_(output, rules_) {
     tqhost::SetLogLevel(session.log);
     if (!session.serial.empty()) {
         tqhost::SetDeviceInfo("dev_subserial", session.serial);
@@ -134,6 +134,11 @@ void Gateway::Refuse(const std::string &reason) {
 void Gateway::ShowError(const std::string &reason) {
     output_.Show(
         {{"error", reason.size() <= kShownErrorBytes ? reason : reason.substr(0, kShownErrorBytes) + "…"}});
+}
+
+void Gateway::CarryOutDue() {
+    rules_.CarryOutDue();
+    output_.ShowPrinted();
 }
 
 void Gateway::StatusPass() {

@@ -10,6 +10,7 @@
 #include "link_faults.h"
 #include "module.h"
 #include "output.h"
+#include "rule_engine.h"
 
 namespace tqgateway {
 
@@ -28,6 +29,7 @@ struct Parts {
     Output &output;
     Hub &hub;
     const SetLinkFaults &set_link_faults;
+    RuleEngine &rules;
 };
 
 /// Lines, from whatever they come, go in one by one; everything goes out through `output`. There can be
@@ -58,6 +60,10 @@ public:
     /// Closes a line that could not be taken.
     void Refuse(const std::string &reason);
 
+    /// Readable when something is due by the machine's time, which CarryOutDue is to be called for.
+    int DueFd() const { return rules_.DueFd(); }
+    void CarryOutDue();
+
     /// One pass of the status-report service, on any thread.
     void StatusPass();
 
@@ -70,9 +76,10 @@ private:
     Session session_;
     Module module_;
     Output &output_;
+    RuleEngine rules_;
     Hub hub_;
     SetLinkFaults set_link_faults_ = [](const LinkFaults &) {};
-    const Parts parts_{session_, module_, output_, hub_, set_link_faults_};
+    const Parts parts_{session_, module_, output_, hub_, set_link_faults_, rules_};
 };
 
 } // namespace tqgateway

@@ -10,6 +10,7 @@
 #include "gateway.h"
 #include "names.h"
 #include "records.h"
+#include "rule_lines.h"
 #include "script.h"
 #include "tqdev_host.h"
 
@@ -282,6 +283,9 @@ std::optional<int> HubChange(const Parts &parts, ObjectReader &line) {
 
 std::optional<int> SendReport(const Parts &parts, ObjectReader &line) {
     NeedVirtualHub(parts, "report");
+    if (line.Find("from") != nullptr) {
+        return ReportStatistics(parts, line);
+    }
     const Report report = ReadReport(line);
     if (report.dclog) {
         const tqDevSDK_SmartControl_DclogMsg_S message = {report.type, report.record.get(), report.length};
@@ -305,6 +309,14 @@ constexpr LineKind kLineKinds[] = {
     {"hub", HubChange, "you", "device", "change"},
     {"host", Host, "you", "host", "change"},
     {"link", Link, "you", "link", "faults "},
+    {"linkage", Linkage, "you", "device", "linkage "},
+    {"event", Event, "home", "device", "event "},
+    {"members", Members, "home", "device", "members "},
+    {"done", Done, "home", "device", "done "},
+    {"explain", Explain, "you", "device", "explain "},
+    {"trace", Trace, "you", "device", "trace "},
+    {"now", Now, "you", "clock", "now "},
+    {"advance", Advance, "you", "clock", "advance "},
 };
 
 } // namespace

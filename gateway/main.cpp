@@ -11,8 +11,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <nlohmann/json.hpp>
+
 #include "feed.h"
 #include "file_replacement.h"
+#include "linkage_config.h"
 #include "options.h"
 #include "process.h"
 #include "replay.h"
@@ -83,6 +86,7 @@ int ConcludeRecord(const LineWriter &writer, FileReplacement &record) {
 }
 
 int Run(const Options &options) {
+    const Json linkage = options.linkage.empty() ? Json() : ReadLinkageFile(options.linkage);
     FileDescriptor script = OpenNamed(options.script, O_RDONLY);
     const auto record = OpenRecord(options.record, script.Get());
     const auto link = options.mqtt ? MakeMqttLink(*options.mqtt) : nullptr;
@@ -102,6 +106,9 @@ int Run(const Options &options) {
     Application application(options.application);
     {
         Gateway gateway(LoadWith(options.module, application), output, options.session);
+        if (!linkage.is_null()) {
+            gateway.TakeEvent({{"linkage", linkage}});
+        }
         const StatusThread status(gateway, options.status_interval);
         if (record) {
             record->Keep();
@@ -171,6 +178,9 @@ int main(int argc, char **argv) {
         if (!options.check.files.empty()) {
             options.check.module = options.module;
             return RunCheck(options.check);
+        }
+        if (!options.explain.file.empty()) {
+            return Explain(options.explain, LoadModule(options.module));
         }
         return options.replay.empty() ? Run(options) : RunReplay(options);
     } catch (const std::invalid_argument &error) {

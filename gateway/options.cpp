@@ -42,6 +42,11 @@ constexpr const char *kFooter = R"(Examples:
     tq_gateway check rules.json
     tq_gateway check --linkage linkage.json --devices devices.json --json rules.json
 
+  Rules that the hub carries out, and what an event would do to each of them:
+    tq_gateway --text --script gateway/scenarios/evening.jsonl
+    tq_gateway explain rules.json --at 2026-11-21T23:30 --event \
+        '{"deviceId":"SENSOR001","domain":1100,"cmdId":5,"channelNo":1,"value":1}'
+
 Exit codes:
   0  ended: by the end of the input, SIGINT, SIGTERM or the reader of the output; a replay without difference
   1  failed: the module or the application cannot be loaded or started, or the application did something
@@ -205,6 +210,24 @@ CLI::App *AddCheck(CLI::App &app, CheckOptions &check) {
     return command;
 }
 
+CLI::App &AddExplain(CLI::App &app, ExplainOptions &explain) {
+    CLI::App *command =
+        app.add_subcommand("explain", "Tell for each rule whether an event would fire it, or why not");
+    command->add_option("FILE", explain.file, "A rule value, as the platform sends it")->required();
+    command->add_option("--event", explain.event, "The event: deviceId, domain, cmdId, channelNo and value")
+        ->type_name("JSON")
+        ->required();
+    command->add_option("--at", explain.at, "The local time, such as 2026-11-21T23:30")
+        ->type_name("TIME")
+        ->required();
+    command
+        ->add_option("--linkage", explain.linkage,
+                     "What the rules' fields mean: the configuration of the engine")
+        ->type_name("FILE");
+    command->add_flag("--json", explain.json, "Show JSON Lines");
+    return *command;
+}
+
 } // namespace
 
 std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
@@ -254,6 +277,9 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
                                   "The device's serial, which also sets this gateway apart on a broker")
                        ->type_name("NAME")
                        ->check(CheckSerial, "");
+    app.add_option("--linkage", options.linkage,
+                   "Carry out the rules that the hub takes; FILE has what a linkage line has")
+        ->type_name("FILE");
     MqttOptions mqtt;
     AddMqtt(app, serial, mqtt);
 
@@ -273,6 +299,7 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
               {"--module", "--log", "--reset-report-all", "--explain-refusals", "--status-interval",
                "--application", "--configuration", "--callback-limit"});
     AllowOnly(app, *AddCheck(app, options.check), {"--module"});
+    AllowOnly(app, AddExplain(app, options.explain), {"--module"});
 
     try {
         app.parse(argc, argv);

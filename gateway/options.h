@@ -9,6 +9,7 @@
 
 #include "application.h"
 #include "check_command.h"
+#include "explain.h"
 #include "mqtt.h"
 #include "recording.h"
 
@@ -29,6 +30,7 @@ struct Options {
     double status_interval = 0; ///< Seconds; 0: none.
     std::string record;         ///< Empty: nothing is recorded.
     std::optional<bool> time;   ///< Lines carry times; unset: those of a timeline and of a recording.
+    std::string linkage;        ///< File of the linkage engine's configuration; empty: there is none.
     std::optional<MqttOptions> mqtt;
     std::string replay;                 ///< Empty: no replay.
     bool replay_update = false;         ///< Record anew instead of comparing.
@@ -36,6 +38,7 @@ struct Options {
     std::vector<std::string> scenarios; ///< Empty: none are run.
     std::string junit;                  ///< Empty: no report on them.
     CheckOptions check;
+    ExplainOptions explain; ///< No file: not asked for.
 };
 
 /// Nothing when the program is to go on, else its exit code.

@@ -517,6 +517,14 @@ Json DeviceLine(const tqDevSDK_SmartControl_msg_to_dev &message) {
     return line;
 }
 
+Json ActionJson(const tqDevSDK_SmartControl_ConfigRule_Actions &action) {
+    auto r = action;
+    Json object = Json::object();
+    RecordWriter writer(object);
+    Fields(writer, r);
+    return object;
+}
+
 Json DclogLine(const tqDevSDK_DCLog_LanLinkageParam_S &record) {
     auto r = record;
     const std::string system_name = FieldText(r.acSystemName);

@@ -29,6 +29,9 @@ const MessageKind *FindMessage(int type);
 /// The line that shows what `recv_msg` received.
 Json DeviceLine(const tqDevSDK_SmartControl_msg_to_dev &message);
 
+/// The record of an action, every field.
+Json ActionJson(const tqDevSDK_SmartControl_ConfigRule_Actions &action);
+
 /// The line that shows a record posted to the data-collection log.
 Json DclogLine(const tqDevSDK_DCLog_LanLinkageParam_S &record);
 
