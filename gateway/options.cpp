@@ -32,9 +32,8 @@ constexpr const char *kFooter = R"(Examples:
     tq_gateway --script gateway/scenarios/tour.jsonl --record gateway/scenarios/tour.recorded.jsonl
     tq_gateway replay gateway/scenarios/tour.recorded.jsonl
     tq_gateway replay --update gateway/scenarios/tour.recorded.jsonl
-
   Your own device application, a shared library, in the place of the virtual hub:
-    tq_gateway --application ./libcamera.so --configuration 'lens=2' --text
+    tq_gateway --application libpanel.so --configuration 80 --text
 
 Exit codes:
   0  ended: by the end of the input, SIGINT, SIGTERM or the reader of the output; a replay without difference
