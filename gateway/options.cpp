@@ -36,7 +36,7 @@ constexpr const char *kFooter = R"(Examples:
     tq_gateway test gateway/scenarios/*.scenario.jsonl --junit report.xml
 
   Your own device application, a shared library, in the place of the virtual hub:
-    tq_gateway --application ./libcamera.so --configuration 'lens=2' --text
+    tq_gateway --application libpanel.so --configuration 80 --text
 
   What is wrong with linkage rules, before a device gets them:
     tq_gateway check rules.json

@@ -121,10 +121,15 @@ TEST(Application, TellsEachMisuseAndGoesOn) {
 }
 
 TEST(Application, IsServedAsOnADevice) {
-    const Outcome outcome = RunMisuse(
-        "nothing", Joined({kCapture, kRules, kScene, kGetRules, kGetScene, kSignals, R"({"host":{"fail":{"tqdev_sdk_kernel_send":9}}})", kCapture}));
+    const std::string video = R"({"command":20036,"seq":8,"body":{"delay":0,"channelNo":1,"params":{}}})";
+    const Outcome outcome = RunMisuse("nothing", Joined({kCapture, video, kRules, kScene, kGetRules, kGetScene, kPass, kSignals,
+                                                         R"({"host":{"fail":{"tqdev_sdk_kernel_send":9}}})", kCapture}));
     EXPECT_EQ(Joined(outcome.lines), R"({"to":"device","msg":"CAPTURE_PIC","channel":1,"delay":0,"relation_id":"","uiValueNum":0,"auiValue":[]}
 {"to":"platform","command":20035,"seq":7,"response":1,"version":"v1.0.0","body":{"result":0}}
+{"result":null}
+{"to":"device","msg":"VIDEO","channel":1,"delay":0}
+{"to":"platform","command":19986,"seq":0,"response":0,"version":"V2.0.0","body":{"channelNo":1,"value":5}}
+{"to":"platform","command":20037,"seq":8,"response":1,"version":"v1.0.0","body":{"result":0}}
 {"result":null}
 {"to":"device","msg":"CONFIG_RULES","uiVersion":0,"usNum":1,"pstUnit":[{"usType":0,"ucChannel":1,"usNum":0,"pstRuleUnit":[]}]}
 {"result":0}
@@ -134,6 +139,9 @@ TEST(Application, IsServedAsOnADevice) {
 {"result":0}
 {"to":"platform","shadow":"SceneLink","version":1,"value":[]}
 {"result":0}
+{"to":"platform","command":12382,"seq":1,"response":0,"version":"v1.0.0","body":"<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<Request><DevSerial>TQ00000001</DevSerial><Authorization/><Status Type=\"device_screen_lightness\" Value=\"80\"/></Request>"}
+{"to":"platform","shadow":"SceneLink","version":1,"value":[]}
+{"result":null}
 {"log":"stdout","text":"[QueryChimeSignalReq_Input]{\"macList\":[{\"deviceSerial\":\"CHIME0001\",\"mac\":\"\"}]}"}
 {"to":"platform","command":20059,"seq":0,"response":1,"version":"v1.0.0","body":{"result":0,"response":[{"type":"router","name":"","signal":-41}]}}
 {"result":null}

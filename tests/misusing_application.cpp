@@ -39,7 +39,16 @@ Item *Allocate(std::size_t count) {
 
 // ---- What it is lent. ----
 
+int ReportEvent() {
+    tqDevSDK_SmartControl_Event event{1, 5};
+    const tqDevSDK_SmartControl_Msg2Server_S msg{TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_EVENT, &event, sizeof event};
+    return tqDevSDK_SmartControl_Msg2Server(&msg);
+}
+
 int Receive(tqDevSDK_SmartControl_msg_to_dev *msg) {
+    if (msg->type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_VIDEO) {
+        return ReportEvent();
+    }
     if (g_misuse == "reads the record of the message before" || g_misuse == "reads on a thread of its own") {
         const volatile char *before = g_kept;
         g_kept = msg->data;
