@@ -34,7 +34,7 @@ TEST_F(CommandTest, RecordsAreHandedOverWhole) {
          Bytes(tqDevSDK_SmartControl_SetChimeAlarmAction{"d", 12, 3, 2, {0x5678, 2}})},
     };
     for (const auto &row : cases) {
-        EXPECT_EQ(AfterCommand(row.command, body).sent, Answer(row.command, R"({"result":0})"));
+        EXPECT_EQ(AfterCommand(row.command, body).first, Answer(row.command, R"({"result":0})"));
         EXPECT_EQ(TakeReceived(), (Messages{{row.type, row.record}}));
     }
 }
@@ -92,7 +92,7 @@ TEST_F(CommandTest, SignalCountOfTheApplicationIsBounded) {
             info = {written, nullptr};
             return 9; // ignored
         };
-        ASSERT_EQ(AfterCommand(kSignalQuery, "{}").sent,
+        ASSERT_EQ(AfterCommand(kSignalQuery, "{}").first,
                   Answer(kSignalQuery,
                          written > 0 ? R"({"result":0,"response":[{"type":"chime","name":"odd","signal":-3}]})" : R"({"result":0,"response":[]})"))
             << written;
@@ -105,7 +105,7 @@ TEST_F(CommandTest, ManyChimesAreAskedAboutAtOnce) {
         std::for_each_n(info.ap_signal_result, info.num, [](auto &entry) { entry.iSignalStrength = 5; });
         return 0;
     };
-    EXPECT_EQ(AfterCommand(kSignalQuery, R"({"macList":[)" + Repeated(R"({"deviceSerial":"c"})", 300) + "]}").sent,
+    EXPECT_EQ(AfterCommand(kSignalQuery, R"({"macList":[)" + Repeated(R"({"deviceSerial":"c"})", 300) + "]}").first,
               Answer(kSignalQuery, R"({"result":0,"response":[)" + Repeated(R"({"type":"chime","name":"c","signal":5})", 300) +
                                        R"(,{"type":"router","name":"","signal":5}]})"));
 }

@@ -8,6 +8,7 @@
 #include <tuple>
 #include <utility>
 
+#include "SmartControl_shadow_rules_json.h"
 #include "bscJSON.h"
 #include "tqdev_debug.h"
 
@@ -35,6 +36,13 @@ std::string Printed(const std::string &json) {
     EXPECT_NE(tree, nullptr) << "not JSON: " << json;
     const std::unique_ptr<char, void (*)(void *)> text(bscJSON_Print(tree.get()), free);
     return text != nullptr ? text.get() : "";
+}
+
+tqDevSDK_SmartControl_ConfigRules *NewRules(const std::string &json) {
+    auto *rules = static_cast<tqDevSDK_SmartControl_ConfigRules *>(calloc(1, sizeof(tqDevSDK_SmartControl_ConfigRules)));
+    const std::unique_ptr<bscJSON, void (*)(bscJSON *)> tree(bscJSON_Parse(json.c_str()), bscJSON_Delete);
+    EXPECT_EQ(ReadConfigRules(tree.get(), *rules), tree != nullptr);
+    return rules;
 }
 
 std::string Repeated(const std::string &element, int count) {

@@ -25,6 +25,9 @@ constexpr int kCapture = 20034, kVideo = 20036, kPicAndVideo = 20038, kSleep = 2
 /// A JSON text as the module prints it: parsed and printed formatted.
 std::string Printed(const std::string &json);
 
+/// A rule set as the application gives it, for the module to release; what is no value is one without units.
+tqDevSDK_SmartControl_ConfigRules *NewRules(const std::string &json);
+
 /// The element so many times, separated by commas.
 std::string Repeated(const std::string &element, int count);
 
@@ -68,14 +71,7 @@ protected:
     std::string Command(int command, const std::optional<std::string> &body);
 
     /// What a command leaves: answers, then the log.
-    struct Outcome {
-        Lines sent;
-        Lines log;
-        bool operator==(const Outcome &other) const { return sent == other.sent && log == other.log; }
-        friend std::ostream &operator<<(std::ostream &out, const Outcome &outcome) {
-            return out << "sent " << testing::PrintToString(outcome.sent) << " log " << testing::PrintToString(outcome.log);
-        }
-    };
+    using Outcome = std::pair<Lines, Lines>;
     Outcome AfterCommand(int command, const std::optional<std::string> &body);
 
     /// The application reports.

@@ -20,53 +20,6 @@ std::string Generate() {
     return Get(Service().gen_value_JsStr, shd_data_type_array, buffer);
 }
 
-// ---- The numbers that the device got, against the text, each key looked up on its own ----
-
-template <typename Field, typename... More>
-void CheckNumbers(const bscJSON *object, const char *key, Field field, More... more) {
-    Check(field == static_cast<Field>(bscJSON_GetObjectItem(object, key)->valueint), key);
-    if constexpr (sizeof...(more) > 0) {
-        CheckNumbers(object, more...);
-    }
-}
-
-// Calls check(element, record) for each record.
-template <typename Record, typename CheckRecord>
-void CheckArray(const bscJSON *array, const Range<Record> &records, CheckRecord check) {
-    const bscJSON *element = array->child;
-    for (const Record &record : records) {
-        check(element, record);
-        element = element->next;
-    }
-}
-
-void CheckEvent(const bscJSON *json, const tqDevSDK_SmartControl_ConfigRule_Events &event) {
-    CheckNumbers(json, "domain", event.uiDomain, "cmdId", event.uiCmdId, "channelNo", event.ucChannel, "value", event.usValue);
-}
-
-void CheckAction(const bscJSON *json, const tqDevSDK_SmartControl_ConfigRule_Actions &action) {
-    CheckNumbers(json, "domain", action.uiDomain, "cmdId", action.uiCmdId, "channelNo", action.ucChannel, "delay", action.uiDelay);
-    const bscJSON *params = bscJSON_GetObjectItem(json, "params");
-    for (int i = 0; i < action.ucValueNum; ++i) {
-        CheckNumbers(params, ("value" + std::to_string(i + 1)).c_str(), action.ausValue[i]);
-    }
-}
-
-void CheckRule(const bscJSON *json, const tqDevSDK_SmartControl_ConfigRules_RuleUnit &rule) {
-    const bscJSON *trigger = bscJSON_GetObjectItem(json, "rule");
-    CheckNumbers(json, "id", rule.uiRuleId, "enable", rule.ucEnable);
-    CheckNumbers(trigger, "condition", rule.usCondition);
-    CheckArray(bscJSON_GetObjectItem(trigger, "events"), Range(rule.pstEvents, rule.usEvents_Num), CheckEvent);
-    CheckArray(bscJSON_GetObjectItem(trigger, "actions"), Range(rule.pstActions, rule.usActions_Num), CheckAction);
-}
-
-void CheckUnit(const bscJSON *json, const tqDevSDK_SmartControl_ConfigRules_ValueUnit &unit) {
-    CheckNumbers(json, "channel", unit.ucChannel);
-    CheckArray(bscJSON_GetObjectItem(json, "status"), Range(unit.pstRuleUnit, unit.usNum), CheckRule);
-}
-
-// ---- The second round ----
-
 // Numbers are written unsigned, and read up to the largest signed one.
 void Saturate(bscJSON *items) {
     for (bscJSON *item = items; item != nullptr; item = item->next) {
@@ -93,9 +46,6 @@ void Run(Input &input) {
     if (g_application.received == 0) {
         return;
     }
-    bscJSON *given = bscJSON_Parse(text.c_str());
-    CheckArray(given, Range(g_application.rules.pstUnit, g_application.rules.usNum), CheckUnit);
-    bscJSON_Delete(given);
     const std::string first = Generate();
 
     g_application.accepts = true;
