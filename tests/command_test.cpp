@@ -106,9 +106,4 @@ TEST_F(CommandTest, ManyChimesAreAskedAboutAtOnce) {
                                        R"(,{"type":"router","name":"","signal":5}]})"));
 }
 
-TEST_F(CommandTest, MalformedSignalQueryIsPrintedAndNotAsked) {
-    on_query = [](tqDevSDK_SmartControl_runtime_info &) { return ADD_FAILURE() << "asked", 0; };
-    EXPECT_EQ(Command(kSignalQuery, "{no"), "[QueryChimeSignalReq_Input]{no\n");
-}
-
 } // namespace

@@ -67,8 +67,8 @@ protected:
     /// ("R:…", "s:…", "rsp msg:…").
     Lines TakeLog();
 
-    /// The platform sends a command with sequence number 7; returns what the module prints on the standard output.
-    std::string Command(int command, const std::optional<std::string> &body);
+    /// The platform sends a command with sequence number 7. What the module prints on the standard output is lost.
+    void Command(int command, const std::optional<std::string> &body);
 
     /// What a command leaves: answers, then the log.
     using Outcome = std::pair<Lines, Lines>;

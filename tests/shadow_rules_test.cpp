@@ -3,7 +3,6 @@
 // may be missing, careless records, counts beyond 16 bits, the callbacks' arguments, the cost.
 #include <chrono>
 #include <map>
-#include <memory>
 #include <numeric>
 
 #include "SmartControl_shadow_rules.h"
@@ -240,11 +239,7 @@ TEST_F(RulesTest, FreeLeavesEmptyRecordsAndZeroesFullOnes) {
 // and as the library prints number items.
 template <typename Number>
 void CompareNumbers() {
-    const auto printed = [](bscJSON *item) {
-        const std::unique_ptr<char, decltype(&free)> text(bscJSON_Print(item), free);
-        bscJSON_Delete(item);
-        return std::string(text.get());
-    };
+    const auto printed = [](bscJSON *item) { return std::string(JsonText(bscJSON_Print(JsonTree(item).get())).get()); };
     std::vector<int64_t> numbers(UINT16_MAX + 1);
     std::iota(numbers.begin(), numbers.end(), 0);
     for (const int64_t base : {2, 10}) {

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Linkage rules: the input behind the first byte is the shadow's value. What the device got, it reports,
 // and what it reports, it can be given again without a change.
-#include <memory>
-
-#include "bscJSON.h"
+#include "SmartControl_json.h"
 #include "harness.h"
 
 namespace {
@@ -20,6 +18,51 @@ std::string Generate() {
     return Get(Service().gen_value_JsStr, shd_data_type_array, buffer);
 }
 
+// ---- The numbers that the device got, against the text, each key looked up on its own ----
+
+template <typename Field, typename... More>
+void CheckNumbers(const bscJSON *object, const char *key, Field field, More... more) {
+    Check(field == static_cast<Field>(bscJSON_GetObjectItem(object, key)->valueint), key);
+    if constexpr (sizeof...(more) > 0) {
+        CheckNumbers(object, more...);
+    }
+}
+
+void CheckRule(const bscJSON *json, const tqDevSDK_SmartControl_ConfigRules_RuleUnit &rule) {
+    CheckNumbers(json, "id", rule.uiRuleId, "enable", rule.ucEnable);
+    const bscJSON *trigger = bscJSON_GetObjectItem(json, "rule");
+    CheckNumbers(trigger, "condition", rule.usCondition);
+    const bscJSON *item = bscJSON_GetObjectItem(trigger, "events")->child;
+    for (const auto &event : Range(rule.pstEvents, rule.usEvents_Num)) {
+        CheckNumbers(item, "domain", event.uiDomain, "cmdId", event.uiCmdId, "channelNo", event.ucChannel, "value", event.usValue);
+        item = item->next;
+    }
+    item = bscJSON_GetObjectItem(trigger, "actions")->child;
+    for (const auto &action : Range(rule.pstActions, rule.usActions_Num)) {
+        CheckNumbers(item, "domain", action.uiDomain, "cmdId", action.uiCmdId, "channelNo", action.ucChannel, "delay", action.uiDelay);
+        const bscJSON *params = bscJSON_GetObjectItem(item, "params");
+        for (int i = 0; i < action.ucValueNum; ++i) {
+            CheckNumbers(params, ("value" + std::to_string(i + 1)).c_str(), action.ausValue[i]);
+        }
+        item = item->next;
+    }
+}
+
+void CheckRules(const bscJSON *json) {
+    const bscJSON *item = json->child;
+    for (const auto &unit : Range(g_application.rules.pstUnit, g_application.rules.usNum)) {
+        CheckNumbers(item, "channel", unit.ucChannel);
+        const bscJSON *status = bscJSON_GetObjectItem(item, "status")->child;
+        for (const auto &rule : Range(unit.pstRuleUnit, unit.usNum)) {
+            CheckRule(status, rule);
+            status = status->next;
+        }
+        item = item->next;
+    }
+}
+
+// ---- The second round ----
+
 // Numbers are written unsigned, and read up to the largest signed one.
 void Saturate(bscJSON *items) {
     for (bscJSON *item = items; item != nullptr; item = item->next) {
@@ -30,11 +73,9 @@ void Saturate(bscJSON *items) {
 
 // What the device reports after it was given this.
 std::string SecondRound(const std::string &first) {
-    bscJSON *json = bscJSON_Parse(first.c_str());
-    Saturate(json);
-    const std::unique_ptr<char, decltype(&free)> text(bscJSON_Print(json), free);
-    bscJSON_Delete(json);
-    return text.get();
+    const JsonTree json(bscJSON_Parse(first.c_str()));
+    Saturate(json.get());
+    return JsonText(bscJSON_Print(json.get())).get();
 }
 
 } // namespace
@@ -46,6 +87,7 @@ void Run(Input &input) {
     if (g_application.received == 0) {
         return;
     }
+    CheckRules(JsonTree(bscJSON_Parse(text.c_str())).get());
     const std::string first = Generate();
 
     g_application.accepts = true;
