@@ -21,12 +21,12 @@ TEST(LinkageAllocation, AFailureLeavesTheOldRulesInForce) {
             return;
         }
         const Now now = After(0);
-        if (tqDevSDK_Linkage_SetRules(engine.get(), old.get()) != 0) {
+        if (tqDevSDK_Linkage_SetRules(engine.get(), &old.set) != 0) {
             EXPECT_EQ(tqDevSDK_Linkage_LastReason(engine.get()), TQDEVSDK_LINKAGE_REASON_MEMORY);
             EXPECT_EQ(tqDevSDK_Linkage_Event(engine.get(), &kDoor, 0, &now), 0);
             return;
         }
-        const int changed = tqDevSDK_Linkage_SetRules(engine.get(), wanted.get());
+        const int changed = tqDevSDK_Linkage_SetRules(engine.get(), &wanted.set);
         EXPECT_EQ(tqDevSDK_Linkage_Event(engine.get(), &kDoor, 0, &now), changed == 0 ? 0 : 1);
     });
     EXPECT_EQ(points, 2 * 4); // engine, empty set, old set, new set
@@ -35,7 +35,7 @@ TEST(LinkageAllocation, AFailureLeavesTheOldRulesInForce) {
 TEST(LinkageAllocation, ACopyIsWholeOrNothing) {
     const Rules rules({Rule(1, {kDoor}, {MakeAction("HUB", 20)}), Rule(2, {kDoor}, {MakeAction("HUB", 21)})});
     const int points = Sweep([&](const std::string &) {
-        Set *const copy = tqDevSDK_Linkage_CopyRules(rules.get());
+        Set *const copy = tqDevSDK_Linkage_CopyRules(&rules.set);
         EXPECT_EQ(copy == nullptr, g_heap.Reached());
         tqDevSDK_Linkage_FreeRules(copy);
     });
@@ -46,7 +46,7 @@ TEST(LinkageAllocation, SizeOfIsWhatIsAllocated) {
     const Config config = DefaultConfig();
     const Rules rules(std::vector<Rule>(1000, Rule(1, {kDoor}, {MakeAction("HUB", 20)})));
     const std::size_t empty = tqDevSDK_Linkage_SizeOf(&config, nullptr);
-    const std::size_t size = tqDevSDK_Linkage_SizeOf(&config, rules.get()) - empty; // that of the rules alone
+    const std::size_t size = tqDevSDK_Linkage_SizeOf(&config, &rules.set) - empty; // that of the rules alone
     g_heap = {};
     Engine engine(config);
     EXPECT_EQ(g_heap.bytes, empty);

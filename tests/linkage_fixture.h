@@ -6,7 +6,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <deque>
 #include <memory>
 #include <string>
 #include <vector>
@@ -80,32 +79,25 @@ struct Rule {
     std::vector<Action> actions;
 };
 
-/// A set of one unit, global, channel 3.
-class Rules {
-public:
-    explicit Rules(std::vector<Rule> rules) : rules_(std::move(rules)) {
-        for (Rule &rule : rules_) {
+/// A set of one unit, global, channel 3. The records point into the rules.
+struct Rules {
+    explicit Rules(std::vector<Rule> its_rules) : rules(std::move(its_rules)) {
+        for (Rule &rule : rules) {
             rule.record.pstEvents = rule.events.data();
             rule.record.usEvents_Num = static_cast<UINT16>(rule.events.size());
             rule.record.pstActions = rule.actions.data();
             rule.record.usActions_Num = static_cast<UINT16>(rule.actions.size());
-            records_.push_back(rule.record);
+            records.push_back(rule.record);
         }
-        unit_ = {TQDEVSDK_SMART_CONTROL_CONFIG_RULE_STATUS_TYPE_GLOBAL, 3, static_cast<UINT16>(records_.size()), records_.data()};
-        set_ = {0, 1, {0, 0}, &unit_};
+        unit = {TQDEVSDK_SMART_CONTROL_CONFIG_RULE_STATUS_TYPE_GLOBAL, 3, static_cast<UINT16>(records.size()), records.data()};
     }
     Rules(const Rules &) = delete;
     Rules &operator=(const Rules &) = delete;
 
-    const Set *get() const { return &set_; }
-    std::vector<Record> &records() { return records_; }
-    std::vector<Rule> &rules() { return rules_; }
-
-private:
-    std::vector<Rule> rules_;
-    std::vector<Record> records_;
-    Unit unit_;
-    Set set_;
+    std::vector<Rule> rules;
+    std::vector<Record> records;
+    Unit unit;
+    Set set{0, 1, {0, 0}, &unit};
 };
 
 /// The own serial is HUB, a second the unit of delays; four actions wait or run, four members are known, two rules
@@ -132,7 +124,7 @@ public:
     explicit Engine(const Config &config = DefaultConfig()) : engine_(tqDevSDK_Linkage_New(&config, nullptr)) {}
 
     tqDevSDK_Linkage *get() { return engine_.get(); }
-    int SetRules(const Rules &rules) { return tqDevSDK_Linkage_SetRules(get(), rules.get()); }
+    int SetRules(const Rules &rules) { return tqDevSDK_Linkage_SetRules(get(), &rules.set); }
     int Happen(const Event &event, const Now &now, uint64_t token = 0) { return tqDevSDK_Linkage_Event(get(), &event, token, &now); }
     int Done(uint64_t token, int result, const Now &now) { return tqDevSDK_Linkage_Done(get(), token, result, &now); }
 
@@ -167,7 +159,7 @@ public:
     }
     std::string Reason() { return tqDevSDK_Linkage_ReasonText(tqDevSDK_Linkage_LastReason(get())); }
 
-    std::deque<uint64_t> tokens; ///< Of the RUN effects, in their order.
+    std::vector<uint64_t> tokens; ///< Of the RUN effects, in their order.
 
 private:
     Lines ReadOn(int ring) {

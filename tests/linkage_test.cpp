@@ -73,7 +73,7 @@ TEST(Linkage, FilesEventsByAllTheirPartsAndJudgesEachRuleOnce) {
     // Two events of one rule have the same key; a serial fills its field; a count without an array is none.
     const std::string longest(32, 'S');
     Rules rules({Rule(1, {MakeEvent(longest, 1), MakeEvent(longest, 2)}), Rule(2, {MakeEvent(longest, 2)}), Rule(3)});
-    rules.records()[2].usEvents_Num = 5;
+    rules.records[2].usEvents_Num = 5;
     Engine engine;
     ASSERT_EQ(engine.SetRules(rules), 0);
     EXPECT_EQ(engine.Happen(MakeEvent(longest, 2), After(0)), 2);
@@ -317,11 +317,11 @@ TEST(Linkage, RefusesBadArgumentsAndChangesNothing) {
     EXPECT_EQ(tqDevSDK_Linkage_LastReason(nullptr), TQDEVSDK_LINKAGE_REASON_NULL);
     Rules rules({Rule(1, {kDoor}, {MakeAction("HUB", 20)})});
     engine.SetRules(rules);
-    rules.rules()[0].actions[0].ucValueNum = 17;
+    rules.rules[0].actions[0].ucValueNum = 17;
     // Rules that share their arrays can name more than there is memory for.
     const std::vector<Event> events(65535, kDoor);
     Rules many(std::vector<Rule>(129, Rule(1)));
-    for (Record &record : many.records()) {
+    for (Record &record : many.records) {
         record.pstEvents = const_cast<Event *>(events.data());
         record.usEvents_Num = 65535;
     }
@@ -383,22 +383,22 @@ TEST(Linkage, RefusesNullEverywhere) {
 
 TEST(LinkageRules, CopiesAndComparesAllThatCounts) {
     Rules rules({Rule(1, {kDoor, kMotion}, {MakeAction("HUB", 20, 1)}).Named("Porch"), Rule(2)});
-    rules.records()[1].usActions_Num = 3; // a count without an array
-    Set *const copy = tqDevSDK_Linkage_CopyRules(rules.get());
+    rules.records[1].usActions_Num = 3; // a count without an array
+    Set *const copy = tqDevSDK_Linkage_CopyRules(&rules.set);
     ASSERT_NE(copy, nullptr);
-    EXPECT_EQ(tqDevSDK_Linkage_EqualRules(rules.get(), copy), 1);
+    EXPECT_EQ(tqDevSDK_Linkage_EqualRules(&rules.set, copy), 1);
     EXPECT_EQ(copy->pstUnit->pstRuleUnit[1].usActions_Num, 0U);
     copy->uiVersion = 9;
     copy->pstUnit->pstRuleUnit[0].acRuleName[60] = 'x';           // behind the end
     copy->pstUnit->pstRuleUnit[0].pstActions[0].ausValue[1] = 77; // not used
-    EXPECT_EQ(tqDevSDK_Linkage_EqualRules(rules.get(), copy), 1);
+    EXPECT_EQ(tqDevSDK_Linkage_EqualRules(&rules.set, copy), 1);
 
     Record &rule = copy->pstUnit->pstRuleUnit[0];
     UINT32 differences = 0;
     const auto differs = [&](auto &field) {
         const auto kept = field;
         field = static_cast<std::decay_t<decltype(field)>>(field + 1);
-        differences += tqDevSDK_Linkage_EqualRules(rules.get(), copy) == 0 ? 1 : 0;
+        differences += tqDevSDK_Linkage_EqualRules(&rules.set, copy) == 0 ? 1 : 0;
         field = kept;
     };
     differs(copy->pstUnit->usType), differs(copy->pstUnit->ucChannel), differs(rule.uiRuleId), differs(rule.acUserId[0]);
@@ -411,7 +411,7 @@ TEST(LinkageRules, CopiesAndComparesAllThatCounts) {
     differs(rule.pstActions->uiDelay);
     EXPECT_EQ(differences, 25U);
     --rule.usEvents_Num;
-    EXPECT_EQ(tqDevSDK_Linkage_EqualRules(rules.get(), copy), 0);
+    EXPECT_EQ(tqDevSDK_Linkage_EqualRules(&rules.set, copy), 0);
     tqDevSDK_Linkage_FreeRules(copy);
 }
 
