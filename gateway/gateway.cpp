@@ -14,7 +14,7 @@
 namespace tqgateway {
 namespace {
 
-constexpr std::size_t kShownErrorBytes = 400;
+constexpr std::size_t kShownErrorBytes = 1000;
 
 /// The hub behind the module's callbacks, which carry no context.
 Hub *g_hub = nullptr;
@@ -80,19 +80,20 @@ void Gateway::Take(const std::string &line) {
         return;
     }
     try {
-        if (line[begin] == '#') {
-            output_.Heading(line.substr(begin, line.find_last_not_of(" \t\r") + 1 - begin));
+        const std::string text = line.substr(begin, line.find_last_not_of(" \t\r") + 1 - begin);
+        if (text[0] == '#') {
+            output_.Heading(text);
             return;
         }
         Json json;
         try {
-            json = ParseJson(line);
+            json = ParseJson(text);
         } catch (const LineError &) {
-            output_.Echo(Input::line, line);
+            output_.Echo(Input::line, line, line);
             throw;
         }
-        output_.Echo(Input::line, json.is_object() ? json : Json(line));
-        const std::optional<int> result = CarryOut(parts_, json);
+        output_.Echo(Input::line, json.is_object() ? json : Json(line), text);
+        const std::optional<int> result = CarryOut(parts_, json, text);
         output_.Show({{"result", result ? Json(*result) : Json()}});
     } catch (const std::exception &error) {
         ShowError(error.what());
@@ -100,19 +101,19 @@ void Gateway::Take(const std::string &line) {
 }
 
 void Gateway::TakeEvent(const Json &event) {
-    output_.Echo(Input::event, event);
-    CarryOut(parts_, event);
+    const std::string text = Dump(event);
+    output_.Echo(Input::event, event, text);
+    CarryOut(parts_, event, text);
     output_.ShowPrinted();
 }
 
 void Gateway::Refuse(const std::string &reason) {
-    output_.Echo(Input::refusal, reason);
+    output_.Echo(Input::refusal, reason, reason);
     ShowError(reason);
 }
 
 void Gateway::ShowError(const std::string &reason) {
-    output_.Show(
-        {{"error", reason.size() <= kShownErrorBytes ? reason : reason.substr(0, kShownErrorBytes) + "…"}});
+    output_.Show({{"error", Clipped(reason, kShownErrorBytes)}});
 }
 
 void Gateway::StatusPass() {

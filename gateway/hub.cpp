@@ -125,8 +125,7 @@ char *HeapText(const std::string &text) {
 
 } // namespace
 
-void Hub::Change(const Json &changes) {
-    ObjectReader v(changes, "hub");
+void Hub::Change(ObjectReader v) {
     const std::lock_guard lock(mutex_);
     HubState next = state_;
 
@@ -140,7 +139,7 @@ void Hub::Change(const Json &changes) {
     v.Whole("rules_version", next.rules_version);
     for (const RuleTextRow &row : kRuleTexts) {
         if (const Json *value = v.Find(row.key)) {
-            SetText(next.*row.rules, value->is_null() ? std::nullopt : std::optional(AsText(*value)));
+            SetText(next.*row.rules, value->is_null() ? std::nullopt : std::optional(v.AsWritten(row.key)));
         }
     }
     ChangeSignals(v, next.signals);

@@ -45,7 +45,7 @@ public:
     explicit Hub(Output &output) : output_(output) {}
 
     /// Changes the hub as if by hand, as a `{"hub":{…}}` line says. Throws LineError, then unchanged.
-    void Change(const Json &changes);
+    void Change(ObjectReader changes);
 
     /// The two callbacks of the device application; messages are shown before they are taken.
     int Receive(const tqDevSDK_SmartControl_msg_to_dev &message);

@@ -37,8 +37,8 @@ std::optional<int> Command(const Parts &, ObjectReader &line) {
     line.Whole("domain", command.domain);
     line.Whole("seq", command.seq);
     line.Text("version", sizeof(tqdev_sdk_kernel_submsg::command_ver) - 1, command.version);
-    if (const Json *body = line.Find("body")) {
-        command.body = AsText(*body);
+    if (line.Find("body") != nullptr) {
+        command.body = line.AsWritten("body");
     }
     line.Done();
     return Deliver(command);
@@ -62,7 +62,7 @@ std::string XmlText(const std::string &text) {
 
 std::optional<int> Set(const Parts &, ObjectReader &line) {
     const std::string key = line.Text("set", SIZE_MAX);
-    const std::string value = AsText(line.Get("value"));
+    const std::string value = line.AsWritten("value");
     tqhost::PlatformCommand command;
     line.Whole("seq", command.seq);
     line.Done();
@@ -108,7 +108,7 @@ tqhost::ModelMessage ReadModel(ObjectReader &line, const char *key) {
     const Json *body = line.Find("body");
     message.value_type = body == nullptr ? model_data_type_null : ValueType(*body);
     if (body != nullptr && (body->is_string() || body->is_structured())) {
-        message.text = AsText(*body);
+        message.text = line.AsWritten("body");
     }
     return message;
 }
@@ -128,7 +128,7 @@ std::optional<int> ModelReply(const Parts &, ObjectReader &line) {
 
 std::optional<int> Shadow(const Parts &, ObjectReader &line) {
     const std::string key = line.Text("shadow", SIZE_MAX);
-    const std::string value = AsText(line.Get("value"));
+    const std::string value = line.AsWritten("value");
     line.Done();
     return Registered(tqhost::ShadowDesire(key, value), "shadow", key);
 }
@@ -225,7 +225,7 @@ std::optional<int> Host(const Parts &, ObjectReader &line) {
 // ---- The device. ----
 
 std::optional<int> HubChange(const Parts &parts, ObjectReader &line) {
-    const Json &changes = line.Get("hub");
+    const ObjectReader changes = line.Inner("hub");
     line.Done();
     parts.hub.Change(changes);
     return std::nullopt;
@@ -267,8 +267,8 @@ const LineKind *KindOf(const Json &line) {
     return nullptr;
 }
 
-std::optional<int> CarryOut(const Parts &parts, const Json &line) {
-    ObjectReader reader(line, "");
+std::optional<int> CarryOut(const Parts &parts, const Json &line, const std::string &text) {
+    ObjectReader reader(line, "", text);
     const LineKind *kind = KindOf(line);
     std::string known;
     for (const LineKind &row : kLineKinds) {

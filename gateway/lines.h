@@ -27,9 +27,9 @@ struct LineKind {
 /// The kind of a line, the first whose key it has; null for none.
 const LineKind *KindOf(const Json &line);
 
-/// Carries out one line; what it causes is shown meanwhile. The result of the call, nothing where it
-/// returns nothing. Throws LineError when the line is not understood; nothing was done then.
-std::optional<int> CarryOut(const Parts &parts, const Json &line);
+/// Carries out one line, `text` as it was written; what it causes is shown meanwhile. The result of the call,
+/// nothing where it returns nothing. Throws LineError when the line is not understood; nothing was done then.
+std::optional<int> CarryOut(const Parts &parts, const Json &line, const std::string &text);
 
 } // namespace tqgateway
 

@@ -416,7 +416,7 @@ public:
     }
 
     void Show(const Json &line) override { connection_->Send(Dump(line)); }
-    void Echo(Input, const Json &) override {}
+    void Echo(Input, const Json &, const std::string &) override {}
     void Heading(const std::string &) override {}
 
     std::optional<Arrival> Next() override { return connection_->Next(); }

@@ -22,7 +22,7 @@ public:
     explicit JsonLines(LineWriter &writer) : writer_(writer) {}
 
     void Show(const Json &line) override { writer_.Write(Dump(line)); }
-    void Echo(Input, const Json &) override {}
+    void Echo(Input, const Json &, const std::string &) override {}
     void Heading(const std::string &) override {}
 
 private:
@@ -83,11 +83,11 @@ void Output::Show(const Json &line) {
     ShowLocked(line);
 }
 
-void Output::Echo(Input what, const Json &input) {
+void Output::Echo(Input what, const Json &input, const std::string &text) {
     const std::lock_guard lock(mutex_);
     ShowPrintedLocked();
     for (Sink *sink : sinks_) {
-        sink->Echo(what, input);
+        sink->Echo(what, input, text);
     }
 }
 

@@ -21,8 +21,10 @@ enum class Input { line, event, refusal };
 class Sink {
 public:
     virtual ~Sink() = default;
-    virtual void Show(const Json &line) = 0;              ///< A line out.
-    virtual void Echo(Input what, const Json &input) = 0; ///< Before it is carried out.
+    virtual void Show(const Json &line) = 0; ///< A line out.
+
+    /// An input before it is carried out, also as it was written.
+    virtual void Echo(Input what, const Json &input, const std::string &text) = 0;
     virtual void Heading(const std::string &comment) = 0;
 };
 
@@ -65,7 +67,7 @@ public:
     Output(StdoutCapture &captured, const std::vector<Sink *> &sinks);
 
     void Show(const Json &line);
-    void Echo(Input what, const Json &input);
+    void Echo(Input what, const Json &input, const std::string &text);
     void Heading(const std::string &comment);
     void ShowPrinted(); ///< Only what was printed.
 

@@ -47,8 +47,9 @@ public:
     }
 
     void Show(const Json &line) override { Write(Dump({{"out", line}})); }
-    void Echo(Input what, const Json &input) override {
-        Write(Dump({{KeyOf(what), IsUtf8(input) ? input : Bytes(input)}}));
+    void Echo(Input what, const Json &input, const std::string &text) override {
+        const std::string key = std::string("{\"") + KeyOf(what) + "\":";
+        Write(key + (input.is_object() ? text : Dump(IsUtf8(input) ? input : Bytes(input))) + '}');
     }
     void Heading(const std::string &comment) override { Write(comment); }
 
@@ -88,7 +89,7 @@ private:
 class Collector : public Sink {
 public:
     void Show(const Json &line) override { lines_.push_back(line); }
-    void Echo(Input, const Json &) override {}
+    void Echo(Input, const Json &, const std::string &) override {}
     void Heading(const std::string &) override {}
 
     std::vector<Json> Take() { return std::exchange(lines_, {}); }
@@ -109,6 +110,7 @@ struct RecordedStep {
     std::vector<std::string> comments; ///< Before the input.
     Input what;
     Json input;
+    std::string text; ///< The input as it was written.
     std::vector<RecordedOutput> outputs;
 };
 
@@ -152,7 +154,7 @@ Json ReadInput(const Json &recorded, Input what) {
 }
 
 /// Adds a line after the session.
-void ReadStep(const Json &json, std::size_t number, Recording &recording) {
+void ReadStep(const Json &json, const std::string &text, std::size_t number, Recording &recording) {
     ObjectReader line(json, "");
     if (const Json *output = line.Find("out")) {
         recording.steps.back().outputs.push_back({number, *output});
@@ -161,8 +163,14 @@ void ReadStep(const Json &json, std::size_t number, Recording &recording) {
     }
     for (const InputKey &row : kInputKeys) {
         if (const Json *input = line.Find(row.key)) {
+            const Json taken = ReadInput(*input, row.what);
             recording.steps.push_back(
-                {number, std::exchange(recording.comments, {}), row.what, ReadInput(*input, row.what), {}});
+                {number,
+                 std::exchange(recording.comments, {}),
+                 row.what,
+                 taken,
+                 taken.is_object() ? std::string(MemberText(text, row.key)) : AsText(taken),
+                 {}});
             line.Done();
             return;
         }
@@ -196,9 +204,9 @@ Recording ReadRecording(const std::string &file) {
             if (recording.steps.empty()) {
                 ObjectReader line(json, "");
                 recording.session = ReadSession(line);
-                recording.steps.push_back({number, {}, Input::line, {}, {}});
+                recording.steps.push_back({number, {}, Input::line, {}, {}, {}});
             } else {
-                ReadStep(json, number, recording);
+                ReadStep(json, text, number, recording);
             }
         } catch (const LineError &error) {
             throw BadLine(file, number, error);
@@ -278,7 +286,7 @@ std::string Difference(const RecordedStep &step, const std::vector<Json> &lines,
 void Feed(const RecordedStep &step, Gateway &gateway) {
     switch (step.what) {
     case Input::line:
-        gateway.Take(AsText(step.input));
+        gateway.Take(step.text);
         break;
     case Input::event:
         gateway.TakeEvent(step.input);

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "lines.h"
+#include "printable.h"
 
 namespace tqgateway {
 namespace {
@@ -70,22 +71,24 @@ std::string CommandText(const Json &number) {
     return AsText(number);
 }
 
-/// Control characters escaped, so that a message cannot steer the terminal or break its line.
-std::string Printable(const std::string &text) {
-    std::string printable;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '\n') {
-            printable += "\\n";
-        } else if (c == '\t') {
-            printable += "\\t";
-        } else if (byte < 0x20 || byte == 0x7f) {
-            printable += '?';
-        } else {
-            printable += c;
+/// A value as JSON, the bytes of its texts as they are.
+std::string ValueText(const Json &value) {
+    if (value.is_string()) {
+        std::string text = "\"";
+        for (const char c : value.get_ref<const std::string &>()) {
+            text += (c == '"' || c == '\\' ? "\\" : "") + std::string(1, c);
         }
+        return text + '"';
     }
-    return printable;
+    if (!value.is_structured()) {
+        return Dump(value);
+    }
+    std::string text;
+    for (const auto &item : value.items()) {
+        text += (text.empty() ? "" : ",") + (value.is_object() ? ValueText(item.key()) + ':' : "") +
+                ValueText(item.value());
+    }
+    return value.is_object() ? '{' + text + '}' : '[' + text + ']';
 }
 
 /// An XML document without its declaration, its attributes as they were before they were quoted.
@@ -108,16 +111,20 @@ std::string Padded(std::string text, std::size_t columns) {
     return text;
 }
 
-/// "name=value" of all members but two.
-std::string FieldsText(const Json &object, const std::string &but, const std::string &and_but) {
+/// "name=value" of all members but two; with the text of an input, numbers and the like as they are there.
+std::string FieldsText(const Json &object, std::string_view written, const std::string &but,
+                       const std::string &and_but) {
     std::string text;
-    for (const auto &member : object.items()) {
-        if (member.key() == but || member.key() == and_but) {
+    for (const auto &[key, value] : object.items()) {
+        if (key == but || key == and_but) {
             continue;
         }
-        const bool plain = member.key() == "body" || member.key() == "value";
-        text += (text.empty() ? "" : " ") + Printable(member.key()) + '=';
-        text += plain ? Printable(PlainXml(AsText(member.value()))) : Dump(member.value());
+        text += (text.empty() ? "" : " ") + key + '=';
+        if (value.is_string()) {
+            text += key == "body" || key == "value" ? PlainXml(AsText(value)) : ValueText(value);
+        } else {
+            text += written.empty() ? ValueText(value) : std::string(MemberText(written, key));
+        }
     }
     return Clipped(text, kShownBytes);
 }
@@ -126,12 +133,12 @@ class Timeline : public Sink {
 public:
     Timeline(LineWriter &writer, bool coloured) : writer_(writer), coloured_(coloured) {}
 
-    void Echo(Input what, const Json &input) override {
+    void Echo(Input what, const Json &input, const std::string &text) override {
         if (what == Input::refusal) {
             return; // its error says it all
         }
         if (const LineKind *kind = KindOf(input)) {
-            Message(input, kind->key, kind->label, kind->from, kind->to);
+            Message(input, text, kind->key, kind->label, kind->from, kind->to);
         } else {
             Unknown(input);
         }
@@ -139,17 +146,16 @@ public:
 
     void Heading(const std::string &comment) override {
         writer_.Write("");
-        Write(kBold, Printable(comment));
+        Write(kBold, comment);
     }
 
     void Show(const Json &line) override {
         if (line.contains("to")) {
             MessageOut(line);
         } else if (line.contains("log")) {
-            Write(kDim,
-                  Row("log " + AsText(line["log"]), Clipped(Printable(AsText(line["text"])), kShownBytes)));
+            Write(kDim, Row("log " + AsText(line["log"]), Clipped(AsText(line["text"]), kShownBytes)));
         } else if (line.contains("error")) {
-            Write(kRed, Row("", "error: " + Printable(AsText(line["error"]))));
+            Write(kRed, Row("", "error: " + AsText(line["error"])));
         } else if (line["result"].is_null()) {
             Write(kDim, Row("", "done"));
         } else {
@@ -158,7 +164,7 @@ public:
     }
 
 private:
-    void Unknown(const Json &line) { Write(kPlain, Row("?", Clipped(Printable(AsText(line)), kShownBytes))); }
+    void Unknown(const Json &line) { Write(kPlain, Row("?", Clipped(AsText(line), kShownBytes))); }
 
     void MessageOut(const Json &line) {
         const auto out = std::find_if(std::begin(kOutLabels), std::end(kOutLabels),
@@ -166,20 +172,21 @@ private:
         if (out == std::end(kOutLabels)) {
             Unknown(line);
         } else {
-            Message(line, out->key, out->label, "module", AsText(line["to"]));
+            Message(line, "", out->key, out->label, "module", AsText(line["to"]));
         }
     }
 
-    void Message(const Json &line, const std::string &key, std::string name, const std::string &from,
-                 const std::string &to) {
+    void Message(const Json &line, std::string_view text, const std::string &key, std::string name,
+                 const std::string &from, const std::string &to) {
         const Json &value = line[key];
         if (key == "command") {
             name += CommandText(value);
         } else if (!value.is_object() && !value.is_boolean()) {
-            name += Printable(AsText(value));
+            name += AsText(value);
         }
         const std::string fields =
-            value.is_object() ? FieldsText(value, "", "") : FieldsText(line, key, "to");
+            value.is_object() ? FieldsText(value, text.empty() ? text : MemberText(text, key), "", "")
+                              : FieldsText(line, text, key, "to");
 
         const auto arrow = std::find_if(std::begin(kArrows), std::end(kArrows),
                                         [&](const Arrow &row) { return from == row.from && to == row.to; });
@@ -194,9 +201,12 @@ private:
         return Padded(left, 19 + arrow_extra) + "  " + right;
     }
 
+    /// All that is shown passes here, so nothing from outside gets past Printable.
     void Write(const char *colour, const std::string &text, const std::string &rest = {}) {
         const bool paint = coloured_ && *colour != '\0';
-        writer_.Write((paint ? colour + text + kReset : text) + (rest.empty() ? "" : ' ' + rest));
+        const std::string shown = Printable(text);
+        writer_.Write((paint ? colour + shown + kReset : shown) +
+                      (rest.empty() ? "" : ' ' + Printable(rest)));
     }
 
     LineWriter &writer_;
