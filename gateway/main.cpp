@@ -34,13 +34,34 @@ FileDescriptor OpenNamed(const std::string &file, int flags) {
     return opened;
 }
 
+/// Whether the standard output shows a timeline.
+bool ShowsText(const Options &options, int fd) {
+    return options.text || (isatty(fd) != 0 && !options.json);
+}
+
 /// What the standard output shows.
-std::unique_ptr<Sink> MakeShown(const Options &options, int fd, LineWriter &writer) {
-    const bool terminal = isatty(fd) != 0;
-    if (options.text || (terminal && !options.json)) {
-        return MakeTimeline(writer, terminal && getenv("NO_COLOR") == nullptr);
+std::unique_ptr<Sink> MakeShown(const Options &options, int fd, LineQueue &queue) {
+    if (ShowsText(options, fd)) {
+        return MakeTimeline(queue, isatty(fd) != 0 && getenv("NO_COLOR") == nullptr);
     }
-    return MakeJsonLines(writer);
+    return MakeJsonLines(queue);
+}
+
+/// The exit code of what the standard output shows; says what its reader did not get. One that has seen
+/// enough and is gone is no failure.
+int Conclude(const LineQueue &queue) {
+    if (queue.Error() == EPIPE) {
+        return EXIT_SUCCESS;
+    }
+    if (queue.Error() != 0) {
+        Say(std::string("standard output: ") + strerror(queue.Error()));
+    } else if (queue.LeftOut() > 0) {
+        Say("standard output: its reader stood still and missed " + std::to_string(queue.LeftOut()) +
+            " lines");
+    } else {
+        return EXIT_SUCCESS;
+    }
+    return kExitFailed;
 }
 
 /// The exit code of a writer; says why it could not write all lines.
@@ -59,9 +80,11 @@ int Run(const Options &options) {
     const FileDescriptor stop = OpenStopSignals();
 
     StdoutCapture captured;
-    LineWriter standard_output(captured.Terminal(), RequestStop);
+    const int shown_fd = captured.Terminal();
+    LineQueue standard_output(
+        shown_fd, {stop.Get(), RequestStop, ShowsText(options, shown_fd) ? DroppedText : DroppedLine});
     LineWriter record_file(record.Get(), RequestStop);
-    const auto shown = MakeShown(options, captured.Terminal(), standard_output);
+    const auto shown = MakeShown(options, shown_fd, standard_output);
     const auto recorder = options.record.empty() ? nullptr : MakeRecorder(record_file, options.session);
     Output output(captured, {shown.get(), recorder.get(), link.get()});
 
@@ -85,10 +108,8 @@ int Run(const Options &options) {
     if (link) {
         link->Close(); // with all that the gateway's end caused
     }
-    if (standard_output.Error() != EPIPE) { // a reader that has seen enough is no failure
-        code = std::max(code, Conclude(standard_output, "standard output"));
-    }
-    return std::max(code, Conclude(record_file, options.record));
+    standard_output.Close();
+    return std::max({code, Conclude(standard_output), Conclude(record_file, options.record)});
 }
 
 int RunReplay(const Options &options) {

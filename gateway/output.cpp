@@ -19,14 +19,14 @@ namespace {
 
 class JsonLines : public Sink {
 public:
-    explicit JsonLines(LineWriter &writer) : writer_(writer) {}
+    explicit JsonLines(LineQueue &queue) : queue_(queue) {}
 
-    void Show(const Json &line) override { writer_.Write(Dump(line)); }
+    void Show(const Json &line) override { queue_.Write(Dump(line)); }
     void Echo(Input, const Json &, const std::string &) override {}
     void Heading(const std::string &) override {}
 
 private:
-    LineWriter &writer_;
+    LineQueue &queue_;
 };
 
 } // namespace
@@ -44,8 +44,12 @@ void LineWriter::Write(std::string text) {
     }
 }
 
-std::unique_ptr<Sink> MakeJsonLines(LineWriter &writer) {
-    return std::make_unique<JsonLines>(writer);
+std::string DroppedLine(std::size_t lines) {
+    return Dump({{"dropped", lines}});
+}
+
+std::unique_ptr<Sink> MakeJsonLines(LineQueue &queue) {
+    return std::make_unique<JsonLines>(queue);
 }
 
 StdoutCapture::StdoutCapture()

@@ -10,6 +10,7 @@
 
 #include "file_descriptor.h"
 #include "json.h"
+#include "line_queue.h"
 
 namespace tqgateway {
 
@@ -28,7 +29,8 @@ public:
     virtual void Heading(const std::string &comment) = 0;
 };
 
-/// Writes lines to a file descriptor until that fails, which asks the program to stop.
+/// Writes lines to a file descriptor, each before the next thing happens, until that fails, which asks the
+/// program to stop.
 class LineWriter {
 public:
     LineWriter(int fd, void (*failed)()) : fd_(fd), failed_(failed) {}
@@ -42,8 +44,11 @@ private:
     int error_ = 0;
 };
 
+/// The JSON line that stands for so many lines that did not fit.
+std::string DroppedLine(std::size_t lines);
+
 /// JSON Lines, of the lines out only.
-std::unique_ptr<Sink> MakeJsonLines(LineWriter &writer);
+std::unique_ptr<Sink> MakeJsonLines(LineQueue &queue);
 
 /// Takes what the process prints on its standard output, from construction to the end of the process.
 class StdoutCapture {

@@ -131,7 +131,7 @@ std::string FieldsText(const Json &object, std::string_view written, const std::
 
 class Timeline : public Sink {
 public:
-    Timeline(LineWriter &writer, bool coloured) : writer_(writer), coloured_(coloured) {}
+    Timeline(LineQueue &queue, bool coloured) : queue_(queue), coloured_(coloured) {}
 
     void Echo(Input what, const Json &input, const std::string &text) override {
         if (what == Input::refusal) {
@@ -145,7 +145,7 @@ public:
     }
 
     void Heading(const std::string &comment) override {
-        writer_.Write("");
+        queue_.Write("");
         Write(kBold, comment);
     }
 
@@ -205,18 +205,22 @@ private:
     void Write(const char *colour, const std::string &text, const std::string &rest = {}) {
         const bool paint = coloured_ && *colour != '\0';
         const std::string shown = Printable(text);
-        writer_.Write((paint ? colour + shown + kReset : shown) +
-                      (rest.empty() ? "" : ' ' + Printable(rest)));
+        queue_.Write((paint ? colour + shown + kReset : shown) + (rest.empty() ? "" : ' ' + Printable(rest)));
     }
 
-    LineWriter &writer_;
+    LineQueue &queue_;
     bool coloured_;
 };
 
 } // namespace
 
-std::unique_ptr<Sink> MakeTimeline(LineWriter &writer, bool coloured) {
-    return std::make_unique<Timeline>(writer, coloured);
+std::unique_ptr<Sink> MakeTimeline(LineQueue &queue, bool coloured) {
+    return std::make_unique<Timeline>(queue, coloured);
+}
+
+std::string DroppedText(std::size_t lines) {
+    return "... " + std::to_string(lines) + (lines == 1 ? " line" : " lines") +
+           " left out: the reader stood still";
 }
 
 } // namespace tqgateway

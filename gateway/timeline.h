@@ -10,7 +10,10 @@
 namespace tqgateway {
 
 /// A timeline: one line per message with its direction, name and fields.
-std::unique_ptr<Sink> MakeTimeline(LineWriter &writer, bool coloured);
+std::unique_ptr<Sink> MakeTimeline(LineQueue &queue, bool coloured);
+
+/// What the timeline says in the place of so many lines that did not fit.
+std::string DroppedText(std::size_t lines);
 
 } // namespace tqgateway
 
