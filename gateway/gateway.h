@@ -15,6 +15,7 @@ namespace tqgateway {
 struct Parts {
     const Module &module;
     Hub &hub;
+    Output &output;
 };
 
 /// Lines, from whatever they come, go in one by one; everything goes out through `output`. There can be
@@ -51,7 +52,7 @@ private:
     Module module_;
     Output &output_;
     Hub hub_;
-    const Parts parts_{module_, hub_};
+    const Parts parts_{module_, hub_, output_};
 };
 
 } // namespace tqgateway

@@ -151,6 +151,29 @@ void Hub::Change(ObjectReader v) {
     std::swap(state_, next);
 }
 
+Json Hub::Describe() {
+    const std::lock_guard lock(mutex_);
+    Json hub = Json::object();
+    for (const Setting &row : kSettings) {
+        hub[row.key] = state_.*row.value;
+    }
+    hub["icr_dss"] = {{"mode", state_.icr_dss.ucMode},
+                      {"sensitivity", state_.icr_dss.ucSensitivity},
+                      {"autoTimeBegin", tqdev_MakeTimeHHMM(state_.icr_dss.autoTime.begin)},
+                      {"autoTimeEnd", tqdev_MakeTimeHHMM(state_.icr_dss.autoTime.end)}};
+    hub["rules"] = state_.rules ? WriteRules(*state_.rules) : Json();
+    hub["rules_version"] = state_.rules_version;
+    for (const RuleTextRow &row : kRuleTexts) {
+        const RuleText &rules = state_.*row.rules;
+        hub[row.key] = rules.text ? ParseOrText(*rules.text) : Json();
+    }
+    hub["signals"] = state_.signals;
+    hub["ssid"] = state_.ssid;
+    hub["recv_msg"] = state_.recv_msg;
+    hub["on_get_runtime_info"] = state_.on_get_runtime_info;
+    return hub;
+}
+
 int Hub::Receive(const tqDevSDK_SmartControl_msg_to_dev &message) {
     output_.Show(DeviceLine(message));
 

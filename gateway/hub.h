@@ -47,6 +47,9 @@ public:
     /// Changes the hub as if by hand, as a `{"hub":{…}}` line says. Throws LineError, then unchanged.
     void Change(ObjectReader changes);
 
+    /// The hub as it is, in the form that Change takes.
+    Json Describe();
+
     /// The two callbacks of the device application; messages are shown before they are taken.
     int Receive(const tqDevSDK_SmartControl_msg_to_dev &message);
     int Answer(tqDevSDK_SmartControl_runtime_info &info);

@@ -161,11 +161,12 @@ std::string_view MemberText(std::string_view object, std::string_view name) {
     return found;
 }
 
-std::string Expected(const std::string &given, std::vector<std::string> names) {
+std::string Expected(const std::string &given, std::vector<std::string> names, std::size_t most) {
     const std::string_view compared = std::string_view(given).substr(0, kShownNameBytes);
     std::stable_sort(names.begin(), names.end(), [&](const std::string &a, const std::string &b) {
         return Distance(compared, a) < Distance(compared, b);
     });
+    names.resize(std::min(names.size(), most));
     std::string text = "expected";
     for (std::size_t i = 0; i < names.size(); ++i) {
         text += (i == 0 ? " " : i + 1 == names.size() ? " or " : ", ") + names[i];

@@ -42,8 +42,9 @@ std::string AsText(const Json &value);
 /// with the name that of the last, which is also the one that a parsed object has. Empty when there is none.
 std::string_view MemberText(std::string_view object, std::string_view name);
 
-/// "expected a, b or c": the names of which one was meant, those most like the given one first.
-std::string Expected(const std::string &given, std::vector<std::string> names);
+/// "expected a, b or c": the names of which one was meant, those most like the given one first, `most` at
+/// most.
+std::string Expected(const std::string &given, std::vector<std::string> names, std::size_t most = SIZE_MAX);
 
 /// The text up to about so many bytes, and how long it is when that is not all.
 std::string Clipped(std::string text, std::size_t bytes);

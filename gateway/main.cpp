@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "editor.h"
 #include "feed.h"
 #include "options.h"
 #include "process.h"
@@ -96,6 +97,8 @@ int Run(const Options &options) {
         try {
             if (link) {
                 FeedArrivals(*link, stop.Get(), gateway);
+            } else if (options.script.empty() && isatty(STDIN_FILENO) != 0) {
+                FeedTerminal(STDIN_FILENO, stop.Get(), gateway, standard_output);
             } else {
                 FeedLines(options.script.empty() ? STDIN_FILENO : script.Get(), stop.Get(), gateway);
             }

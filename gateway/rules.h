@@ -22,6 +22,9 @@ RuleSet CopyRules(const tqDevSDK_SmartControl_ConfigRules &rules);
 /// The rule set at "rules", as the shadow carries it; null is an empty one. Throws LineError.
 RuleSet ReadRules(ObjectReader hub);
 
+/// A rule set in the form that ReadRules takes.
+Json WriteRules(const tqDevSDK_SmartControl_ConfigRules &rules);
+
 /// Seconds after midnight of a text from 0:00 to 23:59. Throws LineError.
 time_t ReadTime(const std::string &text, const std::string &path);
 

@@ -23,15 +23,17 @@ constexpr const char *kDim = "\033[2m";
 constexpr const char *kRed = "\033[31m";
 constexpr const char *kReset = "\033[0m";
 
-/// What stands before the value of a key that a line out is known by.
+/// Whom a line out with this key is from, and what stands before the key's value.
 struct OutLabel {
     const char *key;
+    const char *from;
     const char *label;
 };
 
 constexpr OutLabel kOutLabels[] = {
-    {"command", ""},       {"model", "model "}, {"model_reply", "reply "},
-    {"shadow", "shadow "}, {"msg", ""},         {"dclog", "dclog "},
+    {"command", "module", ""},       {"model", "module", "model "}, {"model_reply", "module", "reply "},
+    {"shadow", "module", "shadow "}, {"msg", "module", ""},         {"dclog", "module", "dclog "},
+    {"hub", "device", "state"},      {"host", "host", "state"},
 };
 
 struct Arrow {
@@ -172,7 +174,7 @@ private:
         if (out == std::end(kOutLabels)) {
             Unknown(line);
         } else {
-            Message(line, "", out->key, out->label, "module", AsText(line["to"]));
+            Message(line, "", out->key, out->label, out->from, AsText(line["to"]));
         }
     }
 
