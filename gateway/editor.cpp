@@ -14,6 +14,7 @@
 
 #include <histedit.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include "history.h"
@@ -61,8 +62,8 @@ std::string CommonBeginning(const std::vector<std::string> &words) {
 
 class Editor {
 public:
-    Editor(int fd, int stop_fd)
-        : fd_(fd), stop_fd_(stop_fd), in_(OpenTerminal(fd, "r")), out_(OpenTerminal(fd, "w")),
+    Editor(int fd, int stop_fd, LineQueue &shown)
+        : fd_(fd), stop_fd_(stop_fd), shown_(shown), in_(OpenTerminal(fd, "r")), out_(OpenTerminal(fd, "w")),
           history_(history_init()), editor_(el_init("tq_gateway", in_.get(), out_.get(), out_.get())) {
         if (!history_ || !editor_) {
             throw std::runtime_error("the line editor could not be started");
@@ -88,8 +89,11 @@ public:
 
     /// Asks for a line, without its newline; nothing at the end of the input or when the program is to stop.
     std::optional<std::string> Next() {
+        shown_.Flush();
+        between_fd_ = shown_.Prompting(true);
         int length = 0;
         const char *line = el_gets(editor_.get(), &length);
+        shown_.Prompting(false);
         if (line == nullptr || length <= 0 || stopped_) {
             Print("\n");
             return std::nullopt;
@@ -148,15 +152,24 @@ private:
     bool Fill() {
         buffer_.resize(4096);
         read_ = 0;
-        pollfd waiting[] = {{fd_, POLLIN, 0}, {stop_fd_, POLLIN, 0}};
-        ssize_t got = -1;
-        do {
-            const bool ready = poll(waiting, 2, -1) > 0;
-            stopped_ = ready && waiting[1].revents != 0;
-            got = !ready || stopped_ ? -1 : read(fd_, buffer_.data(), buffer_.size());
-        } while (got < 0 && !stopped_ && errno == EINTR);
+        WaitForInput();
+        const ssize_t got = stopped_ ? 0 : read(fd_, buffer_.data(), buffer_.size());
         buffer_.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
         return got > 0;
+    }
+
+    /// Waits until there is something to read or the program is to stop. Lines that come meanwhile stand
+    /// before what is being typed.
+    void WaitForInput() {
+        pollfd waiting[] = {{fd_, POLLIN, 0}, {stop_fd_, POLLIN, 0}, {between_fd_, POLLIN, 0}};
+        do {
+            eventfd_t count = 0;
+            if (poll(waiting, 3, -1) > 0 && waiting[2].revents != 0 &&
+                eventfd_read(between_fd_, &count) == 0) {
+                el_set(editor_.get(), EL_REFRESH);
+            }
+            stopped_ = waiting[1].revents != 0;
+        } while (!stopped_ && waiting[0].revents == 0);
     }
 
     static unsigned char Complete(EditLine *editor, int) {
@@ -197,6 +210,8 @@ private:
 
     const int fd_;
     const int stop_fd_;
+    LineQueue &shown_;
+    int between_fd_ = -1;
     bool stopped_ = false;
     std::string buffer_;
     std::size_t read_ = 0;
@@ -224,8 +239,7 @@ std::optional<std::string> HelpTopic(const std::string &typed) {
 
 void FeedTerminal(int fd, int stop_fd, Gateway &gateway, LineQueue &shown) {
     setlocale(LC_CTYPE, "C.UTF-8"); // what lines are written in, whatever the environment says
-    Editor editor(fd, stop_fd);
-    shown.Flush();
+    Editor editor(fd, stop_fd, shown);
     while (const std::optional<std::string> typed = editor.Next()) {
         try {
             if (const auto topic = HelpTopic(*typed)) {
@@ -244,7 +258,6 @@ void FeedTerminal(int fd, int stop_fd, Gateway &gateway, LineQueue &shown) {
         } catch (const LineError &error) {
             editor.Print("error: " + Printable(error.what()) + '\n');
         }
-        shown.Flush();
     }
 }
 

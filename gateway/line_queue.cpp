@@ -7,12 +7,14 @@
 #include <chrono>
 #include <climits>
 #include <condition_variable>
+#include <cstring>
 #include <mutex>
 #include <thread>
 #include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include "file_descriptor.h"
@@ -27,6 +29,8 @@ constexpr std::size_t kMostBytes = std::size_t{16} << 20;
 constexpr milliseconds kPatience{800}; // twice, for a line and for the end, is less than two seconds
 constexpr milliseconds kLook{50};      // the longest until a stop is noticed
 
+constexpr const char *kClearLine = "\r\033[K";
+
 /// Bytes written at once, few enough that a reader's progress shows.
 constexpr std::size_t kChunk = PIPE_BUF;
 
@@ -39,7 +43,9 @@ bool Ready(int fd, short events, int timeout_ms) {
 
 class LineQueue::State {
 public:
-    State(int fd, Owner owner) : fd_(fcntl(fd, F_DUPFD_CLOEXEC, 3)), owner_(owner) {}
+    State(int fd, Owner owner)
+        : fd_(fcntl(fd, F_DUPFD_CLOEXEC, 3)), between_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+          owner_(owner) {}
 
     /// The thread's: writes until the queue is closed and empty.
     void Run() {
@@ -49,7 +55,11 @@ public:
             if (waiting_.empty()) {
                 return;
             }
-            const std::string text = std::exchange(waiting_, {});
+            std::string text = std::exchange(waiting_, {});
+            if (prompting_) {
+                text.insert(0, kClearLine);
+                unwritten_ += strlen(kClearLine);
+            }
             for (std::size_t done = 0; done < text.size() && error_ == 0;) {
                 lock.unlock();
                 const std::size_t written =
@@ -61,7 +71,16 @@ public:
                 done += written;
                 changed_.notify_all();
             }
+            if (prompting_) {
+                eventfd_write(between_.Get(), 1);
+            }
         }
+    }
+
+    int Prompting(bool prompting) {
+        const std::lock_guard lock(mutex_);
+        prompting_ = prompting;
+        return between_.Get();
     }
 
     void Add(std::string line) {
@@ -159,6 +178,7 @@ private:
     }
 
     const FileDescriptor fd_; ///< Its own, so that it stays open as long as the thread needs it.
+    const FileDescriptor between_;
     const Owner owner_;
 
     std::mutex mutex_;
@@ -170,6 +190,7 @@ private:
     std::size_t unwritten_then_ = 0;
     std::size_t left_out_ = 0;
     std::size_t untold_ = 0; ///< Left out, and no line says so yet.
+    bool prompting_ = false;
     bool closed_ = false;
     int error_ = 0;
 };
@@ -188,6 +209,10 @@ void LineQueue::Write(std::string line) {
 
 void LineQueue::Flush() {
     state_->Flush();
+}
+
+int LineQueue::Prompting(bool prompting) {
+    return state_->Prompting(prompting);
 }
 
 void LineQueue::Close() {

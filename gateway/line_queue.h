@@ -27,6 +27,10 @@ public:
     void Write(std::string line); ///< The line and a newline.
     void Flush();                 ///< Waits until all is written, or the reader takes nothing for so long.
 
+    /// From now on somebody types on the terminal that the lines go to, or no longer: the place of a line is
+    /// cleared first. Returns what becomes readable, 8 bytes, when lines came in between.
+    int Prompting(bool prompting);
+
     /// Flushes for the last time; no longer than that for any reader once the program is to stop.
     void Close();
 

@@ -560,8 +560,8 @@ void ReadDclog(RecordReader &reader, Report &report) {
 
 template <typename Record>
 void DescribePlain(RecordDescriber &v) {
-    Record record{};
-    Fields(v, record);
+    const HeapBlock record(AllocateItems<Record>(1));
+    Fields(v, *static_cast<Record *>(record.get()));
 }
 
 void DescribeDclog(RecordDescriber &v) {
