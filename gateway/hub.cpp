@@ -88,6 +88,12 @@ void ChangeSignals(ObjectReader &hub, std::map<std::string, int> &signals) {
     }
 }
 
+/// The value that a hub line takes for this very text.
+Json RuleTextValue(const std::string &text) {
+    Json value = ParseOrText(text);
+    return value.is_structured() && Dump(value) == text ? value : Json(text);
+}
+
 // ---- Answers. ----
 
 /// The listed strength by serial, then by MAC address; 0 when neither is listed.
@@ -165,7 +171,7 @@ Json Hub::Describe() {
     hub["rules_version"] = state_.rules_version;
     for (const RuleTextRow &row : kRuleTexts) {
         const RuleText &rules = state_.*row.rules;
-        hub[row.key] = rules.text ? ParseOrText(*rules.text) : Json();
+        hub[row.key] = rules.text ? RuleTextValue(*rules.text) : Json();
     }
     hub["signals"] = state_.signals;
     hub["ssid"] = state_.ssid;

@@ -88,7 +88,7 @@ public:
         std::unique_lock lock(mutex_);
         const auto has_room = [&] { return unwritten_ == 0 || unwritten_ + line.size() <= kMostBytes; };
         const bool still = stood_still_ && unwritten_ == unwritten_then_;
-        stood_still_ = !has_room() && (still || !Await(lock, has_room));
+        stood_still_ = still || (!has_room() && !Await(lock, has_room));
         unwritten_then_ = unwritten_;
         if (stood_still_) {
             ++left_out_;
@@ -186,7 +186,7 @@ private:
     std::string waiting_;             ///< What the thread has not begun with.
     std::size_t unwritten_ = 0;       ///< Bytes that wait or are being written.
     std::size_t unwritten_lines_ = 0; ///< Lines likewise.
-    bool stood_still_ = false;        ///< The last line was left out, with so many bytes before it:
+    bool stood_still_ = false; ///< The last line was left out, and so is the next, with so many bytes left:
     std::size_t unwritten_then_ = 0;
     std::size_t left_out_ = 0;
     std::size_t untold_ = 0; ///< Left out, and no line says so yet.

@@ -35,7 +35,7 @@ int Registered(std::optional<int> result, const char *key, const std::string &ta
 
 std::optional<int> Deliver(const tqhost::PlatformCommand &command) {
     if (!tqhost::DeliverCommand(command)) {
-        throw LineError("domain: " + std::to_string(command.domain) + " is not registered, expected 7000");
+        throw LineError("domain: " + std::to_string(command.domain) + " is not registered");
     }
     return std::nullopt;
 }
