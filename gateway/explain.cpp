@@ -36,7 +36,7 @@ public:
             refused = line["result"] != 0;
         }
     }
-    void Echo(Input, const Json &, Moment) override {}
+    void Echo(Input, const Json &, const std::string &, Moment) override {}
     void Heading(const std::string &) override {}
 
     std::vector<Json> verdicts;
@@ -105,9 +105,10 @@ std::vector<Json> Ask(const Module &module, StdoutCapture &captured, const Expla
 
 void ShowAll(const std::vector<Json> &lines, const ExplainOptions &options, int fd) {
     LineWriter writer(fd, RequestStop);
+    const auto write = [&writer](std::string line) { writer.Write(std::move(line)); };
     const bool terminal = isatty(fd) != 0;
-    const auto shown = options.json ? MakeJsonLines(writer, false)
-                                    : MakeTimeline(writer, terminal && getenv("NO_COLOR") == nullptr, false);
+    const auto shown = options.json ? MakeJsonLines(write, false)
+                                    : MakeTimeline(write, terminal && getenv("NO_COLOR") == nullptr, false);
     for (const Json &line : lines) {
         shown->Show(line, {});
     }

@@ -16,7 +16,7 @@
 namespace tqgateway {
 namespace {
 
-constexpr std::size_t kShownErrorBytes = 400;
+constexpr std::size_t kShownErrorBytes = 1000;
 
 /// The hub behind the module's callbacks, which carry no context.
 Hub *g_hub = nullptr;
@@ -89,31 +89,31 @@ void Gateway::Finish() noexcept {
 
 void Gateway::Take(const std::string &line) {
     try {
-        const std::string_view trimmed = Trimmed(line);
-        if (SaysNothing(trimmed)) {
-            if (!trimmed.empty()) {
-                output_.Heading(std::string(trimmed));
+        const std::string text(Trimmed(line));
+        if (SaysNothing(text)) {
+            if (!text.empty()) {
+                output_.Heading(text);
             }
             return;
         }
         Json json;
         try {
-            json = ParseJson(line);
+            json = ParseJson(text);
         } catch (const LineError &) {
-            output_.Echo(Input::line, line);
+            output_.Echo(Input::line, line, line);
             throw;
         }
-        output_.Echo(Input::line, json.is_object() ? json : Json(line));
-        TakeJson(json);
+        output_.Echo(Input::line, json.is_object() ? json : Json(line), text);
+        TakeJson(json, text);
     } catch (const std::exception &error) {
         ShowError(error.what());
     }
 }
 
-void Gateway::TakeJson(const Json &line) {
+void Gateway::TakeJson(const Json &line, const std::string &text) {
     const Cause cause(line.contains(kId) ? &line[kId] : nullptr);
     try {
-        const std::optional<int> result = CarryOut(parts_, line);
+        const std::optional<int> result = CarryOut(parts_, line, text);
         output_.Show({{"result", result ? Json(*result) : Json()}});
     } catch (const std::exception &error) {
         ShowError(error.what());
@@ -121,19 +121,19 @@ void Gateway::TakeJson(const Json &line) {
 }
 
 void Gateway::TakeEvent(const Json &event) {
-    output_.Echo(Input::event, event);
-    CarryOut(parts_, event);
+    const std::string text = Dump(event);
+    output_.Echo(Input::event, event, text);
+    CarryOut(parts_, event, text);
     output_.ShowPrinted();
 }
 
 void Gateway::Refuse(const std::string &reason) {
-    output_.Echo(Input::refusal, reason);
+    output_.Echo(Input::refusal, reason, reason);
     ShowError(reason);
 }
 
 void Gateway::ShowError(const std::string &reason) {
-    output_.Show(
-        {{"error", reason.size() <= kShownErrorBytes ? reason : reason.substr(0, kShownErrorBytes) + "…"}});
+    output_.Show({{"error", Clipped(reason, kShownErrorBytes)}});
 }
 
 void Gateway::CarryOutDue() {

@@ -70,7 +70,7 @@ public:
 private:
     void Begin();
     void Finish() noexcept;
-    void TakeJson(const Json &line);
+    void TakeJson(const Json &line, const std::string &text);
     void ShowError(const std::string &reason);
 
     Session session_;

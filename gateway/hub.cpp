@@ -88,6 +88,12 @@ void ChangeSignals(ObjectReader &hub, std::map<std::string, int> &signals) {
     }
 }
 
+/// The value that a hub line takes for this very text.
+Json RuleTextValue(const std::string &text) {
+    Json value = ParseOrText(text);
+    return value.is_structured() && Dump(value) == text ? value : Json(text);
+}
+
 // ---- Answers. ----
 
 /// The listed strength by serial, then by MAC address; 0 when neither is listed.
@@ -125,8 +131,7 @@ char *HeapText(const std::string &text) {
 
 } // namespace
 
-void Hub::Change(const Json &changes) {
-    ObjectReader v(changes, "hub");
+void Hub::Change(ObjectReader v) {
     const std::lock_guard lock(mutex_);
     HubState next = state_;
 
@@ -140,7 +145,7 @@ void Hub::Change(const Json &changes) {
     v.Whole("rules_version", next.rules_version);
     for (const RuleTextRow &row : kRuleTexts) {
         if (const Json *value = v.Find(row.key)) {
-            SetText(next.*row.rules, value->is_null() ? std::nullopt : std::optional(AsText(*value)));
+            SetText(next.*row.rules, value->is_null() ? std::nullopt : std::optional(v.AsWritten(row.key)));
         }
     }
     ChangeSignals(v, next.signals);
@@ -153,6 +158,29 @@ void Hub::Change(const Json &changes) {
     }
 
     std::swap(state_, next);
+}
+
+Json Hub::Describe() {
+    const std::lock_guard lock(mutex_);
+    Json hub = Json::object();
+    for (const Setting &row : kSettings) {
+        hub[row.key] = state_.*row.value;
+    }
+    hub["icr_dss"] = {{"mode", state_.icr_dss.ucMode},
+                      {"sensitivity", state_.icr_dss.ucSensitivity},
+                      {"autoTimeBegin", tqdev_MakeTimeHHMM(state_.icr_dss.autoTime.begin)},
+                      {"autoTimeEnd", tqdev_MakeTimeHHMM(state_.icr_dss.autoTime.end)}};
+    hub["rules"] = state_.rules ? WriteRules(*state_.rules) : Json();
+    hub["rules_version"] = state_.rules_version;
+    for (const RuleTextRow &row : kRuleTexts) {
+        const RuleText &rules = state_.*row.rules;
+        hub[row.key] = rules.text ? RuleTextValue(*rules.text) : Json();
+    }
+    hub["signals"] = state_.signals;
+    hub["ssid"] = state_.ssid;
+    hub["recv_msg"] = state_.recv_msg;
+    hub["on_get_runtime_info"] = state_.on_get_runtime_info;
+    return hub;
 }
 
 int Hub::Receive(const tqDevSDK_SmartControl_msg_to_dev &message) {

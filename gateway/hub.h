@@ -47,7 +47,10 @@ public:
     Hub(Output &output, RuleEngine &engine) : output_(output), engine_(engine) {}
 
     /// Changes the hub as if by hand, as a `{"hub":{…}}` line says. Throws LineError, then unchanged.
-    void Change(const Json &changes);
+    void Change(ObjectReader changes);
+
+    /// The hub as it is, in the form that Change takes.
+    Json Describe();
 
     /// The two callbacks of the device application; messages are shown before they are taken.
     int Receive(const tqDevSDK_SmartControl_msg_to_dev &message);

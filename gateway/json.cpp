@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <numeric>
 
 #include <nlohmann/json.hpp>
 
@@ -11,6 +13,8 @@ namespace tqgateway {
 namespace {
 
 constexpr unsigned kMaxMembers = 1000;
+constexpr std::size_t kShownNameBytes = 100;
+constexpr const char *kBlanks = " \t\r\n";
 
 /// Empty when the text keeps within the limits, else what it exceeds. Says nothing about its syntax.
 std::string ExceededLimit(const std::string &text, std::size_t max_depth) {
@@ -41,6 +45,71 @@ std::string ExceededLimit(const std::string &text, std::size_t max_depth) {
     return {};
 }
 
+// ---- Places in a JSON text, which is known to be one. ----
+
+std::size_t SkipBlanks(std::string_view json, std::size_t at) {
+    return std::min(json.find_first_not_of(kBlanks, at), json.size());
+}
+
+/// Behind the quoted text at `at`.
+std::size_t EndOfText(std::string_view json, std::size_t at) {
+    for (++at; at < json.size() && json[at] != '"'; ++at) {
+        if (json[at] == '\\') {
+            ++at;
+        }
+    }
+    return std::min(at + 1, json.size());
+}
+
+/// Behind the value at `at`.
+std::size_t EndOfValue(std::string_view json, std::size_t at) {
+    if (json[at] != '{' && json[at] != '[') {
+        return json[at] == '"' ? EndOfText(json, at)
+                               : std::min(json.find_first_of(",]} \t\r\n", at), json.size());
+    }
+    std::size_t depth = 0;
+    do {
+        const char c = json[at];
+        at = c == '"' ? EndOfText(json, at) : at + 1;
+        depth += c == '{' || c == '[' ? 1 : 0;
+        depth -= c == '}' || c == ']' ? 1 : 0;
+    } while (depth > 0);
+    return at;
+}
+
+/// The text with the largest doubles in the place of all numbers beyond them.
+std::string WithinRange(const std::string &text) {
+    std::string within;
+    for (std::size_t at = 0; at < text.size();) {
+        const bool number = text[at] == '-' || (text[at] >= '0' && text[at] <= '9');
+        const std::size_t end = number            ? text.find_first_not_of("0123456789+-.eE", at)
+                                : text[at] == '"' ? EndOfText(text, at)
+                                                  : at + 1;
+        const std::string token = text.substr(at, end - at);
+        const bool beyond = number && std::isinf(strtod(token.c_str(), nullptr));
+        within += beyond ? (token[0] == '-' ? "-1.7976931348623157e308" : "1.7976931348623157e308") : token;
+        at += token.size();
+    }
+    return within;
+}
+
+/// How far names are from each other: the characters to add, take away or change to make one the other, by
+/// the length of the longer, so that short names are not near everything.
+double Distance(std::string_view from, std::string_view to) {
+    std::vector<std::size_t> row(to.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < from.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < to.size(); ++j) {
+            const std::size_t changed = diagonal + (from[i] == to[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({changed, row[j] + 1, row[j + 1] + 1});
+        }
+    }
+    return static_cast<double>(row.back()) /
+           static_cast<double>(std::max({from.size(), to.size(), std::size_t{1}}));
+}
+
 } // namespace
 
 Json ParseJson(const std::string &text, std::size_t max_depth) {
@@ -49,6 +118,8 @@ Json ParseJson(const std::string &text, std::size_t max_depth) {
     }
     try {
         return Json::parse(text);
+    } catch (const Json::out_of_range &) {
+        return ParseJson(WithinRange(text), max_depth);
     } catch (const Json::exception &error) {
         const std::string what = error.what(); // begins with "[json.exception.…] "
         const std::size_t end = what.find("] ");
@@ -70,6 +141,37 @@ std::string Dump(const Json &value) {
 
 std::string AsText(const Json &value) {
     return value.is_string() ? value.get_ref<const std::string &>() : Dump(value);
+}
+
+std::string_view MemberText(std::string_view object, std::string_view name) {
+    std::string_view found;
+    std::size_t at = SkipBlanks(object, SkipBlanks(object, 0) + 1);
+    while (object[at] == '"') {
+        const std::size_t name_end = EndOfText(object, at);
+        const std::size_t value = SkipBlanks(object, object.find(':', name_end) + 1);
+        const std::size_t value_end = EndOfValue(object, value);
+        if (Json::parse(object.substr(at, name_end - at)) == name) {
+            found = object.substr(value, value_end - value);
+        }
+        at = SkipBlanks(object, value_end);
+        if (object[at] == ',') {
+            at = SkipBlanks(object, at + 1);
+        }
+    }
+    return found;
+}
+
+std::string Expected(const std::string &given, std::vector<std::string> names, std::size_t most) {
+    const std::string_view compared = std::string_view(given).substr(0, kShownNameBytes);
+    std::stable_sort(names.begin(), names.end(), [&](const std::string &a, const std::string &b) {
+        return Distance(compared, a) < Distance(compared, b);
+    });
+    names.resize(std::min(names.size(), most));
+    std::string text = "expected";
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        text += (i == 0 ? " " : i + 1 == names.size() ? " or " : ", ") + names[i];
+    }
+    return text;
 }
 
 std::string Clipped(std::string text, std::size_t bytes) {
@@ -108,14 +210,17 @@ std::string ReadText(const Json &value, const std::string &path, std::size_t wid
     return value.get<std::string>();
 }
 
-ObjectReader::ObjectReader(const Json &object, std::string path) : object_(object), path_(std::move(path)) {
+ObjectReader::ObjectReader(const Json &object, std::string path, std::string_view text)
+    : object_(object), path_(std::move(path)), text_(text) {
     if (!object_.is_object()) {
         throw LineError((path_.empty() ? std::string() : path_ + ": ") + "expected an object");
     }
 }
 
 const Json *ObjectReader::Find(const char *key) {
-    asked_.emplace_back(key);
+    if (std::find(asked_.begin(), asked_.end(), key) == asked_.end()) {
+        asked_.emplace_back(key);
+    }
     const auto found = object_.find(key);
     return found == object_.end() ? nullptr : &*found;
 }
@@ -128,6 +233,16 @@ const Json &ObjectReader::Get(const char *key) {
     return *value;
 }
 
+std::string ObjectReader::AsWritten(const char *key) {
+    const Json &value = Get(key);
+    return value.is_string() || text_.empty() ? AsText(value) : std::string(MemberText(text_, key));
+}
+
+ObjectReader ObjectReader::Inner(const char *key) {
+    const Json &value = Get(key);
+    return {value, Path(key), value.is_object() && !text_.empty() ? MemberText(text_, key) : ""};
+}
+
 std::string ObjectReader::Path(const char *key) const {
     return path_.empty() ? key : path_ + '.' + key;
 }
@@ -135,7 +250,8 @@ std::string ObjectReader::Path(const char *key) const {
 void ObjectReader::Done() const {
     for (const auto &member : object_.items()) {
         if (std::find(asked_.begin(), asked_.end(), member.key()) == asked_.end()) {
-            throw LineError(Path(member.key().c_str()) + ": unknown field");
+            throw LineError(Path(Clipped(member.key(), kShownNameBytes).c_str()) + ": unknown field, " +
+                            Expected(member.key(), asked_));
         }
     }
 }

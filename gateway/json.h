@@ -7,6 +7,7 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <nlohmann/json_fwd.hpp>
@@ -24,7 +25,8 @@ struct LineError : std::runtime_error {
 constexpr std::size_t kMaxDepth = 600;
 
 /// The value of a JSON text. LineError when it is none, is nested too deep or has an object of more than
-/// 1000 members, which are looked up one by one.
+/// 1000 members, which are looked up one by one. A number beyond a double's range reads as the largest
+/// double.
 Json ParseJson(const std::string &text, std::size_t max_depth = kMaxDepth);
 
 /// The value of a JSON text; a text that ParseJson refuses stays a text.
@@ -35,6 +37,14 @@ std::string Dump(const Json &value);
 
 /// A text value as it is, any other value dumped.
 std::string AsText(const Json &value);
+
+/// The text of a member's value as it stands in the text of an object, which must be JSON; of several members
+/// with the name that of the last, which is also the one that a parsed object has. Empty when there is none.
+std::string_view MemberText(std::string_view object, std::string_view name);
+
+/// "expected a, b or c": the names of which one was meant, those most like the given one first, `most` at
+/// most.
+std::string Expected(const std::string &given, std::vector<std::string> names, std::size_t most = SIZE_MAX);
 
 /// The text up to about so many bytes, and how long it is when that is not all.
 std::string Clipped(std::string text, std::size_t bytes);
@@ -61,11 +71,19 @@ std::string ReadText(const Json &value, const std::string &path, std::size_t wid
 /// Reads the members of an object by name. All functions throw LineError, which names the member.
 class ObjectReader {
 public:
-    /// `path` names the object in errors; empty for a line itself.
-    ObjectReader(const Json &object, std::string path);
+    /// `path` names the object in errors; empty for a line itself. `text` is the object as it was written,
+    /// and outlives the reader; empty where nobody wrote it.
+    ObjectReader(const Json &object, std::string path, std::string_view text = {});
 
     const Json *Find(const char *key); ///< Null when absent.
     const Json &Get(const char *key);  ///< Required.
+
+    /// A required member: a text value as it is, any other as it was written.
+    std::string AsWritten(const char *key);
+
+    /// A reader of a required object within; its Done is the caller's.
+    ObjectReader Inner(const char *key);
+
     std::string Path(const char *key) const;
 
     /// A whole number that fits `Number`.
@@ -92,12 +110,13 @@ public:
         }
     }
 
-    /// Throws for a member that nobody has asked for.
+    /// Throws for a member that nobody has asked for, and names those that were.
     void Done() const;
 
 private:
     const Json &object_;
     std::string path_;
+    std::string_view text_;
     std::vector<std::string> asked_;
 };
 

@@ -13,8 +13,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include "editor.h"
 #include "feed.h"
 #include "file_replacement.h"
+#include "line_queue.h"
 #include "linkage_config.h"
 #include "options.h"
 #include "process.h"
@@ -55,16 +57,39 @@ std::unique_ptr<FileReplacement> OpenRecord(const std::string &file, int script)
     return std::make_unique<FileReplacement>(file);
 }
 
+/// Whether the standard output shows a timeline.
+bool ShowsText(const Options &options, int fd) {
+    return options.text || (isatty(fd) != 0 && !options.json);
+}
+
 /// What the standard output shows; null for nothing.
-std::unique_ptr<Sink> MakeShown(const Options &options, int fd, LineWriter &writer) {
+std::unique_ptr<Sink> MakeShown(const Options &options, int fd, LineQueue &queue) {
     if (options.quiet) {
         return nullptr;
     }
-    const bool terminal = isatty(fd) != 0;
-    if (options.text || (terminal && !options.json)) {
-        return MakeTimeline(writer, terminal && getenv("NO_COLOR") == nullptr, options.time.value_or(true));
+    const auto write = [&queue](std::string line) { queue.Write(std::move(line)); };
+    if (ShowsText(options, fd)) {
+        return MakeTimeline(write, isatty(fd) != 0 && getenv("NO_COLOR") == nullptr,
+                            options.time.value_or(true));
     }
-    return MakeJsonLines(writer, options.time.value_or(false));
+    return MakeJsonLines(write, options.time.value_or(false));
+}
+
+/// The exit code of what the standard output shows; says what its reader did not get. One that has seen
+/// enough and is gone is no failure.
+int Conclude(const LineQueue &queue) {
+    if (queue.Error() == EPIPE) {
+        return EXIT_SUCCESS;
+    }
+    if (queue.Error() != 0) {
+        Say(std::string("standard output: ") + strerror(queue.Error()));
+    } else if (queue.LeftOut() > 0) {
+        Say("standard output: its reader stood still and missed " + std::to_string(queue.LeftOut()) +
+            " lines");
+    } else {
+        return EXIT_SUCCESS;
+    }
+    return kExitFailed;
 }
 
 /// The exit code of a writer; says why it could not write all lines.
@@ -93,9 +118,11 @@ int Run(const Options &options) {
     const FileDescriptor stop = OpenStopSignals();
 
     StdoutCapture captured;
-    LineWriter standard_output(captured.Terminal(), RequestStop);
+    const int shown_fd = captured.Terminal();
+    LineQueue standard_output(
+        shown_fd, {stop.Get(), RequestStop, ShowsText(options, shown_fd) ? DroppedText : DroppedLine});
     LineWriter record_file(record ? record->Fd() : -1, RequestStop);
-    const auto shown = MakeShown(options, captured.Terminal(), standard_output);
+    const auto shown = MakeShown(options, shown_fd, standard_output);
     const auto recorder =
         record ? MakeRecorder(record_file, options.session, options.time.value_or(true)) : nullptr;
     Causes causes;
@@ -125,6 +152,8 @@ int Run(const Options &options) {
             }
             if (link) {
                 FeedArrivals(*link, stop.Get(), gateway);
+            } else if (!scripted && isatty(STDIN_FILENO) != 0) {
+                FeedTerminal(STDIN_FILENO, stop.Get(), gateway, standard_output);
             } else if (!scripted) {
                 FeedLines(STDIN_FILENO, stop.Get(), gateway);
             }
@@ -142,9 +171,8 @@ int Run(const Options &options) {
     if (link && !link->Close()) { // with all that the gateway's end caused
         code = std::max(code, kExitFailed);
     }
-    if (standard_output.Error() != EPIPE) { // a reader that has seen enough is no failure
-        code = std::max(code, Conclude(standard_output, "standard output"));
-    }
+    standard_output.Close();
+    code = std::max(code, Conclude(standard_output));
     return record ? std::max(code, ConcludeRecord(record_file, *record)) : code;
 }
 

@@ -519,7 +519,7 @@ public:
     }
 
     void Show(const Json &line, Moment when) override { connection_->Send(DumpOut(line, when, timed_)); }
-    void Echo(Input, const Json &, Moment) override {}
+    void Echo(Input, const Json &, const std::string &, Moment) override {}
     void Heading(const std::string &) override {}
 
     std::optional<Arrival> Next() override { return connection_->Next(); }

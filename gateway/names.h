@@ -29,17 +29,24 @@ constexpr NamedNumber kLogLevels[] = {{"non", LOG_NON},
                                       {"debug", LOG_DEBUG},
                                       {"info", LOG_INFO}};
 
+/// The names of all rows.
+template <typename Row, std::size_t N>
+std::vector<std::string> NamesOf(const Row (&rows)[N]) {
+    std::vector<std::string> names;
+    std::transform(std::begin(rows), std::end(rows), std::back_inserter(names),
+                   [](const Row &row) { return row.name; });
+    return names;
+}
+
 /// The row with this name. Throws LineError, which lists all names, when there is none.
 template <typename Row, std::size_t N>
 const Row &RowNamed(const std::string &name, const std::string &path, const Row (&rows)[N]) {
-    std::string names;
-    for (std::size_t i = 0; i < N; ++i) {
-        if (name == rows[i].name) {
-            return rows[i];
-        }
-        names += (i == 0 ? " " : i + 1 == N ? " or " : ", ") + std::string(rows[i].name);
+    const auto found =
+        std::find_if(std::begin(rows), std::end(rows), [&](const Row &row) { return name == row.name; });
+    if (found == std::end(rows)) {
+        throw LineError(path + ": " + Expected(name, NamesOf(rows)));
     }
-    throw LineError(path + ": expected" + names);
+    return *found;
 }
 
 /// The name of a number; one that has none stays a number.

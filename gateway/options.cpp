@@ -4,13 +4,15 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <cstdlib>
-#include <map>
 #include <regex>
 
 #include <CLI/CLI.hpp>
 
 #include "names.h"
+#include "process.h"
+#include "reference.h"
 
 namespace tqgateway {
 namespace {
@@ -46,6 +48,10 @@ constexpr const char *kFooter = R"(Examples:
     tq_gateway --text --script gateway/scenarios/evening.jsonl
     tq_gateway explain rules.json --at 2026-11-21T23:30 --event \
         '{"deviceId":"SENSOR001","domain":1100,"cmdId":5,"channelNo":1,"value":1}'
+
+  What the lines are:
+    tq_gateway help
+    tq_gateway help command
 
 Exit codes:
   0  ended: by the end of the input, SIGINT, SIGTERM or the reader of the output; a replay without difference
@@ -228,25 +234,141 @@ CLI::App &AddExplain(CLI::App &app, ExplainOptions &explain) {
     return *command;
 }
 
+/// Reads a level by name, in any case, or by number. Throws CLI::ValidationError.
+int ReadLevel(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    for (const NamedNumber &level : kLogLevels) {
+        if (text == level.name || text == std::to_string(level.number)) {
+            return level.number;
+        }
+    }
+    throw CLI::ValidationError("--log", "expected non, error, warning, debug, info or 0 to 4");
+}
+
+// ---- What is wrong, in plain words. ----
+
+constexpr std::size_t kNearest = 3; // options shown for one that is none
+
+struct Wording {
+    const char *from;
+    const char *to;
+};
+
+constexpr Wording kWordings[] = {
+    {R"(The following arguments? (?:was|were) not expected: (.*))", "$1: no such option"},
+    {R"((.*) excludes (.*))", "$1: not together with $2"},
+    {R"((.*) requires (.*))", "$1: not without $2"},
+    {R"((.*): Value .* not in range (.*) to (.*))", "$1: expected a number from $2 to $3"},
+    {R"((.*): 1 required (.*) missing)", "$1: $2 is missing behind it"},
+    {R"((.*): At Most 1 required but received .*)", "$1: expected once"},
+    {R"((.*) is required)", "$1 is missing"},
+};
+
+std::string InPlainWords(const CLI::ParseError &error, const CLI::App &app) {
+    std::string text = error.what();
+    for (const Wording &wording : kWordings) {
+        text = std::regex_replace(text, std::regex(wording.from), wording.to);
+    }
+    for (const char *idle_digits : {R"((\.\d*?)0+\b)", R"(\.(?!\d))"}) { // of 0.001000 and 1000000.000000
+        text = std::regex_replace(text, std::regex(idle_digits), "$1");
+    }
+    if (dynamic_cast<const CLI::ExtrasError *>(&error) != nullptr) {
+        const std::string name = text.substr(0, text.find_first_of(": "));
+        std::vector<std::string> names;
+        for (const CLI::Option *option : app.get_options()) {
+            names.push_back(option->get_name());
+        }
+        for (const CLI::App *command : app.get_subcommands({})) {
+            names.push_back(command->get_name());
+        }
+        if (std::find(names.begin(), names.end(), name) != names.end()) {
+            return name + ": not behind the command";
+        }
+        text += ", " + Expected(name, names, kNearest);
+    }
+    return text;
+}
+
+// ---- Help. ----
+
+/// What an application or a command takes, for the manual page.
+std::string OptionsRoff(const CLI::App &app) {
+    std::string text;
+    for (const CLI::Option *option : app.get_options()) {
+        const std::string type = option->get_positional() ? "" : option->get_type_name();
+        text += ".TP\n.B " + Roff(option->get_name(true, true) + (type.empty() ? "" : ' ' + type)) + '\n' +
+                Roff(option->get_description()) + '\n';
+    }
+    return text;
+}
+
+std::string ManPage(const CLI::App &app) {
+    std::string page = ".\\\" Made by: tq_gateway help --man\n.TH TQ_GATEWAY 1\n.SH NAME\ntq_gateway \\- run "
+                       "the smart control module on a desk\n.SH SYNOPSIS\n.B tq_gateway\n[OPTIONS]\n";
+    std::string commands;
+    for (const CLI::App *command : app.get_subcommands({})) {
+        page += ".br\n.B tq_gateway " + command->get_name() + '\n';
+        page += "[OPTIONS]";
+        for (const CLI::Option *option : command->get_options()) {
+            if (option->get_positional()) {
+                const std::string name = option->get_name(true);
+                page += option->get_required() ? ' ' + name : " [" + name + ']';
+                page += option->get_expected_max() > 1 ? "..." : "";
+            }
+        }
+        page += '\n';
+        commands += ".SS " + command->get_name() + '\n' + Roff(command->get_description()) + '\n' +
+                    OptionsRoff(*command);
+    }
+    page += ".SH DESCRIPTION\n" + Roff(app.get_description()) + "\n.SH OPTIONS\n" + OptionsRoff(app) +
+            ".SH COMMANDS\n" + commands;
+    return page + ".SH NOTES\n.nf\n" + Roff(app.get_footer()) + "\n.fi\n.SH LINES\n" + HelpRoff();
+}
+
+struct Help {
+    std::string topic;
+    bool markdown = false;
+    bool man = false;
+};
+
+CLI::App *AddHelp(CLI::App &app, Help &help) {
+    auto *command = app.add_subcommand("help", "Tell which lines there are, or all about one");
+    command->add_option("NAME", help.topic, "A line's key, or what a report reports");
+    command->add_flag("--markdown", help.markdown, "All, for the documents");
+    command->add_flag("--man", help.man, "The manual page");
+    return command;
+}
+
+int ShowHelp(const Help &help, const CLI::App &app) {
+    try {
+        const std::string text = help.markdown ? HelpMarkdown()
+                                 : help.man    ? ManPage(app)
+                                               : HelpText(help.topic);
+        fputs(text.c_str(), stdout);
+        return EXIT_SUCCESS;
+    } catch (const LineError &error) {
+        Say(error.what());
+        return kExitUsage;
+    }
+}
+
 } // namespace
 
 std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
-    std::map<std::string, int> levels;
-    for (const NamedNumber &level : kLogLevels) {
-        levels[level.name] = level.number;
-    }
     CLI::App app(kDescription, "tq_gateway");
     app.footer(kFooter);
+    app.set_version_flag("--version", "tq_gateway " TQ_VERSION, "Print the version and exit");
     auto *text = app.add_flag("--text", options.text, "Show a timeline; the default on a terminal");
     auto *json =
         app.add_flag("--json", options.json, "Show JSON Lines; the default elsewhere")->excludes(text);
     app.add_flag("--quiet", options.quiet, "Show nothing, where others see it: a broker, a recording")
         ->excludes(text)
         ->excludes(json);
-    app.add_option("--log", options.session.log,
-                   "Show SDK log lines up to LEVEL: non (the default), error, warning, debug, info or 0 to 4")
-        ->type_name("LEVEL")
-        ->transform(CLI::CheckedTransformer(levels, CLI::ignore_case).description(""));
+    app.add_option_function<std::string>(
+           "--log", [&](const std::string &level) { options.session.log = ReadLevel(level); },
+           "Show SDK log lines up to LEVEL: non (the default), error, warning, debug, info or 0 to 4")
+        ->type_name("LEVEL");
     app.add_option("--script", options.script,
                    "Read lines from FILE instead of the standard input, or before those of the broker")
         ->type_name("FILE");
@@ -300,11 +422,20 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
                "--application", "--configuration", "--callback-limit"});
     AllowOnly(app, *AddCheck(app, options.check), {"--module"});
     AllowOnly(app, AddExplain(app, options.explain), {"--module"});
+    Help help;
+    const CLI::App *helping = AddHelp(app, help);
 
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? EXIT_SUCCESS : kExitUsage;
+        if (error.get_exit_code() == EXIT_SUCCESS) { // help and the version
+            return app.exit(error);
+        }
+        Say(InPlainWords(error, app) + "\nRun it with --help for more.");
+        return kExitUsage;
+    }
+    if (helping->parsed()) {
+        return ShowHelp(help, app);
     }
     if (app.count("--mqtt") > 0) {
         mqtt.port = mqtt.port > 0 ? mqtt.port : mqtt.ca_file.empty() ? kPlainPort : kTlsPort;

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <iterator>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -19,14 +20,14 @@ namespace {
 
 class JsonLines : public Sink {
 public:
-    JsonLines(LineWriter &writer, bool timed) : writer_(writer), timed_(timed) {}
+    JsonLines(WriteLine write, bool timed) : write_(std::move(write)), timed_(timed) {}
 
-    void Show(const Json &line, Moment when) override { writer_.Write(DumpOut(line, when, timed_)); }
-    void Echo(Input, const Json &, Moment) override {}
+    void Show(const Json &line, Moment when) override { write_(DumpOut(line, when, timed_)); }
+    void Echo(Input, const Json &, const std::string &, Moment) override {}
     void Heading(const std::string &) override {}
 
 private:
-    LineWriter &writer_;
+    WriteLine write_;
     bool timed_;
 };
 
@@ -61,8 +62,12 @@ std::string DumpOut(const Json &line, Moment when, bool timed) {
     return Dump(with_time);
 }
 
-std::unique_ptr<Sink> MakeJsonLines(LineWriter &writer, bool timed) {
-    return std::make_unique<JsonLines>(writer, timed);
+std::string DroppedLine(std::size_t lines) {
+    return Dump({{"dropped", lines}});
+}
+
+std::unique_ptr<Sink> MakeJsonLines(WriteLine write, bool timed) {
+    return std::make_unique<JsonLines>(std::move(write), timed);
 }
 
 StdoutCapture::StdoutCapture()
@@ -108,12 +113,12 @@ void Output::Show(const Json &line) {
     ShowLocked(line);
 }
 
-void Output::Echo(Input what, const Json &input) {
+void Output::Echo(Input what, const Json &input, const std::string &text) {
     const std::lock_guard lock(mutex_);
     ShowPrintedLocked();
     const Moment when = Now();
     for (Sink *sink : sinks_) {
-        sink->Echo(what, input, when);
+        sink->Echo(what, input, text, when);
     }
 }
 

@@ -3,6 +3,7 @@
 #ifndef TQGATEWAY_OUTPUT_H
 #define TQGATEWAY_OUTPUT_H
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -22,12 +23,18 @@ enum class Input { line, event, refusal };
 class Sink {
 public:
     virtual ~Sink() = default;
-    virtual void Show(const Json &line, Moment when) = 0;              ///< A line out.
-    virtual void Echo(Input what, const Json &input, Moment when) = 0; ///< Before it is carried out.
+    virtual void Show(const Json &line, Moment when) = 0; ///< A line out.
+
+    /// An input before it is carried out, also as it was written.
+    virtual void Echo(Input what, const Json &input, const std::string &text, Moment when) = 0;
     virtual void Heading(const std::string &comment) = 0;
 };
 
-/// Writes lines to a file descriptor until that fails, which asks the program to stop.
+/// Writes a line, without its newline, for a sink.
+using WriteLine = std::function<void(std::string line)>;
+
+/// Writes lines to a file descriptor, each before the next thing happens, until that fails, which asks the
+/// program to stop.
 class LineWriter {
 public:
     LineWriter(int fd, void (*failed)()) : fd_(fd), failed_(failed) {}
@@ -44,8 +51,11 @@ private:
 /// The line as JSON, with the time as its last member where lines are timed.
 std::string DumpOut(const Json &line, Moment when, bool timed);
 
+/// The JSON line that stands for so many lines that did not fit.
+std::string DroppedLine(std::size_t lines);
+
 /// JSON Lines, of the lines out only.
-std::unique_ptr<Sink> MakeJsonLines(LineWriter &writer, bool timed);
+std::unique_ptr<Sink> MakeJsonLines(WriteLine write, bool timed);
 
 /// Takes what the process prints on its standard output, from construction to the end of the process.
 class StdoutCapture {
@@ -81,7 +91,7 @@ public:
     Output(StdoutCapture &captured, const std::vector<Sink *> &sinks);
 
     void Show(const Json &line);
-    void Echo(Input what, const Json &input);
+    void Echo(Input what, const Json &input, const std::string &text);
     void Heading(const std::string &comment);
     void ShowPrinted(); ///< Only what was printed.
 

@@ -2,6 +2,7 @@
 // What the gateway asks of the operating system for the process as a whole.
 #include "process.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -10,6 +11,8 @@
 #include <fcntl.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
+
+#include "printable.h"
 
 namespace tqgateway {
 
@@ -40,7 +43,13 @@ void RequestStop() {
 }
 
 void Say(const std::string &what) {
-    fprintf(stderr, "tq_gateway: %s\n", what.c_str());
+    std::string shown = "tq_gateway: ";
+    for (std::size_t begin = 0; begin <= what.size();) {
+        const std::size_t end = std::min(what.find('\n', begin), what.size());
+        shown += Printable(std::string_view(what).substr(begin, end - begin)) + '\n';
+        begin = end + 1;
+    }
+    fputs(shown.c_str(), stderr);
 }
 
 } // namespace tqgateway

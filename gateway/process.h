@@ -19,7 +19,7 @@ FileDescriptor OpenStopSignals();
 /// Stops the program as a signal from outside would.
 void RequestStop();
 
-/// Says something on the standard error, on a line of its own.
+/// Says something on the standard error, on lines of its own, as a terminal may show it.
 void Say(const std::string &what);
 
 } // namespace tqgateway

@@ -52,12 +52,10 @@ Json Bytes(const std::string &text) {
     return bytes;
 }
 
-std::string RecordedLine(const char *key, const Json &value, std::optional<Moment> time) {
-    Json line = {{key, value}};
-    if (time) {
-        line["time"] = MomentText(*time);
-    }
-    return Dump(line);
+/// `value` is a JSON text.
+std::string RecordedLine(const char *key, const std::string &value, std::optional<Moment> time) {
+    return std::string("{\"") + key + "\":" + value + (time ? ",\"time\":\"" + MomentText(*time) + '"' : "") +
+           '}';
 }
 
 std::string SessionLine(const Session &session, std::optional<Moment> time) {
@@ -68,11 +66,12 @@ std::string SessionLine(const Session &session, std::optional<Moment> time) {
     if (session.explain_refusals) {
         settings["explain_refusals"] = true;
     }
-    return RecordedLine("session", settings, time);
+    return RecordedLine("session", Dump(settings), time);
 }
 
-std::string InputLine(Input what, const Json &input, std::optional<Moment> time) {
-    return RecordedLine(KeyOf(what), IsUtf8(input) ? input : Bytes(input), time);
+std::string InputLine(Input what, const Json &input, const std::string &text, std::optional<Moment> time) {
+    return RecordedLine(KeyOf(what), input.is_object() ? text : Dump(IsUtf8(input) ? input : Bytes(input)),
+                        time);
 }
 
 /// Records at once, so that nothing is lost when the program ends.
@@ -85,10 +84,10 @@ public:
     }
 
     void Show(const Json &line, Moment when) override {
-        writer_.Write(RecordedLine("out", line, Kept(when)));
+        writer_.Write(RecordedLine("out", Dump(line), Kept(when)));
     }
-    void Echo(Input what, const Json &input, Moment when) override {
-        writer_.Write(InputLine(what, input, Kept(when)));
+    void Echo(Input what, const Json &input, const std::string &text, Moment when) override {
+        writer_.Write(InputLine(what, input, text, Kept(when)));
     }
     void Heading(const std::string &comment) override { writer_.Write(comment); }
 
@@ -137,7 +136,7 @@ std::optional<Moment> ReadTime(ObjectReader &line) {
 }
 
 /// Adds a line after the session.
-void ReadStep(const Json &json, std::size_t number, Recording &recording) {
+void ReadStep(const Json &json, const std::string &text, std::size_t number, Recording &recording) {
     ObjectReader line(json, "");
     const std::optional<Moment> time = ReadTime(line);
     if (const Json *output = line.Find("out")) {
@@ -147,28 +146,31 @@ void ReadStep(const Json &json, std::size_t number, Recording &recording) {
     }
     for (const InputKey &row : kInputKeys) {
         if (const Json *input = line.Find(row.key)) {
+            const Json taken = ReadInput(*input, row.what);
             line.Done();
-            recording.steps.push_back({number,
-                                       std::exchange(recording.comments, {}),
-                                       row.what,
-                                       ReadInput(*input, row.what),
-                                       time,
-                                       {}});
+            recording.steps.push_back(
+                {number,
+                 std::exchange(recording.comments, {}),
+                 row.what,
+                 taken,
+                 taken.is_object() ? std::string(MemberText(text, row.key)) : AsText(taken),
+                 time,
+                 {}});
             return;
         }
     }
     throw LineError("expected in, event, refusal or out");
 }
 
-void ReadLine(const Json &json, std::size_t number, Recording &recording) {
+void ReadLine(const Json &json, const std::string &text, std::size_t number, Recording &recording) {
     if (!recording.steps.empty()) {
-        ReadStep(json, number, recording);
+        ReadStep(json, text, number, recording);
         return;
     }
     ObjectReader line(json, "");
     const std::optional<Moment> time = ReadTime(line);
     recording.session = ReadSession(line);
-    recording.steps.push_back({number, std::exchange(recording.comments, {}), Input::line, {}, time, {}});
+    recording.steps.push_back({number, std::exchange(recording.comments, {}), Input::line, {}, {}, time, {}});
 }
 
 } // namespace
@@ -203,7 +205,7 @@ Recording ReadRecording(const std::string &file) {
             break;
         }
         try {
-            ReadLine(ParseJson(text, kMaxDepth + kRecordedExtraLevels), number, recording);
+            ReadLine(ParseJson(text, kMaxDepth + kRecordedExtraLevels), text, number, recording);
         } catch (const LineError &error) {
             throw BadLine(file, number, error);
         }
@@ -220,9 +222,9 @@ std::string RecordingText(const Recording &recording) {
     for (const RecordedStep &step : recording.steps) {
         std::for_each(step.comments.begin(), step.comments.end(), add);
         add(step.input.is_null() ? SessionLine(recording.session, step.time)
-                                 : InputLine(step.what, step.input, step.time));
+                                 : InputLine(step.what, step.input, step.text, step.time));
         for (const RecordedOutput &output : step.outputs) {
-            add(RecordedLine("out", output.line, std::nullopt));
+            add(RecordedLine("out", Dump(output.line), std::nullopt));
         }
     }
     std::for_each(recording.comments.begin(), recording.comments.end(), add);

@@ -44,6 +44,7 @@ struct RecordedStep {
     std::vector<std::string> comments; ///< Before the input; an empty one is a blank line.
     Input what;
     Json input;
+    std::string text; ///< The input as it was written.
     std::optional<Moment> time;
     std::vector<RecordedOutput> outputs;
 };

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
+#include <limits>
 #include <type_traits>
 
 #include "names.h"
@@ -314,6 +315,84 @@ private:
     Json &object_;
 };
 
+/// The describing visitor: what the reading one takes, for a person.
+class RecordDescriber {
+public:
+    explicit RecordDescriber(std::vector<FieldHelp> &fields, std::string path = {})
+        : fields_(fields), path_(std::move(path)) {}
+
+    template <typename Number>
+    std::enable_if_t<std::is_integral_v<Number>> Field(const char *name, Number &) {
+        Add(name, Range<Number>());
+    }
+
+    template <std::size_t N>
+    void Field(const char *name, const char (&)[N]) {
+        Add(name, "text of at most " + std::to_string(N) + " bytes");
+    }
+
+    template <std::size_t N>
+    void Field(const char *name, const UINT8 (&)[N]) {
+        Add(name, "array of at most " + std::to_string(N) + " numbers, " + Range<UINT8>());
+    }
+
+    template <typename Record>
+    std::enable_if_t<std::is_class_v<Record>> Field(const char *name, Record &record) {
+        RecordDescriber within(fields_, path_ + name + '.');
+        Fields(within, record);
+    }
+
+    template <typename Type>
+    void Unread(const char *name, Type &field) {
+        const std::size_t first = fields_.size();
+        Field(name, field);
+        for (std::size_t i = first; i < fields_.size(); ++i) {
+            fields_[i].takes += " (may be missing)";
+        }
+    }
+
+    template <typename Count, typename Number, std::size_t N>
+    void Values(const char *count_name, Count, const char *name, const Number (&)[N]) {
+        Add(name, "array of at most " + std::to_string(N) + " numbers, " + Range<Number>());
+        Add(count_name, Range<Count>() + " (may be missing: as many as there are)");
+    }
+
+    template <typename Count, typename Item>
+    void List(const char *count_name, Count count, const char *name, Item *items) {
+        Trailing(count_name, count, name, items);
+    }
+
+    template <typename Count, typename Item>
+    void Trailing(const char *count_name, Count, const char *name, Item *) {
+        const std::string most = std::to_string(std::numeric_limits<Count>::max());
+        if constexpr (std::is_integral_v<Item>) {
+            Add(name, "array of at most " + most + " numbers, " + Range<Item>());
+        } else {
+            Add(name, "array of at most " + most);
+            RecordDescriber within(fields_, path_ + name + "[].");
+            Item item{};
+            Fields(within, item);
+        }
+        Add(count_name, "as many as there are (may be missing)");
+    }
+
+    void Payload(const char *name, const char *) {
+        Add(name, "a text, or JSON that is printed as one; null for none");
+    }
+
+private:
+    template <typename Number>
+    static std::string Range() {
+        return std::to_string(std::numeric_limits<Number>::min()) + " to " +
+               std::to_string(std::numeric_limits<Number>::max());
+    }
+
+    void Add(const char *name, std::string takes) { fields_.push_back({path_ + name, std::move(takes)}); }
+
+    std::vector<FieldHelp> &fields_;
+    std::string path_;
+};
+
 // ---- Messages to the device. ----
 
 template <typename Record>
@@ -393,19 +472,20 @@ struct PrivateKind {
     const char *member;
     void (*read)(RecordReader &v, const char *member, ApplicationPrivate &r);
     void (*write)(RecordWriter &v, const char *member, HostPrivate &r);
+    void (*describe)(RecordDescriber &v, const char *member, ApplicationPrivate &r);
 };
 
 constexpr PrivateKind kPrivateKinds[] = {
     {"device_lan_smart_run", "stRunEvent", PrivateField<&ApplicationPrivate::stRunEvent>,
-     PrivateField<&HostPrivate::stRunEvent>},
+     PrivateField<&HostPrivate::stRunEvent>, PrivateField<&ApplicationPrivate::stRunEvent>},
     {"device_lan_smart_network", "stNetParam", PrivateField<&ApplicationPrivate::stNetParam>,
-     PrivateField<&HostPrivate::stNetParam>},
+     PrivateField<&HostPrivate::stNetParam>, PrivateField<&ApplicationPrivate::stNetParam>},
     {"device_lan_smart_center_statistics", "stCentStatis", PrivateField<&ApplicationPrivate::stCentStatis>,
-     PrivateField<&HostPrivate::stCentStatis>},
+     PrivateField<&HostPrivate::stCentStatis>, PrivateField<&ApplicationPrivate::stCentStatis>},
     {"device_lan_smart_member_statistics", "stMembStatis", PrivateField<&ApplicationPrivate::stMembStatis>,
-     PrivateField<&HostPrivate::stMembStatis>},
+     PrivateField<&HostPrivate::stMembStatis>, PrivateField<&ApplicationPrivate::stMembStatis>},
     {"device_lan_smart_comm_statistics", "stCommStatis", PrivateField<&ApplicationPrivate::stCommStatis>,
-     PrivateField<&HostPrivate::stCommStatis>},
+     PrivateField<&HostPrivate::stCommStatis>, PrivateField<&ApplicationPrivate::stCommStatis>},
 };
 
 /// Null for a name that selects none.
@@ -477,24 +557,68 @@ void ReadDclog(RecordReader &reader, Report &report) {
     ReadPrivatePart(reader, FindPrivate(FieldText(record.acSystemName)), record.unPrivPara.unLanLinkPriv);
 }
 
+template <typename Record>
+void DescribePlain(RecordDescriber &v) {
+    const HeapBlock record(AllocateItems<Record>(1));
+    Fields(v, *static_cast<Record *>(record.get()));
+}
+
+void DescribeDclog(RecordDescriber &v) {
+    tqDevSDK_SmartControl_DCLogParam_S record{};
+    v.Field("acSystemName", record.acSystemName);
+    LogFields(v, record);
+    for (const PrivateKind &kind : kPrivateKinds) {
+        kind.describe(v, kind.member, record.unPrivPara.unLanLinkPriv);
+    }
+}
+
 struct ReportKind {
     const char *name;
     int type;
     void (*read)(RecordReader &reader, Report &report);
+    void (*describe)(RecordDescriber &v);
+    const char *summary;
+    const char *sample;
 };
 
 constexpr ReportKind kReports[] = {
-    {"event", TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_EVENT, ReadPlain<tqDevSDK_SmartControl_Event>},
+    {"event", TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_EVENT, ReadPlain<tqDevSDK_SmartControl_Event>,
+     DescribePlain<tqDevSDK_SmartControl_Event>, "Something happened on a channel.",
+     R"({"report":"event","channel":1,"value":5})"},
     {"action_result", TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_ACTION_RESULT,
-     ReadPlain<tqDevSDK_SmartControl_Info_ActionResult>},
-    {"undone_actions", TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_ACTIONS, ReadUndoneActions},
-    {"undone_actions_v3", TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_ACTIONS_V3, ReadUndoneActionsV3},
-    {"undone_scene_v3", TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_SCENE_V3, ReadUndoneScene},
+     ReadPlain<tqDevSDK_SmartControl_Info_ActionResult>,
+     DescribePlain<tqDevSDK_SmartControl_Info_ActionResult>, "An action was carried out, or failed.",
+     R"({"report":"action_result","uiRuleId":1,"acDeviceId":"CAMERA001","uiChannelNo":1,"uiDomain":7000,)"
+     R"("uiCmdId":20034,"ucResult":0})"},
+    {"undone_actions", TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_ACTIONS, ReadUndoneActions,
+     DescribePlain<tqDevSDK_SmartControl_UndoneActions_S>, "Actions that are left to the platform.",
+     R"({"report":"undone_actions","uiRuleId":1,"acExtendVal":"r-1","astUndoneActs":[{"uiDomain":7000,)"
+     R"("uiCmdId":20034,"acDevId":"CAMERA002","ucChannel":1,"ausValue":[1,3],"uiDelay":0}]})"},
+    {"undone_actions_v3", TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_ACTIONS_V3, ReadUndoneActionsV3,
+     DescribePlain<tqDevSDK_SmartControl_UndoneActions_V3_S>,
+     "Actions that are left to the platform, on the model channel.",
+     R"({"report":"undone_actions_v3","pstActions":[{"stBaseInfo":{"uiModelType":2,"acMethodType":"set",)"
+     R"("acSceneType":"a","acResourceId":"1","acResourceType":"Video","acDomain":"D","acIdentifier":"I",)"
+     R"("acSerial":"","acSubSerial":""},"stBody":{"acPayload":{"params":{"on":true}}}}]})"},
+    {"undone_scene_v3", TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_SCENE_V3, ReadUndoneScene,
+     DescribePlain<tqDevSDK_SmartControl_UndoneSceneList_S>,
+     "Scenes that are left to the platform, and the event that calls for them.",
+     R"({"report":"undone_scene_v3","stSrcEvent":{"stBody":{"acPayload":"{\"motion\":1}"}},"uiSceneList":[42]})"},
     {"lan_centor", TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_LAN_CENTOR,
-     ReadPlain<tqDevSDK_SmartControl_ReportLanCentor>},
+     ReadPlain<tqDevSDK_SmartControl_ReportLanCentor>, DescribePlain<tqDevSDK_SmartControl_ReportLanCentor>,
+     "The center of the LAN and its devices.",
+     R"({"report":"lan_centor","acCenterDeviceId":"HUB000001","uiVersion":3,"acExtend":"x","uiEnable":1,)"
+     R"("pLanDevice":[{"acDeviceId":"CAMERA001","uiVersion":105}]})"},
     {"lan_centor_v3", TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_LAN_CENTOR_V3,
-     ReadPlain<tqDevSDK_SmartControl_ReportLanCentor>},
-    {"dclog", tqDevSDK_SmartControl_DCLogMsg_EntireDCLog, ReadDclog},
+     ReadPlain<tqDevSDK_SmartControl_ReportLanCentor>, DescribePlain<tqDevSDK_SmartControl_ReportLanCentor>,
+     "The center of the LAN and its devices, on the model channel.",
+     R"({"report":"lan_centor_v3","acCenterDeviceId":"HUB000001","uiVersion":3,"acExtend":"x","uiEnable":1,)"
+     R"("pLanDevice":[{"acDeviceId":"CAMERA001","uiVersion":105}]})"},
+    {"dclog", tqDevSDK_SmartControl_DCLogMsg_EntireDCLog, ReadDclog, DescribeDclog,
+     "A record for the data-collection log.",
+     R"({"report":"dclog","acSystemName":"device_lan_smart_comm_statistics","uiStartTime_sec":1760000000,)"
+     R"("uiStartTime_usec":0,"uiEndTime_sec":1760003600,"uiEndTime_usec":5,"acDevId":"HUB000001",)"
+     R"("uiLog_Seq":1,"stCommStatis":{"uiReqRetrySuccCnt":7,"uiReqRetryFailCnt":1}})"},
 };
 
 } // namespace
@@ -537,6 +661,17 @@ Json DclogLine(const tqDevSDK_DCLog_LanLinkageParam_S &record) {
         kind->write(writer, kind->member, r.unPrivPara);
     }
     return line;
+}
+
+std::vector<ReportHelp> DescribeReports() {
+    std::vector<ReportHelp> reports;
+    for (const ReportKind &kind : kReports) {
+        std::vector<FieldHelp> fields;
+        RecordDescriber describer(fields);
+        kind.describe(describer);
+        reports.push_back({kind.name, kind.summary, kind.sample, std::move(fields)});
+    }
+    return reports;
 }
 
 Report ReadReport(ObjectReader line) {

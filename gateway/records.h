@@ -44,6 +44,22 @@ struct Report {
     RecordStorage storage;
 };
 
+/// A member of a line and what it takes, for a person.
+struct FieldHelp {
+    std::string name; ///< Of one within another with a dot, of an array's element with "[]".
+    std::string takes;
+};
+
+/// A kind of report: its name, what it says, a sample line with all that it needs, its record's fields.
+struct ReportHelp {
+    std::string name;
+    std::string summary;
+    std::string sample;
+    std::vector<FieldHelp> fields;
+};
+
+std::vector<ReportHelp> DescribeReports();
+
 /// Reads the other members of a `{"report":…}` line. Throws LineError.
 Report ReadReport(ObjectReader line);
 

@@ -28,7 +28,7 @@ constexpr int kActionResult = 19988;
 class Collector : public Sink {
 public:
     void Show(const Json &line, Moment) override { lines_.push_back(line); }
-    void Echo(Input, const Json &, Moment) override {}
+    void Echo(Input, const Json &, const std::string &, Moment) override {}
     void Heading(const std::string &) override {}
 
     std::vector<Json> Take() { return std::exchange(lines_, {}); }
@@ -105,7 +105,7 @@ std::string Difference(const RecordedStep &step, const std::vector<Json> &lines,
 void Feed(const RecordedStep &step, Gateway &gateway) {
     switch (step.what) {
     case Input::line:
-        gateway.Take(AsText(step.input));
+        gateway.Take(step.text);
         break;
     case Input::event:
         gateway.TakeEvent(step.input);

@@ -81,6 +81,10 @@ std::optional<int> Trace(const Parts &parts, ObjectReader &line) {
     return std::nullopt;
 }
 
+std::vector<std::string> TraceNames() {
+    return NamesOf(kRings);
+}
+
 std::optional<int> Now(const Parts &parts, ObjectReader &line) {
     const bool known = !line.Get("now").is_null();
     const auto civil = known ? std::optional(ReadCivil(AsText(line.Get("now")), "now")) : std::nullopt;

@@ -4,6 +4,8 @@
 #define TQGATEWAY_RULE_LINES_H
 
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "json.h"
 
@@ -18,6 +20,7 @@ std::optional<int> Members(const Parts &parts, ObjectReader &line);
 std::optional<int> Done(const Parts &parts, ObjectReader &line);
 std::optional<int> Explain(const Parts &parts, ObjectReader &line);
 std::optional<int> Trace(const Parts &parts, ObjectReader &line);
+std::vector<std::string> TraceNames(); ///< What a trace line takes.
 std::optional<int> Now(const Parts &parts, ObjectReader &line);
 std::optional<int> Advance(const Parts &parts, ObjectReader &line);
 

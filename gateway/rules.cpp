@@ -2,6 +2,8 @@
 // Rule sets copied, read from their shadow form, and freed.
 #include "rules.h"
 
+#include <algorithm>
+#include <iterator>
 #include <limits>
 
 #include "record_reader.h"
@@ -133,6 +135,66 @@ void ReadUnit(RecordReader &v, Unit &r) {
     ReadList(v, "status", r.usNum, r.pstRuleUnit, ReadRule);
 }
 
+// ---- Writing. ----
+
+template <typename Item>
+Json WriteList(const Item *items, std::size_t count, Json (*write)(const Item &)) {
+    Json array = Json::array();
+    std::transform(items, items + (items == nullptr ? 0 : count), std::back_inserter(array), write);
+    return array;
+}
+
+Json WriteEvent(const Event &r) {
+    return {{"domain", r.uiDomain},
+            {"cmdId", r.uiCmdId},
+            {"deviceId", FieldText(r.acDevId)},
+            {"channelNo", r.ucChannel},
+            {"value", r.usValue}};
+}
+
+Json WriteAction(const Action &r) {
+    Json params = Json::object();
+    for (std::size_t i = 0; i < std::min<std::size_t>(r.ucValueNum, std::size(r.ausValue)); ++i) {
+        params["value" + std::to_string(i + 1)] = r.ausValue[i];
+    }
+    return {{"domain", r.uiDomain},     {"cmdId", r.uiCmdId}, {"deviceId", FieldText(r.acDevId)},
+            {"channelNo", r.ucChannel}, {"params", params},   {"delay", r.uiDelay}};
+}
+
+std::string WriteTime(UINT32 hour, UINT32 minute) {
+    return tqdev_MakeTimeHHMM(static_cast<time_t>(hour) * 3600 + static_cast<time_t>(minute) * 60);
+}
+
+Json WriteRule(const Rule &r) {
+    Json weekdays = Json::array();
+    for (std::size_t i = 0; i < std::size(r.aucWeekDaysEn); ++i) {
+        if (r.aucWeekDaysEn[i] != 0) {
+            weekdays.push_back(std::to_string(i + 1));
+        }
+    }
+    return {{"id", r.uiRuleId},
+            {"userId", FieldText(r.acUserId)},
+            {"name", FieldText(r.acRuleName)},
+            {"enable", r.ucEnable},
+            {"weekdays", weekdays},
+            {"startTime", WriteTime(r.uiStart_hour, r.uiStart_min)},
+            {"endTime", (r.ucIsCrossDay != 0 ? "n" : "") + WriteTime(r.uiEnd_hour, r.uiEnd_min)},
+            {"rule",
+             {{"condition", r.usCondition},
+              {"events", WriteList(r.pstEvents, r.usEvents_Num, WriteEvent)},
+              {"actions", WriteList(r.pstActions, r.usActions_Num, WriteAction)}}}};
+}
+
+Json WriteUnit(const Unit &r) {
+    Json unit = Json::object();
+    if (r.usType == TQDEVSDK_SMART_CONTROL_CONFIG_RULE_STATUS_TYPE_GLOBAL) {
+        unit["Type"] = "Global";
+    }
+    unit["channel"] = r.ucChannel;
+    unit["status"] = WriteList(r.pstRuleUnit, r.usNum, WriteRule);
+    return unit;
+}
+
 } // namespace
 
 void RulesDelete::operator()(Rules *rules) const {
@@ -173,6 +235,10 @@ Event ReadEvent(ObjectReader event) {
     ReadRuleEvent(reader, record);
     reader.Done();
     return record;
+}
+
+Json WriteRules(const Rules &rules) {
+    return WriteList(rules.pstUnit, rules.usNum, WriteUnit);
 }
 
 time_t ReadTime(const std::string &text, const std::string &path) {

@@ -34,6 +34,8 @@ void ForEachRule(const tqDevSDK_SmartControl_ConfigRules &rules, Visit visit) {
 
 /// An event as a rule has it; with all other members. Throws LineError.
 tqDevSDK_SmartControl_ConfigRule_Events ReadEvent(ObjectReader event);
+/// A rule set in the form that ReadRules takes.
+Json WriteRules(const tqDevSDK_SmartControl_ConfigRules &rules);
 
 /// Seconds after midnight of a text from 0:00 to 23:59. Throws LineError.
 time_t ReadTime(const std::string &text, const std::string &path);

@@ -37,7 +37,7 @@ public:
     Causes(); ///< Throws std::system_error.
 
     void Show(const Json &line, Moment when) override;
-    void Echo(Input, const Json &, Moment) override {}
+    void Echo(Input, const Json &, const std::string &, Moment) override {}
     void Heading(const std::string &) override {}
 
     void Begin(); ///< What comes from now on belongs to the next input.

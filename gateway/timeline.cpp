@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
 #include "clock.h"
 #include "lines.h"
+#include "printable.h"
 
 namespace tqgateway {
 namespace {
@@ -24,15 +26,17 @@ constexpr const char *kDim = "\033[2m";
 constexpr const char *kRed = "\033[31m";
 constexpr const char *kReset = "\033[0m";
 
-/// What stands before the value of a key that a line out is known by.
+/// Whom a line out with this key is from, and what stands before the key's value.
 struct OutLabel {
     const char *key;
+    const char *from;
     const char *label;
 };
 
 constexpr OutLabel kOutLabels[] = {
-    {"command", ""},       {"model", "model "}, {"model_reply", "reply "},
-    {"shadow", "shadow "}, {"msg", ""},         {"dclog", "dclog "},
+    {"command", "module", ""},       {"model", "module", "model "}, {"model_reply", "module", "reply "},
+    {"shadow", "module", "shadow "}, {"msg", "module", ""},         {"dclog", "module", "dclog "},
+    {"hub", "device", "state"},      {"host", "host", "state"},
 };
 
 struct Arrow {
@@ -83,22 +87,24 @@ std::string CommandText(const Json &number) {
     return AsText(number);
 }
 
-/// Control characters escaped, so that a message cannot steer the terminal or break its line.
-std::string Printable(const std::string &text) {
-    std::string printable;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '\n') {
-            printable += "\\n";
-        } else if (c == '\t') {
-            printable += "\\t";
-        } else if (byte < 0x20 || byte == 0x7f) {
-            printable += '?';
-        } else {
-            printable += c;
+/// A value as JSON, the bytes of its texts as they are.
+std::string ValueText(const Json &value) {
+    if (value.is_string()) {
+        std::string text = "\"";
+        for (const char c : value.get_ref<const std::string &>()) {
+            text += (c == '"' || c == '\\' ? "\\" : "") + std::string(1, c);
         }
+        return text + '"';
     }
-    return printable;
+    if (!value.is_structured()) {
+        return Dump(value);
+    }
+    std::string text;
+    for (const auto &item : value.items()) {
+        text += (text.empty() ? "" : ",") + (value.is_object() ? ValueText(item.key()) + ':' : "") +
+                ValueText(item.value());
+    }
+    return value.is_object() ? '{' + text + '}' : '[' + text + ']';
 }
 
 /// An XML document without its declaration, its attributes as they were before they were quoted.
@@ -121,40 +127,45 @@ std::string Padded(std::string text, std::size_t columns) {
     return text;
 }
 
-/// "name=value" of all members but two and the id.
-std::string FieldsText(const Json &object, const std::string &but, const std::string &and_but) {
+/// "name=value" of all members but two and the id; with the text of an input, numbers and the like as they
+/// are there.
+std::string FieldsText(const Json &object, std::string_view written, const std::string &but,
+                       const std::string &and_but) {
     std::string text;
-    for (const auto &member : object.items()) {
-        if (member.key() == but || member.key() == and_but || member.key() == kId) {
+    for (const auto &[key, value] : object.items()) {
+        if (key == but || key == and_but || key == kId) {
             continue;
         }
-        const bool plain = member.key() == "body" || member.key() == "value";
-        text += (text.empty() ? "" : " ") + Printable(member.key()) + '=';
-        text += plain ? Printable(PlainXml(AsText(member.value()))) : Dump(member.value());
+        text += (text.empty() ? "" : " ") + key + '=';
+        if (value.is_string()) {
+            text += key == "body" || key == "value" ? PlainXml(AsText(value)) : ValueText(value);
+        } else {
+            text += written.empty() ? ValueText(value) : std::string(MemberText(written, key));
+        }
     }
     return Clipped(text, kShownBytes);
 }
 
 class Timeline : public Sink {
 public:
-    Timeline(LineWriter &writer, bool coloured, bool timed)
-        : writer_(writer), coloured_(coloured), timed_(timed) {}
+    Timeline(WriteLine write, bool coloured, bool timed)
+        : write_(std::move(write)), coloured_(coloured), timed_(timed) {}
 
-    void Echo(Input what, const Json &input, Moment when) override {
+    void Echo(Input what, const Json &input, const std::string &text, Moment when) override {
         if (what == Input::refusal) {
             return; // its error says it all
         }
         Begin(input, when);
         if (const LineKind *kind = KindOf(input)) {
-            Message(input, kind->key, kind->label, kind->from, kind->to);
+            Message(input, text, kind->key, kind->label, kind->from, kind->to);
         } else {
             Unknown(input);
         }
     }
 
     void Heading(const std::string &comment) override {
-        writer_.Write("");
-        writer_.Write(Painted(kBold, Printable(comment)));
+        write_("");
+        write_(Painted(kBold, comment));
     }
 
     void Show(const Json &line, Moment when) override {
@@ -162,20 +173,19 @@ public:
         if (line.contains("to")) {
             MessageOut(line);
         } else if (line.contains("log")) {
-            Write(kDim,
-                  Row("log " + AsText(line["log"]), Clipped(Printable(AsText(line["text"])), kShownBytes)));
+            Write(kDim, Row("log " + AsText(line["log"]), Clipped(AsText(line["text"]), kShownBytes)));
         } else if (line.contains("misuse")) {
-            Write(kRed, Row("misuse " + AsText(line["misuse"]), Printable(AsText(line["text"]))));
+            Write(kRed, Row("misuse " + AsText(line["misuse"]), AsText(line["text"])));
         } else if (line.contains("linkage")) {
             Linkage(line);
         } else if (line.contains("error")) {
-            Write(kRed, Row("", "error: " + Printable(AsText(line["error"]))));
+            Write(kRed, Row("", "error: " + AsText(line["error"])));
         } else if (line.contains("check")) {
             for (const Json &finding : line["check"]) {
-                Write(kRed, Row("", "check: " + Clipped(Printable(AsText(finding["class"]) + ' ' +
-                                                                  AsText(finding["pointer"]) + ": " +
-                                                                  AsText(finding["text"])),
-                                                        kShownBytes)));
+                Write(kRed, Row("", "check: " +
+                                        Clipped(AsText(finding["class"]) + ' ' + AsText(finding["pointer"]) +
+                                                    ": " + AsText(finding["text"]),
+                                                kShownBytes)));
             }
         } else if (line["result"].is_null()) {
             Write(kDim, Row("", "done"));
@@ -188,10 +198,10 @@ private:
     /// What stands around the row of a line.
     void Begin(const Json &line, Moment when) {
         time_ = timed_ ? Painted(kDim, MomentText(when)) + "  " : "";
-        id_ = line.contains(kId) ? " id=" + Clipped(Dump(line[kId]), kShownIdBytes) : "";
+        id_ = line.contains(kId) ? " id=" + Printable(Clipped(Dump(line[kId]), kShownIdBytes)) : "";
     }
 
-    void Unknown(const Json &line) { Write(kPlain, Row("?", Clipped(Printable(AsText(line)), kShownBytes))); }
+    void Unknown(const Json &line) { Write(kPlain, Row("?", Clipped(AsText(line), kShownBytes))); }
 
     void MessageOut(const Json &line) {
         const auto out = std::find_if(std::begin(kOutLabels), std::end(kOutLabels),
@@ -199,20 +209,21 @@ private:
         if (out == std::end(kOutLabels)) {
             Unknown(line);
         } else {
-            Message(line, out->key, out->label, "module", AsText(line["to"]));
+            Message(line, "", out->key, out->label, out->from, AsText(line["to"]));
         }
     }
 
-    void Message(const Json &line, const std::string &key, std::string name, const std::string &from,
-                 const std::string &to) {
+    void Message(const Json &line, std::string_view text, const std::string &key, std::string name,
+                 const std::string &from, const std::string &to) {
         const Json &value = line[key];
         if (key == "command") {
             name += CommandText(value);
         } else if (!value.is_object() && !value.is_boolean()) {
-            name += Printable(AsText(value));
+            name += AsText(value);
         }
         const std::string fields =
-            value.is_object() ? FieldsText(value, "", "") : FieldsText(line, key, "to");
+            value.is_object() ? FieldsText(value, text.empty() ? text : MemberText(text, key), "", "")
+                              : FieldsText(line, text, key, "to");
 
         const auto arrow = std::find_if(std::begin(kArrows), std::end(kArrows),
                                         [&](const Arrow &row) { return from == row.from && to == row.to; });
@@ -229,11 +240,11 @@ private:
                          [&](const SentenceColour &row) { return line["linkage"] == row.what; });
         std::string fields;
         if (line.contains("stAction")) {
-            fields = " token=" + Dump(line["token"]) + ' ' + FieldsText(line["stAction"], "", "");
+            fields = " token=" + Dump(line["token"]) + ' ' + FieldsText(line["stAction"], "", "", "");
         }
         Write(known == std::end(kSentenceColours) ? kPlain : known->colour,
               Row(line.contains("at") ? CivilForPeople(ReadCivil(line["at"], "at")) : "linkage",
-                  Printable(AsText(line["text"]))),
+                  AsText(line["text"])),
               fields);
     }
 
@@ -243,14 +254,16 @@ private:
     }
 
     void Write(const char *colour, const std::string &text, const std::string &rest = {}) {
-        writer_.Write(time_ + Painted(colour, text) + (rest.empty() ? "" : ' ' + rest) + id_);
+        write_(time_ + Painted(colour, text) + (rest.empty() ? "" : ' ' + Printable(rest)) + id_);
     }
 
+    /// Nothing from outside gets past Printable.
     std::string Painted(const char *colour, const std::string &text) const {
-        return coloured_ && *colour != '\0' ? colour + text + kReset : text;
+        const std::string shown = Printable(text);
+        return coloured_ && *colour != '\0' ? colour + shown + kReset : shown;
     }
 
-    LineWriter &writer_;
+    WriteLine write_;
     bool coloured_;
     bool timed_;
     std::string time_;
@@ -259,8 +272,13 @@ private:
 
 } // namespace
 
-std::unique_ptr<Sink> MakeTimeline(LineWriter &writer, bool coloured, bool timed) {
-    return std::make_unique<Timeline>(writer, coloured, timed);
+std::unique_ptr<Sink> MakeTimeline(WriteLine write, bool coloured, bool timed) {
+    return std::make_unique<Timeline>(std::move(write), coloured, timed);
+}
+
+std::string DroppedText(std::size_t lines) {
+    return "... " + std::to_string(lines) + (lines == 1 ? " line" : " lines") +
+           " left out: the reader stood still";
 }
 
 } // namespace tqgateway

