@@ -19,6 +19,7 @@
 namespace tqgateway {
 namespace {
 
+using Rule = tqDevSDK_SmartControl_ConfigRules_RuleUnit;
 using Statistics = tqDevSDK_SmartControl_DCLog_LanLinkCentStatis_S;
 
 constexpr std::size_t kKnownTokens = 65536; // of the actions handed out last

@@ -80,7 +80,7 @@ bool RuleEngine::ShowNew(const tqDevSDK_Linkage_Effect_S *run) {
 }
 
 void RuleEngine::ShowRules() const {
-    Statistics now{};
+    tqDevSDK_SmartControl_DCLog_LanLinkCentStatis_S now{};
     tqDevSDK_Linkage_Statistics(engine_.get(), &now);
     const UINT32 num = now.uiRuleRootNum;
     Show({{"linkage", "rules"},
