@@ -27,6 +27,7 @@ struct Case {
     double limit;   ///< Module to floor, at most; 0: none is set.
     unsigned rules; ///< Size of a rule set; 0 for the other messages.
     std::function<Contestants()> set_up;
+    double nlohmann = 0; ///< nlohmann/json to module, at least; 0: none is set.
 };
 using Cases = std::vector<Case>;
 
@@ -70,8 +71,13 @@ std::vector<Figures> Measure(const Contestants &contestants);
 
 // ---- Reporting (report) ----
 
-/// Figures by contestant, for each case.
-using Results = std::map<std::string, std::map<std::string, Figures>>;
+/// Figures by contestant.
+using Measured = std::map<std::string, Figures>;
+/// The same for each case.
+using Results = std::map<std::string, Measured>;
+
+/// Whether a case is beyond a limit that it sets.
+bool IsBroken(const Case &item, const Measured &measured);
 
 void PrintMessages(const Results &results);
 void PrintRules(const Results &results);

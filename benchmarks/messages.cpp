@@ -13,8 +13,9 @@
 
 namespace {
 
-constexpr double kCommandLimit = 1.4;
-constexpr double kReportLimit = 1.1;
+constexpr double kCommandLimit = 1.2;
+constexpr double kSceneLimit = 1.4;
+constexpr double kReportLimit = 1.05;
 constexpr double kXmlLimit = 1.3;
 
 // ---- The floor's steps ----
@@ -472,7 +473,7 @@ Cases MessageCases() {
         Command("command 20064 chime alarm", 20064,
                 R"({"deviceId":"BELL00001","eventId":12,"channelNo":1,"params":{"value1":2,"value2":30}})"),
         {"command 20058 signal query", kCommandLimit, 0, SignalQuery},
-        {"manual scene", kCommandLimit, 0, ManualScene},
+        {"manual scene", kSceneLimit, 0, ManualScene},
         {"command unknown", 0, 0,
          [] {
              return Contestants{{"module", Deliver(1, "{}")}};

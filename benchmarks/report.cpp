@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// What a run found: tables, the plot, and whether it is within the limits.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -32,10 +33,10 @@ void Column(int width, int decimals, double value) {
     }
 }
 
-void Ratio(double ratio, double limit) {
+void Ratio(double ratio, double limit, bool broken) {
     Column(7, 2, ratio);
     Column(6, 2, limit == 0 ? NAN : limit);
-    printf(" %s", limit != 0 && ratio > limit ? "!" : " ");
+    printf(" %s", broken ? "!" : " ");
 }
 
 constexpr const char *kContestants[] = {"module", "floor", "nlohmann", "RapidJSON"};
@@ -55,7 +56,8 @@ void PrintForOneRule(const Results &results, const Cases &cases, const std::stri
         const bool timed = strcmp(figure, "ns") == 0;
         const char *compared = timed ? "ratio" : figure;
         const double module = Get(results, item.name, "module", compared);
-        Ratio(timed ? module : module / Get(results, item.name, "floor", figure), timed ? item.limit : 0);
+        Ratio(timed ? module : module / Get(results, item.name, "floor", figure), timed ? item.limit : 0,
+              timed && IsBroken(item, results.at(item.name)));
         Column(9, 2, Get(results, item.name, "nlohmann", compared) / module);
         Column(9, 2, Get(results, item.name, "RapidJSON", compared) / module);
         printf("\n");
@@ -157,6 +159,12 @@ text { fill: #333 } .title { font-size: 14px; font-weight: bold } .end { text-an
 
 } // namespace
 
+bool IsBroken(const Case &item, const Measured &measured) {
+    const auto ratio = [&measured](const char *contestant) { return measured.at(contestant).at("ratio"); };
+    return (item.limit != 0 && ratio("module") > item.limit) ||
+           (item.nlohmann != 0 && ratio("nlohmann") < item.nlohmann * ratio("module"));
+}
+
 void PrintMessages(const Results &results) {
     bool any = false;
     for (const Case &item : MessageCases()) {
@@ -177,7 +185,7 @@ void PrintMessages(const Results &results) {
         const char *measured = std::isnan(get("host", "ns")) ? "module" : "host";
         Column(9, 0, get(measured, "ns"));
         Column(9, 0, get("floor", "ns"));
-        Ratio(get("module", "ratio"), item.limit);
+        Ratio(get("module", "ratio"), item.limit, IsBroken(item, results.at(item.name)));
         Column(6, 0, get(measured, "allocations"));
         Column(6, 0, get("floor", "allocations"));
         printf(" ");
@@ -187,7 +195,7 @@ void PrintMessages(const Results &results) {
     }
     if (any) {
         printf("\nThe module's host functions are empty here. \"host\" lines: what the stand-in's own cost,\n"
-               "which is in no other line. No floor: the message needs neither library. \"!\": above the "
+               "which is in no other line. No floor: the message needs neither library. \"!\": beyond a "
                "limit.\n\n");
     }
 }

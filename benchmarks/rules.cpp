@@ -16,8 +16,10 @@
 namespace {
 
 constexpr unsigned kSizes[] = {1, 10, 100, 1000, 10000, 65535};
-constexpr double kParseLimit = 1.25;
-constexpr double kGenerateLimit = 1.0;
+constexpr double kParseLimit = 1.2;
+constexpr double kParseNlohmann = 1.8;
+constexpr double kGenerateLimit = 0.6;
+constexpr double kGenerateNlohmann = 1.0;
 
 template <typename Record>
 Record *NewRecords(std::size_t count) {
@@ -219,12 +221,12 @@ void Receive(const Rules &rules) {
 Cases RuleCases() {
     Cases cases;
     for (const unsigned size : kSizes) {
-        cases.push_back(
-            {"rules parse " + std::to_string(size), kParseLimit, size, [=] { return Parse(size); }});
+        cases.push_back({"rules parse " + std::to_string(size), kParseLimit, size,
+                         [=] { return Parse(size); }, kParseNlohmann});
     }
     for (const unsigned size : kSizes) {
-        cases.push_back(
-            {"rules generate " + std::to_string(size), kGenerateLimit, size, [=] { return Generate(size); }});
+        cases.push_back({"rules generate " + std::to_string(size), kGenerateLimit, size,
+                         [=] { return Generate(size); }, kGenerateNlohmann});
     }
     return cases;
 }

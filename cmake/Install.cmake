@@ -1,5 +1,6 @@
 # What is installed besides the libraries and their headers, and the packages made of it. Components:
-# runtime for devices, development for those who build applications, host and gateway for desks.
+# runtime for devices, development for those who build applications, the same two of the linkage engine, host
+# and gateway for desks.
 include(CMakePackageConfigHelpers)
 
 set(package tqDevSDK_smart_control)
@@ -16,6 +17,18 @@ install(FILES cmake/${package}Config.cmake ${CMAKE_CURRENT_BINARY_DIR}/${package
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${package}.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
+
+set(linkage_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tqDevSDK_linkage)
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/tqDevSDK_linkageConfigVersion.cmake
+  VERSION ${linkage_version} COMPATIBILITY SameMajorVersion)
+configure_file(cmake/tqDevSDK_linkage.pc.in tqDevSDK_linkage.pc @ONLY)
+install(EXPORT tqDevSDK_linkage-targets NAMESPACE tqDevSDK::
+  DESTINATION ${linkage_package_dir} COMPONENT linkage_development)
+install(FILES cmake/tqDevSDK_linkageConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/tqDevSDK_linkageConfigVersion.cmake
+  DESTINATION ${linkage_package_dir} COMPONENT linkage_development)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tqDevSDK_linkage.pc
+  DESTINATION ${pkgconfig_dir} COMPONENT linkage_development)
+install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/tqDevSDK_linkage COMPONENT linkage)
 
 if(TQ_HOST_SDK_DIR)
   set(host_library_dir ${TQ_HOST_SDK_DIR}/lib)
@@ -37,7 +50,7 @@ if(TQ_BUILD_GATEWAY)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/${package} COMPONENT gateway)
 endif()
 
-# ---- Packages: one for devices, one for development, one for desks. ----
+# ---- Packages: one for devices, one for development, the same two of the linkage engine, one for desks. ----
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
@@ -62,6 +75,17 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${runtime_package} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "smart control module, development files
 Header, CMake and pkg-config files, and examples of device applications.")
+set(CPACK_DEBIAN_LINKAGE_PACKAGE_NAME libtqdevsdk-linkage1)
+set(CPACK_DEBIAN_LINKAGE_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LINKAGE_DESCRIPTION "linkage engine of the device SDK
+Decides at each event which linkage rules fire and what is to be done, and
+says of every rule why it fired or did not.")
+set(CPACK_DEBIAN_LINKAGE_DEVELOPMENT_PACKAGE_NAME libtqdevsdk-linkage-dev)
+set(CPACK_DEBIAN_LINKAGE_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_LINKAGE_DEVELOPMENT_PACKAGE_DEPENDS
+  "libtqdevsdk-linkage1 (= ${PROJECT_VERSION}), ${development_package} (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_LINKAGE_DEVELOPMENT_DESCRIPTION "linkage engine, development files
+Header, static library, CMake and pkg-config files.")
 set(CPACK_DEBIAN_DESK_PACKAGE_NAME tqdevsdk-smart-control-desk)
 set(CPACK_DEBIAN_DESK_PACKAGE_SECTION devel)
 set(CPACK_DEBIAN_DESK_PACKAGE_DEPENDS "${development_package} (= ${PROJECT_VERSION})")
@@ -73,6 +97,8 @@ stand-in host SDK, in which the module runs without a device.")
 include(CPack)
 cpack_add_component(runtime)
 cpack_add_component(development DEPENDS runtime)
+cpack_add_component(linkage)
+cpack_add_component(linkage_development DEPENDS linkage development)
 if(NOT TQ_HOST_SDK_DIR)
   cpack_add_component_group(desk)
   cpack_add_component(host GROUP desk)

@@ -511,7 +511,8 @@ bool Connection::Conclude() {
 /// name, which nothing interrupts.
 class Link : public MqttLink {
 public:
-    explicit Link(const MqttOptions &options) : connection_(std::make_shared<Connection>(options)) {}
+    explicit Link(const MqttOptions &options)
+        : timed_(options.timed), connection_(std::make_shared<Connection>(options)) {}
     ~Link() override { End(); }
     Link(const Link &) = delete;
     Link &operator=(const Link &) = delete;
@@ -522,8 +523,8 @@ public:
         thread_ = std::thread(std::move(run));
     }
 
-    void Show(const Json &line) override { connection_->Send(line); }
-    void Echo(Input, const Json &) override {}
+    void Show(const Json &line, Moment when) override { connection_->Send(DumpOut(line, when, timed_)); }
+    void Echo(Input, const Json &, Moment) override {}
     void Heading(const std::string &) override {}
 
     std::optional<Arrival> Next() override { return connection_->Next(); }
@@ -549,6 +550,7 @@ private:
         }
     }
 
+    const bool timed_;
     std::shared_ptr<Connection> connection_;
     std::future<void> ended_;
     std::thread thread_;

@@ -29,6 +29,7 @@ struct MqttOptions {
     std::uint32_t session = 300; ///< Seconds that the broker keeps the session without a link; 0: none.
     bool version_3 = false;      ///< MQTT 3.1.1 instead of 5; a session is then kept without end.
     bool log_topic = false;      ///< Send log lines, too.
+    bool timed = false;          ///< Each line carries its time.
 };
 
 /// What comes from the link, in order.

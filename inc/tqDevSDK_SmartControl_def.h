@@ -11,19 +11,23 @@
  * Conventions, unless a comment says otherwise:
  *
  * - **Results.** 0 is success, -1 a local failure (null argument, bad record, no memory, send refused).
- *   Every failure leaves a line in the SDK log.
+ *   Each failed call of the four functions leaves an error line in the SDK log, and so does each command,
+ *   setting and linkage rule value that is bad, and each message that finds no memory; a signal query that
+ *   is not JSON is passed over without one. What the application refuses is not always logged, nor what the
+ *   SDK refuses besides reports.
  * - **Text fields.** A `char[N]` field holds at most N - 1 characters and a terminating NUL. What the
  *   module writes is cut to that and always terminated; what it reads ends at the NUL or at the width
  *   of the field, whichever comes first. Encoding is UTF-8.
  * - **Records given to a function** are read during the call only and stay the caller's.
  * - **Records given to `recv_msg`** are lent: they, and all they point to, are released when the
- *   callback returns. Copy what you keep.
+ *   callback returns. Copy what you keep, and change nothing: a count that was changed does no harm, a
+ *   changed pointer of a rule's events or actions would be freed in place of the array.
  * - **Memory returned by `on_get_runtime_info`** (rule sets and rule texts) becomes the module's, which
  *   releases it with `free()`. Allocate it with `malloc`, `calloc` or `strdup`, never statically.
  * - **Arrays.** A count goes with each array; a null array pointer counts as no elements.
  * - **Threads.** The two reporting functions may be called from any number of threads at once. Init
- *   and fini are called once each, at start and stop, by one thread, while no callback runs and no
- *   other function of the module is being called.
+ *   and fini are called in turn, by one thread, while no callback runs and no other function of the module
+ *   is being called.
  * - **Layout.** Field order and widths are binding. Sizes in comments are those of the 32-bit target.
  *
  * The header is valid C99 and C++17.
@@ -149,7 +153,13 @@ typedef struct {
      *         again), a rule value is not reported. The signal query ignores it. A rule text set
      *         before failing is still released by the value request, and is not by a status query.
      *
-     * When null, nothing is reported of the device's own state.
+     * When null, rule values are not reported, signal queries not answered and no setting ever counts as
+     * changed.
+     *
+     * A setting that the SDK forces, as it does whenever the link comes up, is reported with the value seen
+     * last, even if the application never gave one: -1 for a number, mode 255 for day/night. A code whose
+     * low 12 bits are 4 has the service ask again instead: give it for settings that the device has not
+     * read yet, or does not have.
      */
     int (*on_get_runtime_info)(tqDevSDK_SmartControl_runtime_info *info);
 } tqDevSDK_SmartControl_callback;
@@ -157,7 +167,7 @@ typedef struct {
 /** The argument of `tqDevSDK_SmartControl_init`. */
 typedef struct {
     tqDevSDK_SmartControl_callback cb; /**< Copied. */
-    int resetReportAll; /**< Non-zero: the shadow service reports the linkage rules anew after a reset. */
+    int resetReportAll; /**< For the shadow service, low 16 bits: not 0 has it report the linkage rules anew. */
 } tqDevSDK_SmartControl_init_info;
 
 /* ------------------------------------------------------------------------------------------------
@@ -590,7 +600,7 @@ typedef struct {
  *         *(UINT32 *)(void *)info->data = screen_lightness();
  *         return 0;
  *     }
- *     return -1;
+ *     return 4; // no such setting here: report none
  * }
  *
  * int main(void)
@@ -609,10 +619,10 @@ int tqDevSDK_SmartControl_init(const tqDevSDK_SmartControl_init_info *info);
 
 /**
  * tqDevSDK_SmartControl_fini removes the registrations and forgets the callbacks; sequence numbers
- * start again at 0 with the next init. Without a preceding init it does nothing.
+ * start again at 0. Without a preceding init it does nothing.
  *
- * The SDK kernel keeps the command domain: commands that arrive after fini are refused, so the library
- * stays loaded.
+ * The SDK kernel keeps the command domain and the redirected setting keys: commands that arrive after fini
+ * are refused, so the library stays loaded.
  *
  * @return 0 always.
  *
@@ -624,7 +634,8 @@ int tqDevSDK_SmartControl_fini(void);
 
 /**
  * tqDevSDK_SmartControl_Msg2Server reports an event, a result, undone actions or the LAN center to the
- * platform. The message is handed to the SDK before the function returns; it is not retried.
+ * platform. The message is handed to the SDK before the function returns, whole or not at all; it is not
+ * retried.
  *
  * @param msg type and record; read during the call only.
  * @return 0 sent; -1 null argument, null record, unknown type, a record that cannot be sent, no memory,

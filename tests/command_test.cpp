@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // Commands of the platform, where the recorded contract does not see them: the records byte by byte, an
 // application that is not there or careless, a host that passes nothing.
+#include <algorithm>
+
 #include "SmartControl_func_action.h"
 #include "module_fixture.h"
 
 namespace {
-
-constexpr int kCapture = 20034, kVideo = 20036, kPicAndVideo = 20038, kSleep = 20040, kChimeSignal = 20058, kChimeAlarm = 20064;
 
 class CommandTest : public ModuleTest {
 protected:
@@ -16,19 +16,25 @@ protected:
 };
 
 TEST_F(CommandTest, RecordsAreHandedOverWhole) {
-    const std::string body = R"({"deviceId":"d","eventId":12,"delay":5,"channelNo":3,"params":{"value1":305419896,"value2":2},"extendValue":"r-1"})";
+    const std::string body = R"({"deviceId":"d","eventId":12,"delay":5,"channelNo":3,"params":{"value1":305419896,"value2":2},"extendValue":")" +
+                             std::string(65546, 'r') + "\"}";
+    tqDevSDK_SmartControl_device_capture_info capture{3, 5, {}, 2, {305419896, 2}};
+    tqDevSDK_SmartControl_Action_Pic_And_Video_S pic_and_video{{3, 5}, {}};
+    Set(capture.relation_id, std::string(63, 'r'));
+    Set(pic_and_video.relation_id, std::string(63, 'r'));
     const struct {
         int command, type;
         std::string record;
     } cases[] = {
-        {kCapture, 2, Bytes(tqDevSDK_SmartControl_device_capture_info{3, 5, "r-1", 2, {305419896, 2}})},
-        {kVideo, 8, Bytes(tqDevSDK_SmartControl_Action_Common_S{3, 5})},
-        {kPicAndVideo, 9, Bytes(tqDevSDK_SmartControl_Action_Pic_And_Video_S{{3, 5}, "r-1"})},
-        {kSleep, 10, Bytes(tqDevSDK_SmartControl_Action_Sleep_S{0x78, {0x56, 0x34, 0x12}})},
-        {kChimeAlarm, 0, Bytes(tqDevSDK_SmartControl_SetChimeAlarmAction{"d", 12, 3, 2, {0x5678, 2}})},
+        {kCapture, TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CAPTURE_PIC, Bytes(capture)},
+        {kVideo, TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_VIDEO, Bytes(tqDevSDK_SmartControl_Action_Common_S{3, 5})},
+        {kPicAndVideo, TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_PIC_AND_VIDEO, Bytes(pic_and_video)},
+        {kSleep, TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SLEEP, Bytes(tqDevSDK_SmartControl_Action_Sleep_S{0x78, {0x56, 0x34, 0x12}})},
+        {kChimeAlarm, TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CHIME_ALARM_ACTION,
+         Bytes(tqDevSDK_SmartControl_SetChimeAlarmAction{"d", 12, 3, 2, {0x5678, 2}})},
     };
     for (const auto &row : cases) {
-        EXPECT_EQ(AfterCommand(row.command, body).sent, Answer(row.command, R"({"result":0})"));
+        EXPECT_EQ(AfterCommand(row.command, body).first, Answer(row.command, R"({"result":0})"));
         EXPECT_EQ(TakeReceived(), (Messages{{row.type, row.record}}));
     }
 }
@@ -43,7 +49,7 @@ TEST_F(CommandTest, MissingCallbacksAreSurvived) {
         }
         alarm_log.insert(alarm_log.end(), {"error: Failed to handle ReqAndRsp:code=0xffffffff", "error: result_code -1"});
         EXPECT_EQ(AfterCommand(kChimeAlarm, good), (Outcome{{}, alarm_log}));
-        EXPECT_EQ(AfterCommand(kChimeSignal, "{}"), (Outcome{{}, {"error: NULL cb func of getting runtime info."}}));
+        EXPECT_EQ(AfterCommand(kSignalQuery, "{}"), (Outcome{{}, {"error: NULL cb func of getting runtime info."}}));
     };
     tqDevSDK_SmartControl_fini();
     expect_refusals({"warning: Smart Control module has not been inited."});
@@ -58,11 +64,15 @@ TEST_F(CommandTest, AlarmFillsItsBufferEvenWhenItFails) {
     EXPECT_STREQ(buffer, "{\n\t\"");
 }
 
-TEST_F(CommandTest, NullRecordsOfTheKernelAreIgnored) {
+TEST_F(CommandTest, NullRecordsAndEventsOfANewerKernelAreIgnored) {
     const tqdev_sdk_kernel_extend extension = tqhost::Extension(7000).value();
     extension.tqdev_sdk_kernel_extend_event(nullptr, nullptr);
     extension.tqdev_sdk_kernel_extend_data_route(nullptr, nullptr);
-    EXPECT_EQ(TakeLog(), Lines{"error: NULL input param!"});
+    tqdev_sdk_kernel_event event{};
+    SetUnknown(event.event_type);
+    extension.tqdev_sdk_kernel_extend_event(&event, nullptr);
+    EXPECT_EQ(TakeLog(), (Lines{"error: NULL input param!", "debug: SmartControl_extend_event type 16"}));
+    EXPECT_EQ(Take(), Lines{});
 }
 
 TEST_F(CommandTest, SignalCountOfTheApplicationIsBounded) {
@@ -78,18 +88,22 @@ TEST_F(CommandTest, SignalCountOfTheApplicationIsBounded) {
             info = {written, nullptr};
             return 9; // ignored
         };
-        ASSERT_EQ(AfterCommand(kChimeSignal, "{}").sent,
-                  Answer(kChimeSignal,
+        ASSERT_EQ(AfterCommand(kSignalQuery, "{}").first,
+                  Answer(kSignalQuery,
                          written > 0 ? R"({"result":0,"response":[{"type":"chime","name":"odd","signal":-3}]})" : R"({"result":0,"response":[]})"))
             << written;
     }
 }
 
-TEST_F(CommandTest, MalformedSignalQueryIsPrintedAndNotAsked) {
-    on_query = [](tqDevSDK_SmartControl_runtime_info &) { return ADD_FAILURE() << "asked", 0; };
-    testing::internal::CaptureStdout();
-    Command(kChimeSignal, "{no");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "[QueryChimeSignalReq_Input]{no\n");
+TEST_F(CommandTest, ManyChimesAreAskedAboutAtOnce) {
+    on_query = [](tqDevSDK_SmartControl_runtime_info &query) {
+        const auto &info = *reinterpret_cast<tqDevSDK_Smartcontrol_ap_signal_info *>(query.data);
+        std::for_each_n(info.ap_signal_result, info.num, [](auto &entry) { entry.iSignalStrength = 5; });
+        return 0;
+    };
+    EXPECT_EQ(AfterCommand(kSignalQuery, R"({"macList":[)" + Repeated(R"({"deviceSerial":"c"})", 300) + "]}").first,
+              Answer(kSignalQuery, R"({"result":0,"response":[)" + Repeated(R"({"type":"chime","name":"c","signal":5})", 300) +
+                                       R"(,{"type":"router","name":"","signal":5}]})"));
 }
 
 } // namespace

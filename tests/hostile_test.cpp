@@ -12,22 +12,17 @@ constexpr std::size_t kLimit = 1000; // nesting levels that the JSON library acc
 
 std::string Nested(std::size_t levels) { return std::string(levels, '[') + std::string(levels, ']'); }
 
-// A hundred thousand of these, separated by commas.
-std::string Many(const std::function<std::string(int)> &element) {
-    std::string text = element(0);
-    for (int i = 1; i < 100000; ++i) {
-        text += "," + element(i);
-    }
-    return text;
-}
-
 // Values that take the place of a good one.
 const std::vector<std::string> &Shapes() {
     static const std::vector<std::string> shapes = [] {
         std::vector<std::string> texts = {"null", "true", R"("5")", R"("")", R"("a\u0000b")", R"("\ud83d\ude00")", "1e308", "1e999", "-1"};
         texts.insert(texts.end(), {"2147483648", "4294967296", "-0.5e-300", "[]", "{}", "\"\xff\xfe\xc3\"", Nested(kLimit - 10)});
-        texts.push_back("{" + Many([](int i) { return "\"k" + std::to_string(i) + "\":0"; }) + "}");
-        texts.push_back("[" + Many([](int) { return "{}"; }) + "]");
+        std::string keys = "\"k\":0";
+        for (int i = 1; i < 100000; ++i) {
+            keys += ",\"k" + std::to_string(i) + "\":0";
+        }
+        texts.push_back("{" + keys + "}");
+        texts.push_back("[" + Repeated("{}", 100000) + "]");
         texts.push_back("\"" + std::string(1 << 20, 't') + "\"");
         return texts;
     }();
@@ -92,14 +87,16 @@ private:
 };
 
 TEST_F(HostileTest, Commands) {
-    TryAll(R"({"delay":1,"channelNo":2,"params":{"value1":3},"extendValue":"e"})", [this](const std::string &body) { return Answered(20034, body); });
-    TryAll(R"({"deviceId":"d","eventId":1,"channelNo":2,"params":{"value1":3}})", [this](const std::string &body) { return Answered(20064, body); });
+    TryAll(R"({"delay":1,"channelNo":2,"params":{"value1":3},"extendValue":"e"})",
+           [this](const std::string &body) { return Answered(kCapture, body); });
+    TryAll(R"({"deviceId":"d","eventId":1,"channelNo":2,"params":{"value1":3}})",
+           [this](const std::string &body) { return Answered(kChimeAlarm, body); });
     TryAll(R"({"macList":[{"mac":"m","deviceSerial":"s"}]})", [this](const std::string &body) {
-        Command(20058, body);
+        Command(kSignalQuery, body);
         return Take().size() == 1;
     });
     TryAll(R"({"mode":1,"sensitivity":2,"autoTimeBegin":"1:2","autoTimeEnd":"3:4"})", [this](const std::string &body) {
-        Command(18829, "<Request><Type>device_ICR_DSS</Type><Value><![CDATA[" + body + "]]></Value></Request>");
+        Command(kSetKeyValue, "<Request><Type>device_ICR_DSS</Type><Value><![CDATA[" + body + "]]></Value></Request>");
         // What is not UTF-8 is no XML.
         return Take().back().find(body.find('\xff') == std::string::npos ? "<Result>0<" : "<Result>3<") != std::string::npos;
     });

@@ -37,7 +37,10 @@ done
 expect "The library's links" "libtqDevSDK_smart_control.so.2 libtqDevSDK_smart_control.so.2.0.0" \
     "$(readlink installed/lib/libtqDevSDK_smart_control.so installed/lib/libtqDevSDK_smart_control.so.2 | xargs)"
 
-# ---- Both examples. ----
+expect "What the linkage engine needs" "libc.so.6" \
+    "$(readelf -dW installed/lib/libtqDevSDK_linkage.so.1 | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p')"
+
+# ---- The examples. ----
 
 camera_says='platform: command 20035 seq 7 response 1 v1.0.0 {"result":0}
 camera: picture of channel 1 for picture-17
@@ -51,15 +54,96 @@ platform: command 19986 seq 0 response 0 V2.0.0 {"channelNo":2,"value":1}
 platform: command 12382 seq 1 response 0 v1.0.0 <?xml version="1.0" encoding="utf-8"?><Request><DevSerial>TQ00000001</DevSerial><Authorization/><Status Type="device_screen_lightness" Value="80"/></Request>
 platform: shadow SceneLink version 1 reset 0 type 3 {"scenes":[{"id":42,"name":"Good night"}]}'
 
+hub_says='platform: shadow InterconnectionRule version 1 reset 0 type 4 [{"Type":"Global","channel":1,"status":[{"id":1,"userId":"user-1","name":"Porch at night","enable":1,"weekdays":["1", "2", "3", "4", "5"],"startTime":"22:00","endTime":"n06:30","rule":{"condition":0,"events":[{"domain":1100,"cmdId":5,"deviceId":"SENSOR001","channelNo":1,"value":1}],"actions":[{"domain":1100,"cmdId":1,"deviceId":"HUB000001","channelNo":1,"params":{"value1":1},"delay":0}, {"domain":1100,"cmdId":1,"deviceId":"LAMP00001","channelNo":1,"params":{"value1":1},"delay":0}, {"domain":1100,"cmdId":2,"deviceId":"HUB000001","channelNo":1,"params":{},"delay":5}, {"domain":7000,"cmdId":20034,"deviceId":"CAMERA001","channelNo":1,"params":{},"delay":0}]}}]}]
+hub: rule 1 "Porch at night" held: 12:00 is not within 22:00 to n06:30
+desk: 60000 ms to the next work
+platform: command 19990 seq 0 response 0 V2.0.0 {"id":1,"undoneActions":[{"domain":7000,"cmdId":20034,"deviceId":"CAMERA001","channelNo":1,"params":{},"delay":0,"extendValue":""}]}
+hub: lamp on
+platform: command 19988 seq 1 response 0 V2.0.0 {"id":1,"deviceId":"HUB000001","channelNo":1,"domain":1100,"cmdId":1,"result":0}
+hub: to LAMP00001: command 1
+platform: command 19988 seq 2 response 0 V2.0.0 {"id":1,"deviceId":"LAMP00001","channelNo":1,"domain":1100,"cmdId":1,"result":0}
+desk: 5000 ms to the next work
+hub: siren
+platform: command 19988 seq 3 response 0 V2.0.0 {"id":1,"deviceId":"HUB000001","channelNo":1,"domain":1100,"cmdId":2,"result":0}
+platform: command 19990 seq 4 response 0 V2.0.0 {"id":1,"undoneActions":[{"domain":1100,"cmdId":1,"deviceId":"LAMP00001","channelNo":1,"params":{"value1":1},"delay":0,"extendValue":""}]}
+hub: lamp on
+platform: command 19988 seq 5 response 0 V2.0.0 {"id":1,"deviceId":"HUB000001","channelNo":1,"domain":1100,"cmdId":1,"result":0}
+hub: to CAMERA001: command 20034
+platform: command 19988 seq 6 response 0 V2.0.0 {"id":1,"deviceId":"CAMERA001","channelNo":1,"domain":7000,"cmdId":20034,"result":0}
+desk: 5000 ms to the next work
+hub: siren
+platform: command 19988 seq 7 response 0 V2.0.0 {"id":1,"deviceId":"HUB000001","channelNo":1,"domain":1100,"cmdId":2,"result":0}
+hub: rule 1 "Porch at night" held: day 6 is not among 1 2 3 4 5
+desk: 60000 ms to the next work
+hub: rule 1 "Porch at night" misses: event 1 has channel 1, not 2
+platform: dclog device_lan_smart_center_statistics seq 0'
+
 cp -r installed/share/doc/tqDevSDK_smart_control/examples .
-quietly make -C examples/c CFLAGS="-std=c99 -Wall -Wextra -Wpedantic -Werror" \
-    PKG_CONFIG_PATH="$scratch/installed/lib/pkgconfig"
+for example in c hub; do
+    quietly make -C examples/$example CFLAGS="-std=c99 -Wall -Wextra -Wpedantic -Werror" \
+        PKG_CONFIG_PATH="$scratch/installed/lib/pkgconfig"
+done
 expect "The camera's output" "$camera_says" "$(LD_LIBRARY_PATH=installed/lib examples/c/camera)"
+
+# Its results carry the time of the day.
+expect "The hub's output" "$hub_says" \
+    "$(LD_LIBRARY_PATH=installed/lib examples/hub/hub | sed 's/,"time":"[^"]*"//')"
 
 quietly cmake -S examples/cpp -B panel -DCMAKE_PREFIX_PATH="$scratch/installed" \
     -DCMAKE_COMPILE_WARNING_AS_ERROR=ON
 quietly cmake --build panel
 expect "The panel's output" "$panel_says" "$(panel/panel)"
+
+# ---- The same applications, loaded by tq_gateway. ----
+
+# gateway LINES OPTION...: what it says to lines, in any order, for the camera works on a thread of its own.
+gateway() { printf '%s\n' "$1" | installed/bin/tq_gateway --json "${@:2}" | sort; }
+
+expect "The camera behind lines" '{"log":"stdout","text":"camera: picture of channel 1 for r-1"}
+{"result":null}
+{"to":"device","msg":"CAPTURE_PIC","channel":1,"delay":0,"relation_id":"r-1","uiValueNum":0,"auiValue":[]}
+{"to":"platform","command":19986,"seq":0,"response":0,"version":"V2.0.0","body":{"channelNo":1,"value":1}}
+{"to":"platform","command":20035,"seq":7,"response":1,"version":"v1.0.0","body":{"result":0}}' \
+    "$(gateway '{"command":20034,"seq":7,"body":{"delay":0,"channelNo":1,"params":{},"extendValue":"r-1"}}' \
+        --application examples/c/libcamera.so)"
+
+panel_lines='{"status_pass":true}
+{"host":{"fail":{"tqdev_sdk_kernel_send":9}}}
+{"set":"device_screen_lightness","value":"80"}'
+expect "The panel behind lines" '{"log":"stdout","text":"panel: lightness 80"}
+{"result":null}
+{"result":null}
+{"result":null}
+{"to":"device","msg":"SCREEN_LIGHTNESS","value":80}
+{"to":"platform","command":12382,"seq":0,"response":0,"version":"v1.0.0","body":"<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<Request><DevSerial>TQ00000001</DevSerial><Authorization/><Status Type=\"device_screen_lightness\" Value=\"65\"/></Request>"}' \
+    "$(gateway "$panel_lines" --application panel/libpanel.so --configuration 65 --record recording)"
+quietly installed/bin/tq_gateway replay recording --application panel/libpanel.so --configuration 65
+
+# ---- The linkage engine by itself, shared and linked in. ----
+
+mkdir found
+cat >found/CMakeLists.txt <<'END'
+cmake_minimum_required(VERSION 3.25)
+project(found C)
+find_package(tqDevSDK_linkage 1 REQUIRED)
+foreach(library linkage linkage_static)
+  add_executable(with_${library} main.c)
+  target_link_libraries(with_${library} PRIVATE tqDevSDK::${library})
+endforeach()
+END
+cat >found/main.c <<'END'
+#include <stdio.h>
+#include "tqDevSDK_Linkage.h"
+int main(void) {
+    int reason = 0;
+    tqDevSDK_Linkage_Free(tqDevSDK_Linkage_New(NULL, &reason));
+    return puts(tqDevSDK_Linkage_ReasonText(reason)) < 0;
+}
+END
+quietly cmake -S found -B found/build -DCMAKE_PREFIX_PATH="$scratch/installed"
+quietly cmake --build found/build
+expect "The linkage engine by itself" "an argument is null an argument is null" \
+    "$(found/build/with_linkage) $(found/build/with_linkage_static)"
 
 # ---- The module for a device's SDK: a folder of headers and a library, here the stand-in's. ----
 
@@ -79,8 +163,8 @@ if grep -F "$source/host" device/compile_commands.json; then
 fi
 grep -q 'TQ_SHADOW_VALUE_CAPACITY=0' device/compile_commands.json || fail "the build for a device bounds shadow values"
 quietly cmake --install device --prefix "$scratch/on_device"
-expect "What a device gets" "lib/libtqDevSDK_smart_control.so.2.0.0" \
-    "$(cd on_device && find . -type f -path '*/lib/*.so*' -printf '%P\n')"
+expect "What a device gets" "lib/libtqDevSDK_linkage.so.1.0.0 lib/libtqDevSDK_smart_control.so.2.0.0" \
+    "$(cd on_device && find . -type f -path '*/lib/*.so*' -printf '%P\n' | sort | xargs)"
 expect "The camera's output with the module for a device" "$camera_says" \
     "$(LD_LIBRARY_PATH=on_device/lib:sdk/lib examples/c/camera)"
 
@@ -91,7 +175,7 @@ files() { dpkg-deb --fsys-tarfile "packages/$1"_*.deb | tar -t | grep -v '/$' | 
 depends() { dpkg-deb -f "packages/$1"_*.deb Depends; }
 
 quietly cpack --config "$build/CPackConfig.cmake" -B "$scratch/packages"
-expect "The packages" "libtqdevsdk-smart-control-dev libtqdevsdk-smart-control2 tqdevsdk-smart-control-desk" \
+expect "The packages" "libtqdevsdk-linkage-dev libtqdevsdk-linkage1 libtqdevsdk-smart-control-dev libtqdevsdk-smart-control2 tqdevsdk-smart-control-desk" \
     "$(cd packages && for name in *.deb; do echo "${name%%_*}"; done | sort | xargs)"
 
 expect "The package for devices" "./usr/lib/libtqDevSDK_smart_control.so.2
@@ -100,6 +184,7 @@ expect "The package for devices" "./usr/lib/libtqDevSDK_smart_control.so.2
 [[ $(depends libtqdevsdk-smart-control2) == *libc6*libstdc++6* ]] || fail "the dependencies for devices"
 
 expect "The package for development, without examples" "./usr/include/tqDevSDK/tqDevSDK_SmartControl_def.h
+./usr/include/tqDevSDK/tq_application.h
 ./usr/include/tqDevSDK/tqdev_sdk_types.h
 ./usr/lib/cmake/tqDevSDK_smart_control/tqDevSDK_smart_control-targets-release.cmake
 ./usr/lib/cmake/tqDevSDK_smart_control/tqDevSDK_smart_control-targets.cmake
@@ -109,7 +194,20 @@ expect "The package for development, without examples" "./usr/include/tqDevSDK/t
 ./usr/lib/pkgconfig/tqDevSDK_smart_control.pc" "$(files libtqdevsdk-smart-control-dev | grep -v /examples/)"
 expect "Its dependencies" "libtqdevsdk-smart-control2 (= 2.0.0)" "$(depends libtqdevsdk-smart-control-dev)"
 
-# The three together, as on a desk; no file in two of them.
+expect "The package of the linkage engine" "./usr/lib/libtqDevSDK_linkage.so.1
+./usr/lib/libtqDevSDK_linkage.so.1.0.0
+./usr/share/doc/tqDevSDK_linkage/LICENSE" "$(files libtqdevsdk-linkage1)"
+[[ $(depends libtqdevsdk-linkage1) =~ ^libc6\ [^,]*$ ]] || fail "the dependencies of the linkage engine"
+expect "Its package for development" "./usr/include/tqDevSDK/tqDevSDK_Linkage.h
+./usr/lib/cmake/tqDevSDK_linkage/tqDevSDK_linkage-targets-release.cmake
+./usr/lib/cmake/tqDevSDK_linkage/tqDevSDK_linkage-targets.cmake
+./usr/lib/cmake/tqDevSDK_linkage/tqDevSDK_linkageConfig.cmake
+./usr/lib/cmake/tqDevSDK_linkage/tqDevSDK_linkageConfigVersion.cmake
+./usr/lib/libtqDevSDK_linkage.a
+./usr/lib/libtqDevSDK_linkage.so
+./usr/lib/pkgconfig/tqDevSDK_linkage.pc" "$(files libtqdevsdk-linkage-dev)"
+
+# All together, as on a desk; no file in two of them.
 expect "Files in two packages" "" "$(for name in packages/*.deb; do files "$(basename "${name%%_*}")"; done | sort | uniq -d)"
 [[ $(depends tqdevsdk-smart-control-desk) == *"libtqdevsdk-smart-control-dev (= 2.0.0)"*libcjson1* ]] ||
     fail "the dependencies for desks"

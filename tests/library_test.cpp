@@ -31,7 +31,8 @@ TEST(Library, LoadsReportsItsSettingsAndServesACommand) {
     ASSERT_NE(library, nullptr) << dlerror();
     const auto init = reinterpret_cast<decltype(&tqDevSDK_SmartControl_init)>(dlsym(library, "tqDevSDK_SmartControl_init"));
     const auto fini = reinterpret_cast<decltype(&tqDevSDK_SmartControl_fini)>(dlsym(library, "tqDevSDK_SmartControl_fini"));
-    ASSERT_TRUE(init != nullptr && fini != nullptr);
+    ASSERT_NE(init, nullptr);
+    ASSERT_NE(fini, nullptr);
     std::string sent;
     tqhost::Observe([&](const tqhost::Observation &seen) { sent = tqhost::Describe(seen); });
     const tqDevSDK_SmartControl_init_info info{{[](tqDevSDK_SmartControl_msg_to_dev *) { return 0; }, nullptr}, 0};

@@ -40,11 +40,12 @@ TEST_F(ModelTest, ManualSceneIsRunAndAnswered) {
 }
 
 TEST_F(ModelTest, OnlyTextTypesCarryText) {
-    for (int type = model_data_type_bool; type <= model_data_type_null; ++type) {
+    tq_basic_info info{};
+    Set(info.identifier, "ExecManualScene");
+    tq_model_msg msg{model_data_type_null, 0, {}};
+    for (const int type : {0, 1, 2, 3, 4, 5, 6, 16}) { // the last is a newer host's
         const bool has_text = type == model_data_type_string || type == model_data_type_array || type == model_data_type_object;
-        tq_basic_info info{};
-        Set(info.identifier, "ExecManualScene");
-        tq_model_msg msg{static_cast<tq_json_type>(type), 0, {}};
+        memcpy(&msg.type, &type, sizeof msg.type);
         msg.value_double = 1.5; // no pointer
         if (has_text) {
             msg.value = R"({"ruleId":"1"})";
@@ -53,6 +54,11 @@ TEST_F(ModelTest, OnlyTextTypesCarryText) {
         EXPECT_EQ(TakeReceived().size(), has_text ? 1U : 0U) << type;
     }
     EXPECT_EQ(Take().at(0).find("reply ExecManualScene of  type 0 "), 0U) << "the type is the request's";
+    EXPECT_EQ(routers_.das_reply_router(&info, "operate", nullptr, &msg, 1, 1), -1);
+    EXPECT_EQ(TakeLog().back(), "info: SmartControl_das_req_router_req,res_id:,msg_type:operate, type:16");
+    SetUnknown(info.type);
+    tqhost::Fail("tq_model_reply_to_das", 5); // the stand-in does not know the type either
+    EXPECT_EQ(routers_.das_req_router(&info, "operate", &msg, 1, 2), 5);
 }
 
 TEST_F(ModelTest, NullRecordsAreRefusedWithoutAReply) {

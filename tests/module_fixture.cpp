@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "module_fixture.h"
 
+#include <algorithm>
 #include <cstdlib>
-#include <memory>
+#include <stdexcept>
 #include <tuple>
 #include <utility>
 
-#include "bscJSON.h"
+#include "SmartControl_shadow_rules_json.h"
 #include "tqdev_debug.h"
 
 ModuleTest *ModuleTest::current_ = nullptr;
@@ -29,10 +30,25 @@ bool IsTraffic(const std::string &line) {
 } // namespace
 
 std::string Printed(const std::string &json) {
-    const std::unique_ptr<bscJSON, void (*)(bscJSON *)> tree(bscJSON_Parse(json.c_str()), bscJSON_Delete);
+    const JsonTree tree(bscJSON_Parse(json.c_str()));
     EXPECT_NE(tree, nullptr) << "not JSON: " << json;
-    const std::unique_ptr<char, void (*)(void *)> text(bscJSON_Print(tree.get()), free);
+    const JsonText text(bscJSON_Print(tree.get()));
     return text != nullptr ? text.get() : "";
+}
+
+tqDevSDK_SmartControl_ConfigRules *NewRules(const std::string &json) {
+    auto *rules = static_cast<tqDevSDK_SmartControl_ConfigRules *>(calloc(1, sizeof(tqDevSDK_SmartControl_ConfigRules)));
+    const JsonTree tree(bscJSON_Parse(json.c_str()));
+    EXPECT_EQ(ReadConfigRules(tree.get(), *rules), tree != nullptr);
+    return rules;
+}
+
+std::string Repeated(const std::string &element, int count) {
+    std::string text;
+    for (int i = 0; i < count; ++i) {
+        text += (i == 0 ? "" : ",") + element;
+    }
+    return text;
 }
 
 ModuleTest::ModuleTest() {
@@ -80,12 +96,21 @@ ModuleTest::Messages ModuleTest::TakeReceived() {
 }
 
 void ModuleTest::Command(int command, const std::optional<std::string> &body) {
-    ASSERT_TRUE(tqhost::DeliverCommand({kDomain, command, 7, body})) << "no extension is loaded";
+    testing::internal::CaptureStdout();
+    const bool delivered = tqhost::DeliverCommand({kDomain, command, 7, body});
+    testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(delivered) << "no extension is loaded";
 }
 
 ModuleTest::Outcome ModuleTest::AfterCommand(int command, const std::optional<std::string> &body) {
     Command(command, body);
     return {Take(), TakeLog()};
+}
+
+tqDevSDK_report_status_info ModuleTest::StatusItem(int key) {
+    const std::vector<tqDevSDK_report_status_info> items = tqhost::StatusItems();
+    const auto found = std::find_if(items.begin(), items.end(), [=](const auto &item) { return item.status_value == static_cast<UINT32>(key); });
+    return found != items.end() ? *found : throw std::out_of_range("no such status item");
 }
 
 int ModuleTest::Report(int type, const void *record) {

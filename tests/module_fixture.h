@@ -19,13 +19,30 @@
 
 using Lines = std::vector<std::string>;
 
+// Commands of the platform. An answer's id is its request's plus one.
+constexpr int kCapture = 20034, kVideo = 20036, kPicAndVideo = 20038, kSleep = 20040, kSignalQuery = 20058, kChimeAlarm = 20064, kSetKeyValue = 18829;
+
 /// A JSON text as the module prints it: parsed and printed formatted.
 std::string Printed(const std::string &json);
+
+/// A rule set as the application gives it, for the module to release; what is no value is one without units.
+tqDevSDK_SmartControl_ConfigRules *NewRules(const std::string &json);
+
+/// The element so many times, separated by commas.
+std::string Repeated(const std::string &element, int count);
 
 template <std::size_t N>
 void Set(char (&field)[N], const std::string &text) {
     ASSERT_LT(text.size(), N);
     memcpy(field, text.c_str(), text.size() + 1);
+}
+
+/// Gives an enumeration field a number that its type does not know.
+template <typename Enumeration>
+void SetUnknown(Enumeration &field) {
+    constexpr int kUnknown = 16;
+    static_assert(sizeof field == sizeof kUnknown);
+    memcpy(&field, &kUnknown, sizeof field);
 }
 
 template <typename Record>
@@ -50,22 +67,18 @@ protected:
     /// ("R:…", "s:…", "rsp msg:…").
     Lines TakeLog();
 
-    /// The platform sends a command with sequence number 7.
+    /// The platform sends a command with sequence number 7. What the module prints on the standard output is lost.
     void Command(int command, const std::optional<std::string> &body);
 
     /// What a command leaves: answers, then the log.
-    struct Outcome {
-        Lines sent;
-        Lines log;
-        bool operator==(const Outcome &other) const { return sent == other.sent && log == other.log; }
-        friend std::ostream &operator<<(std::ostream &out, const Outcome &outcome) {
-            return out << "sent " << testing::PrintToString(outcome.sent) << " log " << testing::PrintToString(outcome.log);
-        }
-    };
+    using Outcome = std::pair<Lines, Lines>;
     Outcome AfterCommand(int command, const std::optional<std::string> &body);
 
     /// The application reports.
     int Report(int type, const void *record);
+
+    /// The registered status item of a TQDEVSDK_REPORT_STATUS_E.
+    static tqDevSDK_report_status_info StatusItem(int key);
 
     /// The messages to the application since the last take: type, and as many bytes of the record as the length
     /// says. AI rules are taken without bytes: their length is that of the text that the record points to.

@@ -131,7 +131,7 @@ TEST_F(Mqtt, StatusIsKeptAndTellsOfADeath) {
 TEST_F(Mqtt, SurvivesTheBroker) {
     StartBroker();
     const std::string record = folder_.Path("session.jsonl");
-    const auto gateway = Gateway("A", "--text --record " + record);
+    const auto gateway = Gateway("A", "--text --no-time --record " + record);
     gateway->Await("event online");
     broker_->End(SIGKILL);
     gateway->Await("event break");
@@ -155,6 +155,25 @@ TEST_F(Mqtt, SurvivesTheBroker) {
     const std::string down = R"({"event":{"kernel_event":"break"}})";
     EXPECT_EQ(events, (Lines{up, down, up, down}));
     EXPECT_EQ(RunGateway("replay " + record, "").code, 0);
+}
+
+TEST_F(Mqtt, PlaysTheScriptBeforeTheBrokersLines) {
+    StartBroker();
+    std::ofstream(folder_.Path("script")) << Joined({R"({"hub":{"recv_msg":9},"id":"script"})", R"({"expect":{"result":null}})"});
+    const auto watch = Watch();
+    const auto gateway = Gateway("A", "--json --time --script " + folder_.Path("script"));
+    gateway->Await("connected");
+    Publish("A", R"({"model":"ExecManualScene","body":{"ruleId":"42"},"id":"platform"})");
+    watch->Await(R"("result":0)");
+    EXPECT_EQ(gateway->End(SIGTERM), 0);
+    Lines seen;
+    for (const std::string &line : On("tq/A/up", *watch)) {
+        seen.push_back(std::regex_replace(line, std::regex(R"("time":"[-0-9]{10}T[:0-9]{8}\.[0-9]{3}Z")"), "T"));
+    }
+    EXPECT_EQ(seen, (Lines{R"({"result":null,"id":"script",T})", R"({"to":"device","msg":"MANUAL_SCENE","uiSceneId":42,"id":"platform",T})",
+                           R"({"to":"platform","model_reply":"ExecManualScene","status":400,"err_code":"9","err_msg":"manage failed!",)"
+                           R"("msg_type":"operate_reply","seq":0,"body":{},"id":"platform",T})",
+                           R"({"result":0,"id":"platform",T})"}));
 }
 
 TEST_F(Mqtt, WaitsForItsPasswordAndKeepsTheLatestLines) {

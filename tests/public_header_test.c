@@ -1,5 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* The public header as a C application includes it, twice and before anything else. */
+/* The public header as a C application includes it: before anything else, and once more through another header. */
+#include "tqDevSDK_SmartControl_def.h"
+
 #include "tqDevSDK_SmartControl_def.h"
 
 int c_application_init(int (*recv_msg)(tqDevSDK_SmartControl_msg_to_dev *));

@@ -1,13 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 // Reports of the device application, where the recorded contract does not see them: what every message of a
 // channel has alike, the clock, pointers, the limit of nesting.
+#include <cstdlib>
 #include <ctime>
+#include <memory>
 
 #include "module_fixture.h"
 
 namespace {
 
-class ReportTest : public ModuleTest {};
+class ReportTest : public ModuleTest {
+protected:
+    // A zeroed record with room for the array at its end.
+    template <typename Record>
+    static auto Allocate(std::size_t array_bytes) {
+        return std::unique_ptr<Record, decltype(&free)>(static_cast<Record *>(calloc(1, sizeof(Record) + array_bytes)), free);
+    }
+};
 
 // The text for now in the wire's form: years since 1900, months since January.
 std::string WireTime() {
@@ -22,7 +31,7 @@ std::string WireTime() {
 TEST_F(ReportTest, ActionResultTellsTheTime) {
     const tqDevSDK_SmartControl_Info_ActionResult result{1, "D", 2, 7000, 20034, 5};
     const std::string before = WireTime();
-    EXPECT_EQ(Report(1, &result), 0);
+    EXPECT_EQ(Report(TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_ACTION_RESULT, &result), 0);
     const std::string sent = Take().at(0);
     const bool ticked = sent.find(before) == std::string::npos;
     EXPECT_EQ(sent, "command 19988 seq 0 response 0 V2.0.0 " +
@@ -30,33 +39,61 @@ TEST_F(ReportTest, ActionResultTellsTheTime) {
                                 (ticked ? WireTime() : before) + "\"}"));
 }
 
-TEST_F(ReportTest, LanCentorWithoutAnArrayHasNoMembers) {
-    tqDevSDK_SmartControl_ReportLanCentor center{"C", 3, "x", 7, 2, nullptr};
-    EXPECT_EQ(Report(6, &center), 0);
-    EXPECT_EQ(Take(), Lines{"model ReportNetTopology of TQLink type 0 resource 1 Video seq 0/0 qos 0 [report] option 0 " +
-                            Printed(R"({"centerSerialNumber":"C","sceneVersion":3,"enabled":7,"extend":"x","DevList":[]})")});
-    EXPECT_EQ(Report(3, &center), 0);
-    EXPECT_NE(Take().at(0).find("\"devList\":\t[]"), std::string::npos);
+TEST_F(ReportTest, ArraysGoWhole) {
+    constexpr UINT16 kCount = 2000; // more elements than a byte counts, in more text than 16 bits count
+    auto undone = Allocate<tqDevSDK_SmartControl_UndoneActions_S>(kCount * sizeof(tqDevSDK_SmartControl_ConfigRule_Actions));
+    undone->usNum = kCount;
+    std::vector<tqDevSDK_SmartControl_LanDevice> members(kCount, tqDevSDK_SmartControl_LanDevice{"a member of the group", 5, 9});
+    const tqDevSDK_SmartControl_ReportLanCentor center{"C", 3, "x", 7, kCount, members.data()};
+    const tqDevSDK_SmartControl_ReportLanCentor no_array{"C", 3, "x", 7, kCount, nullptr};
+    auto scenes = Allocate<tqDevSDK_SmartControl_UndoneSceneList_S>(kCount * sizeof(UINT32));
+    const std::string event(70000, 'e');
+    scenes->stSrcEvent.stBody.acPayload = event.c_str();
+    scenes->uiNum = kCount;
+    auto otap = Allocate<tqDevSDK_SmartControl_UndoneActions_V3_S>(kCount * sizeof(tqDevSDK_SmartControl_OtapMsg_S));
+    otap->usNum = kCount;
+    const struct {
+        int type;
+        const void *record;
+        std::string head, element;
+        int count = kCount;
+    } cases[] = {
+        {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_ACTIONS, undone.get(), R"({"id":0,"undoneActions":[)",
+         R"({"domain":0,"cmdId":0,"deviceId":"","channelNo":0,"params":{},"delay":0,"extendValue":""})"},
+        {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_LAN_CENTOR, &center, R"({"centerDeviceSerial":"C","enable":7,"extend":"1","devList":[)",
+         R"({"deviceSerial":"a member of the group"})"},
+        {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_LAN_CENTOR, &no_array, R"({"centerDeviceSerial":"C","enable":7,"extend":"1","devList":[)", "", 0},
+        {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_SCENE_V3, scenes.get(), R"({"event":")" + event + R"(","ruleIds":[)", R"("0")"},
+        {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_ACTIONS_V3, otap.get(), R"({"Actions":[)", R"({"URL":"//global/global/-/model/event///"})"},
+        {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_LAN_CENTOR_V3, &center,
+         R"({"centerSerialNumber":"C","sceneVersion":3,"enabled":7,"extend":"x","DevList":[)",
+         R"({"serialNumber":"a member of the group","softwareVersion":5})"},
+    };
+    for (const auto &row : cases) {
+        EXPECT_EQ(Report(row.type, row.record), 0);
+        const std::string sent = Take().at(0);
+        EXPECT_EQ(Lines{sent.substr(sent.find('{'))}, Lines{Printed(row.head + Repeated(row.element, row.count) + "]}")});
+    }
 }
 
 TEST_F(ReportTest, PayloadsAreParsedToTheLimitOfNesting) {
-    alignas(8) char memory[1024] = {};
-    auto *record = reinterpret_cast<tqDevSDK_SmartControl_UndoneActions_V3_S *>(memory);
+    auto record = Allocate<tqDevSDK_SmartControl_UndoneActions_V3_S>(sizeof(tqDevSDK_SmartControl_OtapMsg_S));
     const std::string deepest = R"({"params":)" + std::string(998, '[') + std::string(998, ']') + "}";
     record->usNum = 1;
     record->pstActions[0].stBody = {0, {}, 1, deepest.c_str()}; // the length is not read
-    EXPECT_EQ(Report(5, record), 0);
+    EXPECT_EQ(Report(TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_ACTIONS_V3, record.get()), 0);
     EXPECT_NE(Take().at(0).find(deepest.substr(10, 2 * 998)), std::string::npos);
 }
 
 TEST_F(ReportTest, NullRecordsAreRefused) {
-    for (int type = 0; type <= 6; ++type) {
+    for (int type = TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_EVENT; type < TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_MAX; ++type) {
         EXPECT_EQ(Report(type, nullptr), -1);
-        EXPECT_EQ(TakeLog(), (Lines{type < 2 ? "error: NULL input param!" : "error: NULL input param.",
-                                    "error: Failed to exec msg2server type cmd:" + std::string(type == 0 ? "0" : "0x" + std::to_string(type))}));
+        EXPECT_EQ(TakeLog(),
+                  (Lines{type < TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_ACTIONS ? "error: NULL input param!" : "error: NULL input param.",
+                         "error: Failed to exec msg2server type cmd:" + std::string(type == 0 ? "0" : "0x" + std::to_string(type))}));
     }
     const tqDevSDK_SmartControl_Event event{1, 2};
-    EXPECT_EQ(Report(0, &event), 0);
+    EXPECT_EQ(Report(TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_EVENT, &event), 0);
     EXPECT_NE(Take().at(0).find(" seq 0 "), std::string::npos) << "they take no number";
 }
 

@@ -3,6 +3,7 @@
 // may be missing, careless records, counts beyond 16 bits, the callbacks' arguments, the cost.
 #include <chrono>
 #include <map>
+#include <numeric>
 
 #include "SmartControl_shadow_rules.h"
 #include "SmartControl_shadow_rules_json.h"
@@ -37,10 +38,7 @@ class RulesTest : public ModuleTest {
 protected:
     // The device gives these rules when it is asked next.
     Rules *Give(const std::string &json, int result = 0) {
-        auto *rules = static_cast<Rules *>(calloc(1, sizeof(Rules)));
-        bscJSON *root = bscJSON_Parse(json.c_str());
-        EXPECT_TRUE(json.empty() || ReadConfigRules(root, *rules));
-        bscJSON_Delete(root);
+        Rules *rules = NewRules(json);
         rules->uiVersion = 4;
         on_query = [rules, result](tqDevSDK_SmartControl_runtime_info &query) {
             EXPECT_EQ(query.type, TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_CONFIG_RULES);
@@ -81,44 +79,69 @@ TEST_F(RulesTest, OneMissingMemberRejectsTheWholeValue) {
         TakeLog();
         EXPECT_EQ(Sync(before + std::string(kRule).replace(begin, key.size(), "other") + "]}]"), -1);
         const auto text = own_texts.find(key);
-        Lines log = {(text != own_texts.end() ? text->second : "error: Failed to find item:") + key, "error: Failed to GenerateStatusRules"};
-        if (begin > kRule.find("[{") && key != "actions") {
-            log.insert(log.begin() + 1, "error: Failed to generate rule events.");
-        }
-        const Lines all = TakeLog(); // begins with the value and what it is, ends with the service's own line
-        EXPECT_EQ(Lines(all.begin() + 2, all.end() - 1), log);
+        const Lines log = TakeLog(); // begins with the value and what it is
+        EXPECT_EQ(log.at(2), (text != own_texts.end() ? text->second : "error: Failed to find item:") + key);
     }
     EXPECT_EQ(TakeReceived(), Messages{});
     EXPECT_EQ(Sync(before + kRule + "]}]"), 0);
 }
 
 TEST_F(RulesTest, CountsAreCutTo16Bits) {
-    int units = 0, events = 0;
+    using Counts = std::vector<int>; // units, rules, events, actions; up to the first that is 0
+    Counts counts;
     on_message = [&](const tqDevSDK_SmartControl_msg_to_dev &msg) {
-        EXPECT_EQ(msg.len, 0);
-        const auto *rules = reinterpret_cast<const Rules *>(msg.data);
-        units = rules->usNum;
-        const auto *rule = rules->pstUnit->pstRuleUnit;
-        events = rule != nullptr ? rule->usEvents_Num : -1;
-        EXPECT_TRUE(rule == nullptr || (rule->pstEvents == nullptr) == (events == 0));
-        static const tqDevSDK_SmartControl_ConfigRule_Actions kWhole{5, 6, "A", 7, 2, {8, 9}, 10}; // static: its padding is zero
-        EXPECT_TRUE(rule == nullptr || Bytes(*rule->pstActions) == Bytes(kWhole));
+        const auto &rules = *reinterpret_cast<const Rules *>(msg.data);
+        counts = {rules.usNum, rules.pstUnit->usNum};
+        if (rules.pstUnit->usNum != 0) {
+            const auto &rule = *rules.pstUnit->pstRuleUnit;
+            counts.insert(counts.end(), {rule.usEvents_Num, rule.usActions_Num});
+        }
     };
-    const std::string unit = R"({"channel":1,"status":[]})";
-    std::string many_units = unit;
-    std::string many_events = kEvent;
-    for (int i = 1; i < 65536; ++i) {
-        many_units += "," + unit;
-        many_events += ",5"; // never read: the count ends before
+    for (const int size : {300, 65536, 65537}) {
+        const int counted = size % 65536;
+        const auto array = [=](const std::string &element) { // what is behind the count is not read
+            const std::string read = Repeated(element, counted), behind = Repeated("5", size - counted);
+            return "[" + read + (read.empty() || behind.empty() ? "" : ",") + behind + "]";
+        };
+        const std::string one_event = "[" + kEvent + "]", one_action = "[" + kAction + "]";
+        const std::pair<std::string, Counts> cases[] = {
+            {R"([{"channel":2,"status":)" + array(kRule) + "}]", counted == 0 ? Counts{1, 0} : Counts{1, counted, 1, 1}},
+            {Value(RuleWith(array(kEvent), one_action)), {1, 1, counted, 1}},
+            {Value(RuleWith(one_event, array(kAction))), {1, 1, 1, counted}},
+            {array(R"({"channel":2,"status":[)" + kRule + "]}"), counted == 0 ? Counts{} : Counts{counted, 1, 1, 1}},
+        };
+        for (const auto &[value, expected] : cases) {
+            counts.clear();
+            EXPECT_EQ(Sync(value), expected.empty() ? -1 : 0);
+            EXPECT_EQ(counts, expected);
+            if (counted == size) {
+                Give(value);
+                EXPECT_EQ(Get(), Reported(value)) << "so many go back, too";
+            }
+        }
     }
-    EXPECT_EQ(Sync("[" + many_units + "]"), -1) << "as an empty one";
-    EXPECT_EQ(Sync("[" + many_units + "," + unit + "]"), 0);
-    EXPECT_EQ(units, 1);
-    EXPECT_EQ(events, -1) << "no rules, no array";
-    EXPECT_EQ(Sync(Value(RuleWith("[" + many_events + ",5]", "[" + kAction + "]"))), 0);
-    EXPECT_EQ(events, 1);
-    EXPECT_EQ(Sync(Value(RuleWith("[" + many_events + "]", "[" + kAction + "]"))), 0);
-    EXPECT_EQ(events, 0);
+}
+
+TEST_F(RulesTest, LentRecordsMayBeWrittenInto) {
+    using Rule = tqDevSDK_SmartControl_ConfigRules_RuleUnit;
+    void (*const writes[])(Rules &, Rule &) = {
+        [](Rules &rules, Rule &) { rules.usNum = 9; },
+        [](Rules &rules, Rule &) { rules.usNum = 0; },
+        [](Rules &rules, Rule &) { rules.pstUnit = nullptr; },
+        [](Rules &rules, Rule &) { rules.pstUnit->usNum = 9; },
+        [](Rules &rules, Rule &) { rules.pstUnit->usNum = 0; },
+        [](Rules &rules, Rule &) { rules.pstUnit->pstRuleUnit = nullptr; },
+        [](Rules &, Rule &rule) { rule.usEvents_Num = rule.usActions_Num = 9; },
+    };
+    std::string value = Value(kRule);
+    for (const auto &write : writes) {
+        on_message = [&](const tqDevSDK_SmartControl_msg_to_dev &msg) {
+            auto &rules = *reinterpret_cast<Rules *>(msg.data);
+            write(rules, *rules.pstUnit->pstRuleUnit);
+        };
+        value += " "; // another value, so that it is delivered
+        EXPECT_EQ(Sync(value), 0);
+    }
 }
 
 TEST_F(RulesTest, ParseCallbackChecksItsArguments) {
@@ -127,12 +150,17 @@ TEST_F(RulesTest, ParseCallbackChecksItsArguments) {
     tqDevSDK_Shadow_value_t value{};
     value.type = shd_data_type_array;
     tqDevSDK_Shadow_ParseSync_Param_S param{};
-    EXPECT_TRUE(parse(nullptr, &param) == -1 && parse(&value, &param) == -1);
+    EXPECT_EQ(parse(nullptr, &param), -1);
+    EXPECT_EQ(parse(&value, &param), -1);
     value.value = text;
     EXPECT_EQ(parse(&value, nullptr), -1);
     EXPECT_EQ(TakeLog(), Lines(3, "error: NULL input param."));
     EXPECT_EQ(parse(&value, &param), -1);
     EXPECT_EQ(TakeLog().back(), "error: Value String is not json array");
+    SetUnknown(value.type);
+    EXPECT_EQ(parse(&value, &param), -1);
+    EXPECT_EQ(TakeLog(), Lines{"error:  pValue type err."});
+    value.type = shd_data_type_array;
     tqDevSDK_SmartControl_fini();
     TakeLog();
     EXPECT_EQ(parse(&value, &param), -1);
@@ -175,7 +203,8 @@ TEST_F(RulesTest, GenerateCallbackChecksItsArguments) {
     char buffer[4] = "old";
     tqDevSDK_Shadow_value_t value{};
     tqDevSDK_Shadow_GenValue_Param_S param{};
-    EXPECT_TRUE(generate(nullptr, &param) == -1 && generate(&value, &param) == -1);
+    EXPECT_EQ(generate(nullptr, &param), -1);
+    EXPECT_EQ(generate(&value, &param), -1);
     value.value = buffer;
     EXPECT_EQ(generate(&value, nullptr), -1);
     EXPECT_EQ(TakeLog(), Lines(3, "error: NULL input param."));
@@ -186,7 +215,8 @@ TEST_F(RulesTest, GenerateCallbackChecksItsArguments) {
     value.length = 3;
     EXPECT_EQ(generate(&value, &param), 3);
     EXPECT_STREQ(buffer, "old");
-    EXPECT_TRUE(value.length == 3 && param.uiVersion == 77);
+    EXPECT_EQ(value.length, 3);
+    EXPECT_EQ(param.uiVersion, 77U);
 
     tqDevSDK_SmartControl_fini();
     TakeLog();
@@ -198,31 +228,56 @@ TEST_F(RulesTest, FreeLeavesEmptyRecordsAndZeroesFullOnes) {
     Free_ConfigRules(nullptr);
     Rules empty{5, 3, {0, 0}, nullptr};
     Free_ConfigRules(&empty);
-    EXPECT_TRUE(empty.uiVersion == 5 && empty.usNum == 3);
+    EXPECT_EQ(Bytes(empty), Bytes(Rules{5, 3, {0, 0}, nullptr}));
     Rules *rules = Give(Value(kRule));
     Free_ConfigRules(rules);
-    EXPECT_TRUE(rules->uiVersion == 0 && rules->usNum == 0 && rules->pstUnit == nullptr);
+    EXPECT_EQ(Bytes(*rules), Bytes(Rules{}));
     free(rules);
+}
+
+// All numbers of 16 bits, and those around every power of ten and of two, printed as the module writes them
+// and as the library prints number items.
+template <typename Number>
+void CompareNumbers() {
+    const auto printed = [](bscJSON *item) { return std::string(JsonText(bscJSON_Print(JsonTree(item).get())).get()); };
+    std::vector<int64_t> numbers(UINT16_MAX + 1);
+    std::iota(numbers.begin(), numbers.end(), 0);
+    for (const int64_t base : {2, 10}) {
+        for (int64_t power = 1; power <= UINT32_MAX; power *= base) {
+            for (int beside = -2; beside <= 2; ++beside) {
+                numbers.insert(numbers.end(), {power + beside, -power + beside});
+            }
+        }
+    }
+    for (const int64_t wide : numbers) {
+        const auto number = static_cast<Number>(wide);
+        ASSERT_EQ(printed(CreateNumber(number)), printed(bscJSON_CreateNumber(number)));
+    }
+}
+
+TEST_F(RulesTest, NumbersAreWrittenAsTheLibraryPrintsThem) {
+    CompareNumbers<UINT32>();
+    CompareNumbers<int32_t>();
 }
 
 // ---- Both ----
 
 TEST_F(RulesTest, CostIsLinear) {
     tqhost::SetLogLevel(0);
-    const auto time_of = [&](int count, const std::string &separator) {
-        std::string rules = kRule;
-        for (int i = 1; i < count; ++i) {
-            rules += separator + kRule;
-        }
-        Give(Value(rules));
+    const auto time_of = [&](const std::string &value) {
+        Give(value);
         const auto start = std::chrono::steady_clock::now();
-        EXPECT_EQ(Sync(Value(rules)), 0);
+        EXPECT_EQ(Sync(value), 0);
         Get();
         return std::chrono::steady_clock::now() - start;
     };
-    for (const char *separator : {",", R"(]},{"channel":1,"status":[)"}) { // of rules, and of units
-        time_of(1000, separator);
-        EXPECT_LT(time_of(65535, separator), 8 * 4 * time_of(8191, separator)) << "eight times as many";
+    std::string (*const values[])(int) = {
+        [](int count) { return Value(Repeated(kRule, count)); },
+        [](int count) { return "[" + Repeated(R"({"channel":1,"status":[)" + kRule + "]}", count) + "]"; },
+    };
+    for (const auto &value : values) {
+        time_of(value(1000));
+        EXPECT_LT(time_of(value(65535)), 8 * 4 * time_of(value(8191))) << "eight times as many";
     }
 }
 

@@ -10,16 +10,18 @@ namespace {
 // What differs between the two keys.
 struct Key {
     const char *key;
-    int query;
-    std::size_t item;
+    int query, item, message;
+    int len; // of a text of 100,000 bytes
     std::string to_device, to_cloud;
 };
 
 std::ostream &operator<<(std::ostream &out, const Key &key) { return out << key.key; }
 
 const Key kKeys[] = {
-    {"SceneLink", 6, 5, "error: CenPlt2PuParseJsonSetLinkRuleReq", "error: Pu2CenPltMakeJsonLinkRuleReq"},
-    {"LocalLink", 7, 6, "error: CenPlt2PuParseJsonSetAiRuleReq", "error: Pu2CenPltMakeJsonAiRuleReq"},
+    {"SceneLink", TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_SCENE_RULES, TQDEVSDK_ReportSceneRule, TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_SCENE_RULES,
+     8, "error: CenPlt2PuParseJsonSetLinkRuleReq", "error: Pu2CenPltMakeJsonLinkRuleReq"},
+    {"LocalLink", TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_AI_RULES, TQDEVSDK_ReportAiRule, TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_AIRULES, 100000,
+     "error: CenPlt2PuParseJsonSetAiRuleReq", "error: Pu2CenPltMakeJsonAiRuleReq"},
 };
 
 class RuleTextTest : public ModuleTest, public testing::WithParamInterface<Key> {
@@ -30,7 +32,7 @@ protected:
             EXPECT_EQ(query.type, GetParam().query);
             EXPECT_EQ(query.len, query_len_);
             auto *record = reinterpret_cast<tqDevSDK_SmartControl_Rule_S *>(query.data);
-            EXPECT_TRUE(record->uiVersion == 0 && record->rule == nullptr);
+            EXPECT_EQ(std::pair(record->uiVersion, record->rule), std::pair(0U, static_cast<char *>(nullptr)));
             given_ = text ? strdup(text->c_str()) : nullptr;
             *record = {8, given_};
             return result;
@@ -43,7 +45,7 @@ protected:
         return Item().status_is_changed();
     }
 
-    static tqDevSDK_report_status_info Item() { return tqhost::StatusItems().at(GetParam().item); }
+    static tqDevSDK_report_status_info Item() { return StatusItem(GetParam().item); }
 
     static std::string Reported(const std::string &text) { return std::string("shadow ") + GetParam().key + " version 8 reset 0 type 3 " + text; }
 
@@ -52,41 +54,49 @@ protected:
 };
 
 TEST_P(RuleTextTest, TextIsLentWholeAndReportedUpToItsLimit) {
-    std::string lent;
-    on_message = [&](const tqDevSDK_SmartControl_msg_to_dev &msg) { lent = reinterpret_cast<const tqDevSDK_SmartControl_Rule_S *>(msg.data)->rule; };
-    EXPECT_EQ(tqhost::ShadowDesire(GetParam().key, std::string(100000, 'r')), 0);
-    EXPECT_EQ(lent, std::string(100000, 'r'));
-    for (const std::string &text : {std::string("{\"a\": 1}"), std::string(), std::string(16383, 'r')}) {
+    const std::string lent(100000, 'r');
+    on_message = [&](const tqDevSDK_SmartControl_msg_to_dev &msg) {
+        const auto &[version, text] = *reinterpret_cast<const tqDevSDK_SmartControl_Rule_S *>(msg.data);
+        EXPECT_EQ(std::tuple(msg.type, msg.len, version, std::string(text)), std::tuple(GetParam().message, GetParam().len, 0U, lent));
+    };
+    EXPECT_EQ(tqhost::ShadowDesire(GetParam().key, lent), 0);
+    EXPECT_EQ(TakeReceived().size(), 1U);
+    for (const std::string &text :
+         {std::string("{\"a\": 1}"), std::string(), std::string(16383, 'r'), std::string(16384, 'r'), std::string(65546, 'r')}) {
         AnswerWith(text);
+        TakeLog();
         EXPECT_EQ(tqhost::ShadowGet(GetParam().key), 0);
-        EXPECT_EQ(Take(), Lines{Reported(text)});
+        const bool fits = text.size() < 16384;
+        EXPECT_EQ(Take(), Lines{Reported(fits ? text : "")});
+        EXPECT_EQ(TakeLog().back() == "error: rule is more large", !fits);
     }
-    AnswerWith(std::string(16384, 'r'));
-    TakeLog();
-    EXPECT_EQ(tqhost::ShadowGet(GetParam().key), 0);
-    EXPECT_EQ(Take(), Lines{Reported("")});
-    EXPECT_EQ(TakeLog(), (Lines{GetParam().to_cloud, "error: rule is more large"}));
 }
 
 TEST_P(RuleTextTest, CallbacksCheckTheirArguments) {
-    const auto &[business2dev, business2cloud] =
-        std::pair(tqhost::ShadowServiceV3(GetParam().key)->business2dev, tqhost::ShadowServiceV3(GetParam().key)->business2cloud);
+    const tqDevSDK_Shadow_Service_S_v3 service = *tqhost::ShadowServiceV3(GetParam().key);
+    const auto business2dev = service.business2dev;
+    const auto business2cloud = service.business2cloud;
     tqDevSDK_Shadow_value_t none{};
     tqDevSDK_Shadow_GenValue_Param_S param{};
-    EXPECT_TRUE(business2dev(nullptr, nullptr) == -1 && business2dev(&none, nullptr) == -1);
-    EXPECT_EQ(TakeLog(), (Lines{GetParam().to_device, "error: NULL input param.", GetParam().to_device, "error: NULL input param."}));
+    EXPECT_EQ(business2dev(nullptr, nullptr), -1);
+    EXPECT_EQ(business2dev(&none, nullptr), -1);
+    const std::string null_input = "error: NULL input param.";
+    EXPECT_EQ(TakeLog(), (Lines{GetParam().to_device, null_input, GetParam().to_device, null_input}));
     char buffer[4] = "old";
     tqDevSDK_Shadow_value_t value{};
     value.value = buffer;
-    EXPECT_TRUE(business2cloud(nullptr, &param) == -1 && business2cloud(&none, &param) == -1 && business2cloud(&value, nullptr) == -1);
-    EXPECT_EQ(TakeLog(), (Lines{GetParam().to_cloud, "error: NULL input param.", GetParam().to_cloud, "error: NULL input param.", GetParam().to_cloud,
-                                "error: NULL input param."}));
+    EXPECT_EQ(business2cloud(nullptr, &param), -1);
+    EXPECT_EQ(business2cloud(&none, &param), -1);
+    EXPECT_EQ(business2cloud(&value, nullptr), -1);
+    EXPECT_EQ(TakeLog(), (Lines{GetParam().to_cloud, null_input, GetParam().to_cloud, null_input, GetParam().to_cloud, null_input}));
     AnswerWith("x", 6); // released all the same
     param.uiVersion = 77;
     EXPECT_EQ(business2cloud(&value, &param), 6);
     EXPECT_EQ(param.uiVersion, 77U);
     EXPECT_STREQ(buffer, "old");
 
+    SetUnknown(value.type);
+    EXPECT_EQ(business2dev(&value, nullptr), 0) << "the type is not looked at";
     tqDevSDK_SmartControl_fini();
     EXPECT_EQ(business2dev(&value, nullptr), -1);
     EXPECT_EQ(TakeLog().back(), "error: Error, SmartControl domain:recv_msg is NULL.");
@@ -99,7 +109,8 @@ TEST_P(RuleTextTest, StatusItemPushesUnlessForced) {
     AnswerWith("t");
     EXPECT_EQ(Item().report_status(0), 0);
     EXPECT_EQ(Take(), (Lines{call, Reported("t")}));
-    EXPECT_TRUE(Item().report_status(1) == 0 && Item().report_status(-5) == 0);
+    EXPECT_EQ(Item().report_status(1), 0);
+    EXPECT_EQ(Item().report_status(-5), 0);
     EXPECT_EQ(smart_control_shadow_push_status(2), -1);
     EXPECT_EQ(Take(), Lines{});
 }
@@ -115,14 +126,21 @@ TEST_P(RuleTextTest, OnlyTheFirstTextAndEqualOnesCountAsChanged) {
     EXPECT_EQ(IsChanged("A"), 1) << "the cache is still A";
 
     const auto reset = Item().status_reset;
-    EXPECT_TRUE(reset() == 0 && reset() == 0);
+    EXPECT_EQ(reset(), 0);
+    EXPECT_EQ(reset(), 0) << "nothing left to forget";
     EXPECT_EQ(IsChanged("B"), 1);
     reset();
     EXPECT_EQ(IsChanged("C", 0x1004), -1);
     free(given_); // what a failing query leaves is the application's
-    EXPECT_EQ(IsChanged("C", 0x1003), 0);
+    EXPECT_EQ(IsChanged("C", 0x104), 0);
     free(given_);
     EXPECT_EQ(IsChanged("D"), 1) << "a failed query stored nothing";
+    on_query = [this](tqDevSDK_SmartControl_runtime_info &query) {
+        reinterpret_cast<tqDevSDK_SmartControl_Rule_S *>(query.data)->rule = given_;
+        return 0;
+    };
+    EXPECT_EQ(Item().status_is_changed(), 1) << "the same memory once more";
+    EXPECT_STREQ(given_, "D");
     tqDevSDK_SmartControl_fini();
     reset();
 }

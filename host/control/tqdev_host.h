@@ -8,7 +8,8 @@
 /// the status-report service, which asks one item at a time: StatusPass and StatusReset wait for one that
 /// runs on another thread, so an item's callback must not wait for such a thread.
 ///
-/// The SDK's functions refuse null records and null names with -1, unseen; a null body or text is empty.
+/// The SDK's functions refuse null records and null names: the result is -1, or null where they return a
+/// pointer, and nothing is observed. A null body or value is an empty one.
 #ifndef TQDEV_HOST_H
 #define TQDEV_HOST_H
 

@@ -32,8 +32,6 @@ bscJSON *bscJSON_CreateNumber(double number);
 /* The text is copied, and printed as it is. */
 bscJSON *bscJSON_CreateRaw(const char *raw);
 bscJSON *bscJSON_Duplicate(const bscJSON *item, bool recurse);
-/* The item is the caller's then; null when there is none. */
-bscJSON *bscJSON_DetachItemFromObject(bscJSON *object, const char *name);
 
 bool bscJSON_AddItemToArray(bscJSON *array, bscJSON *item);
 bool bscJSON_AddItemToObject(bscJSON *object, const char *name, bscJSON *item);

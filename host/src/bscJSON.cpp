@@ -42,10 +42,6 @@ bscJSON *bscJSON_CreateRaw(const char *raw) {
     return cJSON_CreateRaw(raw);
 }
 
-bscJSON *bscJSON_DetachItemFromObject(bscJSON *object, const char *name) {
-    return cJSON_DetachItemFromObject(object, name);
-}
-
 bscJSON *bscJSON_Duplicate(const bscJSON *item, bool recurse) {
     return cJSON_Duplicate(item, static_cast<cJSON_bool>(recurse));
 }

@@ -21,7 +21,8 @@ struct SmartControl_ModelInfo_S {
 using SmartControl_handle_platform_req_and_rsp = int (*)(const char *req, char *rsp, UINT32 rsp_size);
 
 /// Sends a text on the command channel: `msg_response` is 1 for a reply to a platform request, with the
-/// request's sequence number, else 0. 0 sent, -1 refused by the kernel or no record.
+/// request's sequence number, else 0. 0 sent, -1 refused by the kernel. A null text is
+/// sent as an empty one.
 int SmartControl_send_msg_to_platform(const char *msg, int cmd_id, const char *cmd_version,
                                       unsigned msg_response, unsigned msg_seq);
 

@@ -24,16 +24,23 @@ const char *TextOf(const tq_model_msg &msg) {
                : nullptr;
 }
 
-constexpr tq_err_info MakeStatus(int status, const char *code, const char *message) {
+constexpr tq_err_info MakeDone() {
     tq_err_info info{};
-    info.status = status;
-    PutText(info.err_code, code);
-    PutText(info.err_msg, message);
+    info.status = 200;
+    PutText(info.err_code, "0");
+    PutText(info.err_msg, "success!");
     return info;
 }
 
-constexpr tq_err_info kDone = MakeStatus(200, "0", "success!");
-constexpr tq_err_info kFailed = MakeStatus(400, "", "manage failed!");
+constexpr tq_err_info kDone = MakeDone();
+
+tq_err_info MakeFailed(int code) {
+    tq_err_info info{};
+    info.status = 400;
+    CopyText(info.err_code, static_cast<const char *>(DecimalText(code)));
+    CopyText(info.err_msg, "manage failed!");
+    return info;
+}
 
 // Answers a request with a text, which may be null, and the result of its handler; the host's result.
 int Reply(const tq_basic_info &basic_info, const char *msg_type, unsigned msg_seq, const char *text,
@@ -47,8 +54,7 @@ int Reply(const tq_basic_info &basic_info, const char *msg_type, unsigned msg_se
         reply.type = model_data_type_object;
         tqdev_debug(LOG_INFO, "SmartControl_das_req_router_req rsp:%s\n", TextOrEmpty(text));
     } else {
-        failed = kFailed;
-        TextWriter(failed.err_code).AddDecimal(result);
+        failed = MakeFailed(result);
         status = &failed;
         reply.type = model_data_type_null;
         tqdev_debug(LOG_INFO, "SmartControl_das_req_router_req,reply_to_das,msg_type:%s\n", attr.msg_type);

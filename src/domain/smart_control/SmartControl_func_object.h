@@ -22,29 +22,35 @@ extern SmartControl_CtrlObj_S g_stSmartCntl_Obj;
 /// True between SmartControl_user_init and SmartControl_user_fini.
 bool SmartControl_is_inited(void);
 
-/// The application's callbacks; never null, its members are null outside init and fini.
+/// The application's callbacks; never null, its members are null before init and after fini.
 const tqDevSDK_SmartControl_callback *SmartControl_get_callback(void);
 
 /// The number of the next message that the device originates: 0 after load and after fini.
 UINT32 GetNextSeqNum(void);
 
 constexpr const char *kNoReceiver = "NULL cb func of recv_msg.";
+constexpr const char *kNoAnswerer = "NULL cb func of getting runtime info.";
 
-/// Whether the application has a `recv_msg`; logs when it has none. For steps that must not run without one.
+/// Whether the application has a `recv_msg`; logs when it has none. For a message that is not even to be read
+/// without one.
 bool HasReceiver(const char *missing = kNoReceiver);
 
-/// Lends a record to the application's `recv_msg`. Its result; nothing, logged, without the callback.
-std::optional<int> SendToDevice(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_TYPE_E type, void *data, int len);
+// These lend a record to the application. The callback's result; nothing, and a line in the log, without one.
 
-/// The same for a record whose size is its length.
+/// To `recv_msg`, with the record's size as its length where none is given.
+std::optional<int> SendToDevice(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_TYPE_E type, void *data, int len);
 template <typename Record>
 std::optional<int> SendToDevice(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_TYPE_E type, Record &record) {
     return SendToDevice(type, &record, static_cast<int>(sizeof record));
 }
 
-/// Lends a question to the application's `on_get_runtime_info`. Its result; nothing, and `missing` in the
-/// log, without the callback.
-std::optional<int> Ask(tqDevSDK_SmartControl_runtime_info &question,
-                       const char *missing = "NULL cb func of getting runtime info.");
+/// To `on_get_runtime_info`. The length is not always the record's size.
+std::optional<int> Ask(tqDevSDK_SmartControl_runtime_info &question, const char *missing);
+template <typename Record>
+std::optional<int> Ask(TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_TYPE_E type, Record &record, int len,
+                       const char *missing = kNoAnswerer) {
+    tqDevSDK_SmartControl_runtime_info question{type, reinterpret_cast<char *>(&record), len};
+    return Ask(question, missing);
+}
 
 #endif

@@ -44,11 +44,11 @@ bool WriteActionResult(bscJSON *root, const ActionResult &result) {
            WriteItem(root, "time", static_cast<const char *>(time_text));
 }
 
-constexpr Report<CommandWay, Event> kEventReport{
+constexpr ReportKind<CommandWay, Event> kEventReport{
     {"an event", kPu2CenPltReportEventReq, kPu2CenPltReportEventReq, nullptr}, IsThere, WriteEvent};
 
 // The log names the command of the event for both.
-constexpr Report<CommandWay, ActionResult> kActionResultReport{
+constexpr ReportKind<CommandWay, ActionResult> kActionResultReport{
     {"an action result", kPu2CenPltReportActionResultReq, kPu2CenPltReportEventReq, nullptr},
     IsThere,
     WriteActionResult};

@@ -53,13 +53,13 @@ bool WriteCenterV3(bscJSON *root, const Center &center) {
            WriteMembers(root, "DevList", center, WriteMemberV3);
 }
 
-constexpr Report<CommandWay, Center> kCenterReport{{"the LAN center", kPu2CenPltReportCenterDeviceReq,
-                                                    kPu2CenPltReportCenterDeviceReq,
-                                                    "Report lan centor info to Plt: "},
-                                                   IsThere,
-                                                   WriteCenter};
+constexpr ReportKind<CommandWay, Center> kCenterReport{{"the LAN center", kPu2CenPltReportCenterDeviceReq,
+                                                        kPu2CenPltReportCenterDeviceReq,
+                                                        "Report lan centor info to Plt: "},
+                                                       IsThere,
+                                                       WriteCenter};
 
-constexpr Report<ModelWay, Center> kCenterReportV3{
+constexpr ReportKind<ModelWay, Center> kCenterReportV3{
     MakeModelWay("the LAN center, version 3", tq_event, "ReportNetTopology", "report",
                  "Failed to send msg to platform_v3 for reporting center status.", nullptr),
     IsThere, WriteCenterV3};

@@ -27,7 +27,7 @@ struct ModelWay {
 
 /// All that sets one report apart.
 template <typename Way, typename Record>
-struct Report {
+struct ReportKind {
     Way way;
     bool (*check)(const Record *record);                ///< False, logged, for a record that cannot be sent.
     bool (*write)(bscJSON *root, const Record &record); ///< False when there is no memory.
@@ -62,8 +62,8 @@ int SendWritten(const ModelWay &way, const bscJSON *root);
 
 /// Checks, writes and sends a report.
 template <typename Way, typename Record>
-int SendReport(const Report<Way, Record> &report, const Record *record) {
-    if (!report.check(record)) {
+int SendReport(const ReportKind<Way, Record> &kind, const Record *record) {
+    if (!kind.check(record)) {
         return -1;
     }
     const JsonTree root(bscJSON_CreateObject());
@@ -71,8 +71,7 @@ int SendReport(const Report<Way, Record> &report, const Record *record) {
         Fail(kNoReportObject);
         return -1;
     }
-    return report.write(root.get(), *record) ? SendWritten(report.way, root.get())
-                                             : FailReport(report.way.name);
+    return kind.write(root.get(), *record) ? SendWritten(kind.way, root.get()) : FailReport(kind.way.name);
 }
 
 #endif

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Reports of actions and scenes that the device could not carry out, so that the platform does.
+#include <utility>
+
 #include "SmartControl_command.h"
 #include "SmartControl_func_report.h"
 #include "SmartControl_func_report_send.h"
@@ -13,6 +15,8 @@ using UndoneScenes = tqDevSDK_SmartControl_UndoneSceneList_S;
 using OtapBaseInfo = tqDevSDK_SmartControl_OtapBaseInfo_S;
 using OtapMsg = tqDevSDK_SmartControl_OtapMsg_S;
 
+constexpr const char *kNoActions = "Failed to GenArray_UndoneActions.";
+
 template <typename Record>
 bool HasActions(const Record *acts) {
     if (acts == nullptr) {
@@ -23,22 +27,19 @@ bool HasActions(const Record *acts) {
 
 // ---- Actions, version 2: domain and command ----
 
-bool HasTooManyValues(const UndoneAction &action) {
-    if (action.ucValueNum <= TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX) {
-        return false;
-    }
-    tqdev_debug(LOG_ERROR, "Action value num exceeds[%d > %d].\n", action.ucValueNum,
-                TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX);
-    return true;
-}
-
 bool IsReportable(const UndoneActions *acts) {
     if (!HasActions(acts)) {
         return false;
     }
-    const UndoneAction *end = acts->astUndoneActs + acts->usNum;
-    return std::none_of(acts->astUndoneActs, end, HasTooManyValues) ||
-           Fail("Failed to GenArray_UndoneActions.");
+    for (UINT16 i = 0; i < acts->usNum; ++i) {
+        const int values = acts->astUndoneActs[i].ucValueNum;
+        if (values > TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX) {
+            tqdev_debug(LOG_ERROR, "Action value num exceeds[%d > %d].\n", values,
+                        TQDEVSDK_SMART_CONTROL_ACTION_VALUE_MAX);
+            return Fail(kNoActions);
+        }
+    }
+    return true;
 }
 
 bool WriteAction(bscJSON *object, const UndoneAction &action, const UndoneActions &acts) {
@@ -52,6 +53,7 @@ bool WriteAction(bscJSON *object, const UndoneAction &action, const UndoneAction
            WriteItem(object, "delay", action.uiDelay) && WriteField(object, "extendValue", acts.acExtendVal);
 }
 
+// Adds the array of the actions.
 bool GenArray_UndoneActions(bscJSON *root, const UndoneActions &acts) {
     bscJSON *array = AttachArray(root, "undoneActions", kNoReportArray);
     if (array == nullptr) {
@@ -67,11 +69,10 @@ bool GenArray_UndoneActions(bscJSON *root, const UndoneActions &acts) {
 }
 
 bool WriteActions(bscJSON *root, const UndoneActions &acts) {
-    return WriteItem(root, "id", acts.uiRuleId) &&
-           (GenArray_UndoneActions(root, acts) || Fail("Failed to GenArray_UndoneActions."));
+    return WriteItem(root, "id", acts.uiRuleId) && (GenArray_UndoneActions(root, acts) || Fail(kNoActions));
 }
 
-constexpr Report<CommandWay, UndoneActions> kUndoneActionsReport{
+constexpr ReportKind<CommandWay, UndoneActions> kUndoneActionsReport{
     {"undone actions", kPu2CenPltReportUndoneActionsReq, kPu2CenPltReportUndoneActionsReq,
      "Undone Actions to plt:"},
     IsReportable,
@@ -81,9 +82,16 @@ constexpr Report<CommandWay, UndoneActions> kUndoneActionsReport{
 
 // The text of a model type in topics; null for an unknown one.
 const char *ModelTypeText(UINT32 model_type) {
-    constexpr const char *kTexts[] = {"event", "attribute", "service"};
-    static_assert(std::size(kTexts) == tqDevSDK_SmartControl_ModelType_Max);
-    return model_type < std::size(kTexts) ? kTexts[model_type] : nullptr;
+    switch (model_type) {
+    case tqDevSDK_SmartControl_ModelType_Event:
+        return "event";
+    case tqDevSDK_SmartControl_ModelType_Attribute:
+        return "attribute";
+    case tqDevSDK_SmartControl_ModelType_Option:
+        return "service";
+    default:
+        return nullptr;
+    }
 }
 
 using Topic = TextWriter<128>;
@@ -109,20 +117,26 @@ void Protocol_GenOtapTopic(Topic &topic, const OtapBaseInfo &info) {
     topic.Add('/').Add(info.acDomain).Add('/').Add(info.acIdentifier);
 }
 
-// Moves the payload's "params", if it has any, into the report. A payload that the library cannot parse for
-// lack of memory counts as one without: the library does not say why it failed.
+// Adds the payload's "params", if it has any; false when there is no memory for it. A payload that the
+// library cannot parse for lack of memory counts as one without: it does not say why it failed.
 bool WritePayloadParams(bscJSON *element, const char *payload_text) {
     const JsonTree payload(bscJSON_Parse(payload_text));
     if (payload == nullptr) {
         tqdev_debug(LOG_DEBUG, "acPayload is NULL.\n");
         return true;
     }
-    JsonTree params(bscJSON_DetachItemFromObject(payload.get(), "params"));
+    bscJSON *params = bscJSON_GetObjectItem(payload.get(), "params");
     if (params == nullptr) {
         tqdev_debug(LOG_DEBUG, "params in acPayload is NULL.\n");
         return true;
     }
-    return AttachItem(element, "params", std::move(params)) != nullptr;
+    JsonTree copy(bscJSON_Duplicate(params, false));
+    if (copy == nullptr) {
+        return Fail("Failed to bscJSON_Duplicate.");
+    }
+    // What is below comes along: the payload is deleted anyway.
+    copy->child = std::exchange(params->child, nullptr);
+    return AttachItem(element, "params", std::move(copy)) != nullptr;
 }
 
 bool WriteOtapAction(bscJSON *actions, const OtapMsg &action) {
@@ -150,7 +164,7 @@ bool WriteActionsV3(bscJSON *root, const UndoneActionsV3 &acts) {
     return true;
 }
 
-constexpr Report<ModelWay, UndoneActionsV3> kUndoneActionsReportV3{
+constexpr ReportKind<ModelWay, UndoneActionsV3> kUndoneActionsReportV3{
     MakeModelWay("undone actions, version 3", tq_event, "AssistExecAction", "report",
                  "Failed to send msg to platform for reporting undone action", "Undone Actions to plt:"),
     HasActions, WriteActionsV3};
@@ -167,26 +181,25 @@ bool HasScenes(const UndoneScenes *scenes) {
     return scenes->uiNum != 0 || Fail("No undone actions to be reported.");
 }
 
-bool WriteSceneId(bscJSON *ids, UINT32 id) {
-    char text[16];
-    TextWriter(text).AddDecimal(static_cast<int32_t>(id));
-    if (AppendItem(ids, JsonTree(bscJSON_CreateString(text))) == nullptr) {
-        tqdev_debug(LOG_ERROR, "Failed to bscJSON_CreateString for [%d]\n", static_cast<int>(id));
-        return false;
-    }
-    return true;
-}
-
 bool WriteScenes(bscJSON *root, const UndoneScenes &scenes) {
     if (!WriteItem(root, "event", scenes.stSrcEvent.stBody.acPayload)) {
         return false;
     }
     bscJSON *ids = AttachArray(root, "ruleIds", kNoReportArray);
-    return ids != nullptr && std::all_of(scenes.uiSceneList, scenes.uiSceneList + scenes.uiNum,
-                                         [ids](UINT32 id) { return WriteSceneId(ids, id); });
+    if (ids == nullptr) {
+        return false;
+    }
+    for (UINT32 i = 0; i < scenes.uiNum; ++i) {
+        const auto id = static_cast<int32_t>(scenes.uiSceneList[i]);
+        if (AppendItem(ids, JsonTree(bscJSON_CreateString(DecimalText(id)))) == nullptr) {
+            tqdev_debug(LOG_ERROR, "Failed to bscJSON_CreateString for [%d]\n", static_cast<int>(id));
+            return false;
+        }
+    }
+    return true;
 }
 
-constexpr Report<ModelWay, UndoneScenes> kUndoneSceneReportV3{
+constexpr ReportKind<ModelWay, UndoneScenes> kUndoneSceneReportV3{
     MakeModelWay("undone scenes", tq_service, "AssistExecScene", "query",
                  "Failed to send msg to platform for reporting undone Scene", "Undone Scene to plt:"),
     HasScenes, WriteScenes};

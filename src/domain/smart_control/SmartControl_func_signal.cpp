@@ -53,11 +53,19 @@ bool WriteAnswer(bscJSON *root, const Entry *entries, int count) {
         return false;
     }
     bscJSON *array = AttachItem(root, "response", JsonTree(bscJSON_CreateArray()));
-    return array != nullptr && std::all_of(entries, entries + count,
-                                           [array](const Entry &entry) { return AppendEntry(array, entry); });
+    if (array == nullptr) {
+        return false;
+    }
+    for (int i = 0; i < count; ++i) {
+        if (!AppendEntry(array, entries[i])) {
+            return false;
+        }
+    }
+    return true;
 }
 
-int FailForMemory() {
+// Every query ends with 0, answered or not.
+int GiveUp() {
     Fail("No memory for a signal query.");
     return 0;
 }
@@ -73,7 +81,7 @@ int QueryChimeSignalReq(const char *req, int /*req_len*/, UINT32 seq) {
     }
     const JsonTree response(bscJSON_CreateObject());
     if (response == nullptr) {
-        return FailForMemory();
+        return GiveUp();
     }
 
     // One entry for each chime, and the last one for the router.
@@ -82,24 +90,22 @@ int QueryChimeSignalReq(const char *req, int /*req_len*/, UINT32 seq) {
     const int count = (chimes != nullptr ? bscJSON_GetArraySize(chimes) : 0) + 1;
     const Entries entries(static_cast<Entry *>(calloc(static_cast<std::size_t>(count), sizeof(Entry))));
     if (entries == nullptr) {
-        return FailForMemory();
+        return GiveUp();
     }
     ReadChimes(chimes, entries.get());
     entries[static_cast<std::size_t>(count - 1)].iDevType = tqDevSDK_SmartControl_Ap_DevType_Route;
 
     tqDevSDK_Smartcontrol_ap_signal_info info{count, entries.get()};
-    tqDevSDK_SmartControl_runtime_info question{TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_AP_SIGNAL_WITH_MAC,
-                                                reinterpret_cast<char *>(&info), kSignalInfoLen};
-    if (!Ask(question).has_value()) {
+    if (!Ask(TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_AP_SIGNAL_WITH_MAC, info, kSignalInfoLen).has_value()) {
         return 0;
     }
     // The application may have shortened the list, but not lengthened or replaced it.
     if (!WriteAnswer(response.get(), entries.get(), std::clamp(info.num, 0, count))) {
-        return FailForMemory();
+        return GiveUp();
     }
     const JsonText text(bscJSON_Print(response.get()));
     if (text == nullptr) {
-        return FailForMemory();
+        return GiveUp();
     }
     SmartControl_send_msg_to_platform(text.get(), kPu2CenPlt2PuQueryChimeSignalRsp, kReplyVersion, 1, seq);
     return 0;

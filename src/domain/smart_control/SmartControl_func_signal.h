@@ -7,7 +7,7 @@
 #include "tqdev_sdk_types.h"
 
 /// Serves the query of how well the chimes and the router are heard, and answers it itself; always 0. A
-/// request that is not JSON is not answered, and neither is one for whose answer there is no memory.
+/// request that is not JSON is not answered, nor is one without a callback or without memory for the answer.
 int QueryChimeSignalReq(const char *req, int req_len, UINT32 seq);
 
 #endif

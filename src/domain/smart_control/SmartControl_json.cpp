@@ -4,13 +4,6 @@
 
 namespace {
 
-template <typename Number>
-bscJSON *CreateDigits(Number number) {
-    char digits[12];
-    *std::to_chars(digits, digits + sizeof digits - 1, number).ptr = '\0';
-    return bscJSON_CreateRaw(digits);
-}
-
 bscJSON *OrLog(bscJSON *item, const char *failure) {
     if (item == nullptr) {
         Fail(failure);
@@ -21,11 +14,11 @@ bscJSON *OrLog(bscJSON *item, const char *failure) {
 } // namespace
 
 bscJSON *CreateNumber(UINT32 number) {
-    return CreateDigits(number);
+    return bscJSON_CreateRaw(DecimalText(number));
 }
 
 bscJSON *CreateNumber(int32_t number) {
-    return CreateDigits(number);
+    return bscJSON_CreateRaw(DecimalText(number));
 }
 
 bscJSON *AttachArray(bscJSON *object, const char *key, const char *failure) {

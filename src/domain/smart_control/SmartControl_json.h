@@ -78,12 +78,20 @@ private:
     const bscJSON *next_;
 };
 
-/// Reads one required member into a field of any width; logs when it is missing.
-template <typename Field>
-bool ReadItem(Members &object, const char *key, Field &field) {
+/// A required member; null, and a line in the log, when it is missing.
+inline const bscJSON *FindItem(Members &object, const char *key) {
     const bscJSON *item = object.Find(key);
     if (item == nullptr) {
         tqdev_debug(LOG_ERROR, "Failed to find item:%s\n", key);
+    }
+    return item;
+}
+
+/// Reads one required member into a field of any width; false, logged, when it is missing.
+template <typename Field>
+bool ReadItem(Members &object, const char *key, Field &field) {
+    const bscJSON *item = FindItem(object, key);
+    if (item == nullptr) {
         return false;
     }
     Assign(item, field);

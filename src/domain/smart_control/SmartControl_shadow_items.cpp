@@ -27,10 +27,8 @@ constexpr RuleText kAiRule{TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_AI_RULES, &g_
 
 int HasChanged(const RuleText &item) {
     tqDevSDK_SmartControl_Rule_S record{};
-    tqDevSDK_SmartControl_runtime_info question{item.query, reinterpret_cast<char *>(&record),
-                                                kRuleRecordLen};
-    if (const std::optional<int> outcome = AskForStatus(question)) {
-        return *outcome;
+    if (const std::optional<int> result = Ask(item.query, record, kRuleRecordLen); result != 0) {
+        return ChangeWithoutAnswer(result);
     }
     if (record.rule == nullptr) {
         return 0;
@@ -54,7 +52,7 @@ int IsChanged() {
 
 template <const RuleText &item>
 int Report(int force) {
-    // A forced report has nothing to push: the shadow has the text of the last change.
+    // Only a report that follows a change pushes; a forced one is done with that.
     return force != 0 ? 0 : smart_control_shadow_push_status(item.push);
 }
 

@@ -15,12 +15,12 @@ namespace {
 
 constexpr std::size_t kValueCapacity = TQ_SHADOW_VALUE_CAPACITY;
 
-// A rule set that was read; its arrays go with it.
-struct ReadRules {
-    ReadRules() = default;
-    ReadRules(const ReadRules &) = delete;
-    ReadRules &operator=(const ReadRules &) = delete;
-    ~ReadRules() { Free_ConfigRules(&rules); }
+// A rule set that was parsed; its arrays go with it.
+struct ParsedRules {
+    ParsedRules() = default;
+    ParsedRules(const ParsedRules &) = delete;
+    ParsedRules &operator=(const ParsedRules &) = delete;
+    ~ParsedRules() { Free_ConfigRules(&rules); }
 
     tqDevSDK_SmartControl_ConfigRules rules{};
 };
@@ -87,11 +87,11 @@ int ParseSync_SmartControl_Rules(const tqDevSDK_Shadow_value_t *pValue,
         Fail("Failed to bscJSON_Parse");
         return -1;
     }
-    ReadRules read;
-    if (!ReadConfigRules(root.get(), read.rules)) {
+    ParsedRules parsed;
+    if (!ReadConfigRules(root.get(), parsed.rules)) {
         return -1;
     }
-    const std::optional<int> result = LendRules(read.rules);
+    const std::optional<int> result = LendRules(parsed.rules);
     if (result.has_value() && *result != 0) {
         Fail("Failed to send msg to dev in shadow by ParseSync_SmartControl_Rules");
     }

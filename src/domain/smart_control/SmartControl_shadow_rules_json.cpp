@@ -146,18 +146,18 @@ bool WriteWeekdays(bscJSON *json, const Rule &rule) {
 // ---- Times: "hour:minute"; an end on the next day is marked by "n" ----
 
 bool ReadStartTime(Members &json, Rule &rule) {
-    const bscJSON *item = json.Find("startTime");
+    const bscJSON *item = FindItem(json, "startTime");
     if (item == nullptr) {
-        return Fail("Failed to find item:startTime");
+        return false;
     }
     ParseHourMinute(TextOf(item), rule.uiStart_hour, rule.uiStart_min);
     return true;
 }
 
 bool ReadEndTime(Members &json, Rule &rule) {
-    const bscJSON *item = json.Find("endTime");
+    const bscJSON *item = FindItem(json, "endTime");
     if (item == nullptr) {
-        return Fail("Failed to find item:endTime");
+        return false;
     }
     const char *text = TextOf(item);
     rule.ucIsCrossDay = strchr(text, 'n') != nullptr ? 1 : 0;
@@ -182,40 +182,28 @@ bool WriteTime(bscJSON *json, const char *key, const char *mark, UINT32 hour, UI
 
 // ---- Rule ----
 
-bool ReadEvents(Members &json, Rule &rule) {
-    const bscJSON *events = json.Find("events");
-    if (events == nullptr) {
-        return Fail("Failed to find item:events");
+// Reads the events, or the actions; the log calls both events.
+template <typename Record>
+bool ReadArray(Members &json, const char *key, UINT16 &num, Record *&records,
+               bool (*read)(Members element, Record &record)) {
+    const bscJSON *array = FindItem(json, key);
+    if (array == nullptr) {
+        return false;
     }
-    if (!IsArray(events)) {
-        Fail("This is not a array bscJSON object.");
-        return Fail("Failed to generate rule events.");
-    }
-    return ReadElements(events, rule.usEvents_Num, rule.pstEvents, ReadEvent) ||
-           Fail("Failed to generate rule events.");
-}
-
-bool ReadActions(Members &json, Rule &rule) {
-    const bscJSON *actions = json.Find("actions");
-    if (actions == nullptr) {
-        return Fail("Failed to find item:actions");
-    }
-    if (!IsArray(actions)) {
-        Fail("This is not a array bscJSON object.");
-        return Fail("Failed to generate rule events.");
-    }
-    return ReadElements(actions, rule.usActions_Num, rule.pstActions, ReadAction) ||
+    return (IsArray(array) ? ReadElements(array, num, records, read)
+                           : Fail("This is not a array bscJSON object.")) ||
            Fail("Failed to generate rule events.");
 }
 
 bool ReadTrigger(Members &json, Rule &rule) {
-    const bscJSON *item = json.Find("rule");
+    const bscJSON *item = FindItem(json, "rule");
     if (item == nullptr) {
-        return Fail("Failed to find item:rule");
+        return false;
     }
     Members trigger(item);
-    return ReadItem(trigger, "condition", rule.usCondition) && ReadEvents(trigger, rule) &&
-           ReadActions(trigger, rule);
+    return ReadItem(trigger, "condition", rule.usCondition) &&
+           ReadArray(trigger, "events", rule.usEvents_Num, rule.pstEvents, ReadEvent) &&
+           ReadArray(trigger, "actions", rule.usActions_Num, rule.pstActions, ReadAction);
 }
 
 bool WriteTrigger(bscJSON *json, const Rule &rule) {

@@ -78,8 +78,8 @@ int MakeForCloud(const ToCloud &way, tqDevSDK_Shadow_value_t *value,
         return -1;
     }
     tqDevSDK_SmartControl_Rule_S record{};
-    tqDevSDK_SmartControl_runtime_info question{way.query, reinterpret_cast<char *>(&record), 0};
-    const std::optional<int> result = Ask(question, "Error, SmartControl domain:on_get_runtime_info is NULL");
+    const std::optional<int> result =
+        Ask(way.query, record, 0, "Error, SmartControl domain:on_get_runtime_info is NULL");
     if (!result.has_value()) {
         return -1;
     }

@@ -5,7 +5,6 @@
 #define SMARTCONTROL_TEXT_H
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -18,6 +17,17 @@
 inline const char *TextOrEmpty(const char *text) {
     return text != nullptr ? text : "";
 }
+
+/// A 32-bit number in decimal, as text.
+class DecimalText {
+public:
+    explicit DecimalText(int32_t value);
+    explicit DecimalText(UINT32 value);
+    operator const char *() const { return text_; }
+
+private:
+    char text_[12];
+};
 
 /// Puts a text together in a field, piece by piece; what does not fit is cut. The field is terminated
 /// throughout.
@@ -51,11 +61,7 @@ public:
     }
 
     /// Adds a number as "%d" does.
-    TextWriter &AddDecimal(int32_t value) {
-        char digits[12];
-        *std::to_chars(digits, digits + sizeof digits - 1, value).ptr = '\0';
-        return Add(digits);
-    }
+    TextWriter &AddDecimal(int32_t value) { return Append(DecimalText(value), N - 1 - length_); }
 
     /// Adds a number as "%02d" does.
     TextWriter &AddTwoDigits(int32_t value) {

@@ -61,7 +61,8 @@ bool EnterRequest(CMarkupSTL &req, const char *body, int iRspCmd) {
                     static_cast<unsigned>(iRspCmd));
         return false;
     }
-    return req.IntoElem();
+    req.IntoElem();
+    return true;
 }
 
 SetResult HandleMessage(int iRspCmd, bool is_request, UINT32 uiMsgSeq, const char *body) {
@@ -72,26 +73,19 @@ SetResult HandleMessage(int iRspCmd, bool is_request, UINT32 uiMsgSeq, const cha
     // Into the request: the answer carries its sequence number outside the document only.
     req.AddElem("UserDefine");
     req.SetAttrib("MsgSeq", static_cast<int>(uiMsgSeq));
-    if (!is_request) {
-        tqdev_debug(LOG_DEBUG, "Invalid cmdid in SmartControl XML Rsp Proc:%#x\n",
-                    static_cast<unsigned>(iRspCmd));
-        return kSetBadRequest; // not answered
+    if (is_request && iRspCmd == kCenPlt2PuSetKeyValueRsp) {
+        return SetKeyValue(req);
     }
-    if (iRspCmd != kCenPlt2PuSetKeyValueRsp) {
-        // Whoever sends an unexpected command is told that all is well.
-        tqdev_debug(LOG_DEBUG, "Invalid cmdid in SmartControl XML Req Proc:%#x\n",
-                    static_cast<unsigned>(iRspCmd));
-        return kSetDone;
-    }
-    return SetKeyValue(req);
+    // Whoever sends an unexpected command is told that all is well.
+    tqdev_debug(LOG_DEBUG, "Invalid cmdid in SmartControl XML %s Proc:%#x\n", is_request ? "Req" : "Rsp",
+                static_cast<unsigned>(iRspCmd));
+    return kSetDone;
 }
 
 int Answer(int iRspCmd, UINT32 uiMsgSeq, SetResult result) {
-    char digits[12];
-    TextWriter(digits).AddDecimal(result);
     CMarkupSTL rsp;
     StartDocument(rsp, "Response");
-    rsp.AddElem("Result", digits);
+    rsp.AddElem("Result", DecimalText(int32_t{result}));
     return SmartControl_send_msg_to_platform(rsp.GetDoc().c_str(), iRspCmd, kReplyVersion, 1, uiMsgSeq);
 }
 
@@ -104,7 +98,7 @@ int SmartControl_BusPlatform_XmlHandle_ReqAndRsp(int iRspCmd, UINT8 ucIsReq, UIN
     try {
         result = HandleMessage(iRspCmd, is_request, uiMsgSeq, acStrBuf);
     } catch (const std::bad_alloc &) {
-        Fail("No memory to read a setting request; nothing was set.");
+        Fail("No memory: a setting message is not answered, nothing was set.");
         return -1;
     }
     if (!is_request) {
@@ -116,8 +110,8 @@ int SmartControl_BusPlatform_XmlHandle_ReqAndRsp(int iRspCmd, UINT8 ucIsReq, UIN
         return Answer(iRspCmd, uiMsgSeq, result);
     } catch (const std::bad_alloc &) {
         const bool applied = result == kSetDone && iRspCmd == kCenPlt2PuSetKeyValueRsp;
-        Fail(applied ? "No memory to answer a setting request; the setting was applied."
-                     : "No memory to answer a setting request; nothing was set.");
+        Fail(applied ? "No memory: a setting was applied and is not answered."
+                     : "No memory: a setting message is not answered, nothing was set.");
         return -1;
     }
 }

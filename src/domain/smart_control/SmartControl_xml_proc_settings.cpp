@@ -2,7 +2,6 @@
 // Device settings: their table, how a value is read and handed over, and their status items.
 #include "SmartControl_xml_proc_settings.h"
 
-#include <array>
 #include <new>
 #include <utility>
 
@@ -142,10 +141,8 @@ constexpr Setting kSettings[] = {
 int HasChanged(const Setting &setting) {
     Value value;
     memset(&value, 0, sizeof value);
-    tqDevSDK_SmartControl_runtime_info question{setting.query, reinterpret_cast<char *>(&value),
-                                                setting.kind->size};
-    if (const std::optional<int> outcome = AskForStatus(question)) {
-        return *outcome;
+    if (const std::optional<int> result = Ask(setting.query, value, setting.kind->size); result != 0) {
+        return ChangeWithoutAnswer(result);
     }
     const auto size = static_cast<std::size_t>(setting.kind->size);
     if (memcmp(&value, setting.cache, size) == 0) { // bytewise: the padding counts

@@ -21,7 +21,7 @@ int32_t g_init_flag = 0;
 
 // A report function behind the one type of the dispatch table.
 template <typename Record, int (*report)(const Record *)>
-int Report(const void *record) {
+int Send(const void *record) {
     return report(static_cast<const Record *>(record));
 }
 
@@ -31,19 +31,19 @@ struct MessageType {
 };
 
 constexpr MessageType kReports[] = {
-    {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_EVENT, Report<tqDevSDK_SmartControl_Event, ReportEventReqToPlt>},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_EVENT, Send<tqDevSDK_SmartControl_Event, ReportEventReqToPlt>},
     {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_ACTION_RESULT,
-     Report<tqDevSDK_SmartControl_Info_ActionResult, ReportActionResultToPlt>},
+     Send<tqDevSDK_SmartControl_Info_ActionResult, ReportActionResultToPlt>},
     {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_ACTIONS,
-     Report<tqDevSDK_SmartControl_UndoneActions_S, ReportUndoneActionsToPlt>},
+     Send<tqDevSDK_SmartControl_UndoneActions_S, ReportUndoneActionsToPlt>},
     {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_LAN_CENTOR,
-     Report<tqDevSDK_SmartControl_ReportLanCentor, ReportLanCentorToPlt>},
+     Send<tqDevSDK_SmartControl_ReportLanCentor, ReportLanCentorToPlt>},
     {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_SCENE_V3,
-     Report<tqDevSDK_SmartControl_UndoneSceneList_S, ReportUndoneSceneToPltV3>},
+     Send<tqDevSDK_SmartControl_UndoneSceneList_S, ReportUndoneSceneToPltV3>},
     {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_UNDONE_ACTIONS_V3,
-     Report<tqDevSDK_SmartControl_UndoneActions_V3_S, ReportUndoneActionsToPltV3>},
+     Send<tqDevSDK_SmartControl_UndoneActions_V3_S, ReportUndoneActionsToPltV3>},
     {TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_LAN_CENTOR_V3,
-     Report<tqDevSDK_SmartControl_ReportLanCentor, ReportLanCentorToPltV3>},
+     Send<tqDevSDK_SmartControl_ReportLanCentor, ReportLanCentorToPltV3>},
 };
 static_assert(std::size(kReports) == TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_MAX);
 
