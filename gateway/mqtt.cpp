@@ -26,8 +26,8 @@ using std::chrono::steady_clock;
 
 constexpr int kLoopMilliseconds = 200;  // the longest until a closing is noticed
 constexpr int kDelayedMilliseconds = 5; // the longest that a delayed message comes too late
-constexpr milliseconds kShortestDelay{250};
-constexpr milliseconds kLongestDelay{4000};
+constexpr milliseconds kShortestDelay{100};
+constexpr milliseconds kLongestDelay{2000};
 constexpr milliseconds kLongestPause{200};
 constexpr milliseconds kClosingTime{900};
 constexpr milliseconds kEndingTime{300};

@@ -193,7 +193,7 @@ TEST_F(Mqtt, WaitsForItsPasswordAndKeepsTheLatestLines) {
     }
 
     Must("mosquitto_passwd -b " + passwords + " hub new");
-    broker_->Reload();
+    broker_->Signal(SIGHUP);
     watch->Await("tq/A/status online");
     gateway->Await("dropped 2 lines");
     Publish("A", R"({"status_reset":99999})", "-s -u cloud -P c");
@@ -203,7 +203,7 @@ TEST_F(Mqtt, WaitsForItsPasswordAndKeepsTheLatestLines) {
     up.resize(3); // then those that the arriving link causes
     EXPECT_EQ(up, (Lines{shown[2], shown[3], shown[4]}));
     EXPECT_EQ(On("tq/A/result", *watch).at(0), R"({"dropped":2})");
-    kill(gateway->Pid(), SIGTERM);
+    gateway->Signal(SIGTERM);
     gateway->Await("2 lines in all were dropped because the link was down or too slow");
     EXPECT_EQ(gateway->WaitForEnd(), 0);
 }
@@ -270,16 +270,16 @@ TEST_F(Mqtt, TakesNothingTwiceThatItHasAcknowledged) {
     Publish("A", Scene(0));
     gateway->Await(R"("seq":0,)");
     watch->Await("tq/A/result"); // it left behind the acknowledgement
-    kill(gateway->Pid(), SIGSTOP);
+    gateway->Signal(SIGSTOP);
     Publish("A", Scene(1));
     for (const std::string turn : {"one", "two"}) { // of the broker, which has surely sent the command then
         Must("mosquitto_pub -q 1 -t turn -m " + turn + ' ' + Address());
         watch->Await("turn " + turn);
     }
-    kill(broker_->Pid(), SIGUSR1); // saves its state
+    broker_->Signal(SIGUSR1); // saves its state
     AwaitInFile(folder_.Path("mosquitto.db"), "");
-    kill(broker_->Pid(), SIGSTOP);
-    kill(gateway->Pid(), SIGCONT);
+    broker_->Signal(SIGSTOP);
+    gateway->Signal(SIGCONT);
     gateway->Await(R"("seq":1,)");
     broker_->End(SIGKILL);
     gateway->Await("broke");
@@ -288,7 +288,7 @@ TEST_F(Mqtt, TakesNothingTwiceThatItHasAcknowledged) {
     Publish("A", Scene(1)); // another one, if the same
     Publish("A", Scene(2));
     gateway->Await(R"("seq":2,)");
-    kill(gateway->Pid(), SIGTERM);
+    gateway->Signal(SIGTERM);
     gateway->Await("1 payload that the broker delivered again was not taken twice");
     EXPECT_EQ(gateway->WaitForEnd(), 0);
 
@@ -396,7 +396,7 @@ TEST_F(Mqtt, LosesDoublesAndDelaysAsItsSeedSays) {
         }
         Publish(serial, lines + R"({"link":{}})" + '\n' + Scene(99));
         watch->Await(R"("seq":99)");
-        kill(gateway->Pid(), SIGTERM);
+        gateway->Signal(SIGTERM);
         gateway->Await("doubled by the link, as asked");
         EXPECT_EQ(gateway->WaitForEnd(), 0);
         watch->Await("tq/" + serial + "/status offline");
@@ -446,12 +446,12 @@ TEST_F(Mqtt, NoticesABrokerThatHangs) {
     StartBroker();
     const auto gateway = Gateway("A", "--json --keepalive 5");
     gateway->Await("connected");
-    kill(broker_->Pid(), SIGSTOP);
+    broker_->Signal(SIGSTOP);
     const auto late = Gateway("B", "--json --connect-timeout 1");
     late->Await("cannot connect to 127.0.0.1:" + std::to_string(port_) + ": no answer within 1 s");
     EXPECT_EQ(late->End(SIGTERM), 1);
     gateway->Await("broke: the broker gave no sign of life for 5 s");
-    kill(broker_->Pid(), SIGCONT);
+    broker_->Signal(SIGCONT);
     gateway->Await("connected");
 }
 
@@ -467,7 +467,7 @@ TEST_F(Mqtt, TellsWhyThereIsNoLink) {
                                        {"nowhere.invalid", "nowhere.invalid:1883: no address is known for this name"}}) {
         Program gateway(TQ_GATEWAY " --serial A --mqtt " + std::string(broker));
         gateway.Await(told);
-        kill(gateway.Pid(), SIGTERM);
+        gateway.Signal(SIGTERM);
         gateway.Await("never reached ");
         EXPECT_EQ(gateway.WaitForEnd(), 1);
     }
