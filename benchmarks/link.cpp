@@ -34,9 +34,9 @@ using std::chrono::steady_clock;
 
 constexpr long kMostResidentKilobytes = 12'000;
 constexpr double kLeastCarriedOut = 0.99;
-constexpr milliseconds kFlap{5500};      // from one death of the broker to the next
-constexpr milliseconds kOutage{500};     // of these
-constexpr seconds kPatience{10};         // without any progress
+constexpr milliseconds kFlap{5500};     // from one death of the broker to the next
+constexpr milliseconds kOutage{500};    // of these
+constexpr seconds kPatience{10};        // without any progress
 constexpr int kMostUnconfirmed = 1'000; // the client walks through them at every confirmation
 constexpr int kNumbersPerGateway = 10'000'000;
 
@@ -148,14 +148,17 @@ void WaitUntil(const char *what, const std::function<bool()> &holds) {
     }
 }
 
-/// A broker that keeps as many messages as come; over its death, too, when it is a lasting one.
+/// A broker that keeps as many messages as come; when it is a lasting one, over its death, too, up to the
+/// last change: what a broker itself forgets is not what is measured here.
 class Broker {
 public:
     Broker(const Folder &folder, bool lasting) : folder_(folder), port_(Socket().FreePort()) {
         std::ofstream(folder_.Path("conf"))
             << "user root\nlistener " << port_ << " 127.0.0.1\nallow_anonymous true\nset_tcp_nodelay true\n"
             << "max_queued_messages 0\n"
-            << (lasting ? "persistence true\nautosave_interval 1\npersistence_location " + folder_.Path("")
+            << (lasting ? "persistence true\nautosave_on_changes true\nautosave_interval "
+                          "1\npersistence_location " +
+                              folder_.Path("")
                         : "")
             << '\n';
         Start();

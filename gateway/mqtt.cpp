@@ -488,7 +488,12 @@ bool Connection::Conclude() {
     }
     tell(left, "that had arrived were not carried out any more");
     tell(all_lost_ + lost_, "in all came faster than they could be taken and are lost");
-    tell(client_.Repeats(), "or payloads that the broker delivered again were not taken twice");
+    if (const std::size_t repeats = client_.Repeats(); repeats > 0) {
+        Say(std::to_string(repeats) +
+            (repeats == 1 ? " payload that the broker delivered again was"
+                          : " payloads that the broker delivered again were") +
+            " not taken twice");
+    }
     tell(waiting_.size() + unconfirmed_ + dropped_, "did not reach the broker for sure");
     tell(all_dropped_ + dropped_, "in all were dropped because the link was down or too slow");
     tell(refused_, "in all were refused by the broker");

@@ -260,30 +260,36 @@ TEST_F(Mqtt, KeepsTheSessionWhileItIsAway) {
     }
 }
 
-// The broker dies with the acknowledgements unread, and remembers that it has sent the commands.
+// The broker dies with the acknowledgement unread, and remembers that it has sent the command.
 TEST_F(Mqtt, TakesNothingTwiceThatItHasAcknowledged) {
     StartBroker(Persistent());
     const std::string record = folder_.Path("session.jsonl");
     const auto gateway = Gateway("A", "--json --record " + record);
-    gateway->Await("connected");
+    const auto watch = Watch();
+    watch->Await("tq/A/status online");
     Publish("A", Scene(0));
     gateway->Await(R"("seq":0,)");
+    watch->Await("tq/A/result"); // it left behind the acknowledgement
     kill(gateway->Pid(), SIGSTOP);
     Publish("A", Scene(1));
-    Publish("A", Scene(2));
+    for (const std::string turn : {"one", "two"}) { // of the broker, which has surely sent the command then
+        Must("mosquitto_pub -q 1 -t turn -m " + turn + ' ' + Address());
+        watch->Await("turn " + turn);
+    }
     kill(broker_->Pid(), SIGUSR1); // saves its state
     AwaitInFile(folder_.Path("mosquitto.db"), "");
     kill(broker_->Pid(), SIGSTOP);
     kill(gateway->Pid(), SIGCONT);
-    gateway->Await(R"("seq":2,)");
+    gateway->Await(R"("seq":1,)");
     broker_->End(SIGKILL);
     gateway->Await("broke");
     StartBroker();
     gateway->Await("connected");
-    Publish("A", Scene(3));
-    gateway->Await(R"("seq":3,)");
+    Publish("A", Scene(1)); // another one, if the same
+    Publish("A", Scene(2));
+    gateway->Await(R"("seq":2,)");
     kill(gateway->Pid(), SIGTERM);
-    gateway->Await("2 lines or payloads that the broker delivered again were not taken twice");
+    gateway->Await("1 payload that the broker delivered again was not taken twice");
     EXPECT_EQ(gateway->WaitForEnd(), 0);
 
     Lines taken;
@@ -292,7 +298,7 @@ TEST_F(Mqtt, TakesNothingTwiceThatItHasAcknowledged) {
             taken.push_back(line.substr(6, line.size() - 7));
         }
     }
-    EXPECT_EQ(taken, (Lines{Scene(0), Scene(1), Scene(2), Scene(3)}));
+    EXPECT_EQ(taken, (Lines{Scene(0), Scene(1), Scene(1), Scene(2)}));
 }
 
 TEST_F(Mqtt, LeavesRetainedCommandsAlone) {
