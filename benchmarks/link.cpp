@@ -37,7 +37,7 @@ constexpr double kLeastCarriedOut = 0.99;
 constexpr milliseconds kFlap{5500};      // from one death of the broker to the next
 constexpr milliseconds kOutage{500};     // of these
 constexpr seconds kPatience{10};         // without any progress
-constexpr int kMostUnconfirmed = 20'000; // their identifiers have 16 bits
+constexpr int kMostUnconfirmed = 1'000; // the client walks through them at every confirmation
 constexpr int kNumbersPerGateway = 10'000'000;
 
 // ---- Processes. ----

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <iterator>
 #include <system_error>
 
 #include <poll.h>
@@ -55,18 +56,22 @@ void ClearWake(const MqttLink &link) {
 } // namespace
 
 void FeedLines(int fd, int stop_fd, Gateway &gateway) {
-    LineSource source(fd, stop_fd);
+    LineSource source(fd, stop_fd, gateway.DueFd());
     GiveLines(
         source, [&](const std::string &line) { gateway.Take(line); },
-        [&](const std::string &reason) { gateway.Refuse(reason); });
+        [&](const std::string &reason) { gateway.Refuse(reason); }, [&] { gateway.CarryOutDue(); });
 }
 
 void FeedArrivals(MqttLink &link, int stop_fd, Gateway &gateway) {
     link.Connect();
-    pollfd waiting[] = {{link.WakeFd(), POLLIN, 0}, {stop_fd, POLLIN, 0}};
+    pollfd waiting[] = {{link.WakeFd(), POLLIN, 0}, {stop_fd, POLLIN, 0}, {gateway.DueFd(), POLLIN, 0}};
     for (bool more = false;;) {
-        if (poll(waiting, 2, more ? 0 : -1) >= 0 && waiting[1].revents != 0) {
+        const bool polled = poll(waiting, std::size(waiting), more ? 0 : -1) >= 0;
+        if (polled && waiting[1].revents != 0) {
             break;
+        }
+        if (polled && waiting[2].revents != 0) {
+            gateway.CarryOutDue();
         }
         if (!more) {
             ClearWake(link);

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "output.h"
+#include "rule_engine.h"
 #include "tqDevSDK_SmartControl_def.h"
 
 namespace tqgateway {
@@ -28,7 +29,7 @@ struct HubState {
     tqDevSDK_SmartControl_msg_IcrDss_S icr_dss{0, 1, {0, 0}};
 
     UINT32 rules_version = 0; ///< Counts the changes, unless set by hand.
-    std::shared_ptr<const tqDevSDK_SmartControl_ConfigRules> rules; ///< Null: none.
+    SharedRules rules;        ///< Null: none.
     RuleText scene_rules;
     RuleText ai_rules;
 
@@ -42,7 +43,8 @@ struct HubState {
 /// Takes what the module hands over and answers what it asks, on any thread.
 class Hub {
 public:
-    explicit Hub(Output &output) : output_(output) {}
+    /// Its linkage rules are carried out by the engine.
+    Hub(Output &output, RuleEngine &engine) : output_(output), engine_(engine) {}
 
     /// Changes the hub as if by hand, as a `{"hub":{…}}` line says. Throws LineError, then unchanged.
     void Change(const Json &changes);
@@ -53,6 +55,7 @@ public:
 
 private:
     Output &output_;
+    RuleEngine &engine_;
     std::mutex mutex_;
     HubState state_;
 };

@@ -6,9 +6,11 @@
 
 #include <nlohmann/json.hpp>
 
+#include "check_command.h"
 #include "gateway.h"
 #include "names.h"
 #include "records.h"
+#include "rule_lines.h"
 #include "script.h"
 #include "tqdev_host.h"
 
@@ -127,11 +129,19 @@ std::optional<int> ModelReply(const Parts &, ObjectReader &line) {
     return Registered(tqhost::DeliverModelReply(message), "model_reply", "domain " + message.domain);
 }
 
-std::optional<int> Shadow(const Parts &, ObjectReader &line) {
+std::optional<int> Shadow(const Parts &parts, ObjectReader &line) {
     const std::string key = line.Text("shadow", SIZE_MAX);
     const std::string value = AsText(line.Get("value"));
     line.Done();
-    return Registered(tqhost::ShadowDesire(key, value), "shadow", key);
+    const int result = Registered(tqhost::ShadowDesire(key, value), "shadow", key);
+    if (result != 0 && parts.session.explain_refusals && key == kRulesKey) {
+        Json findings = Json::array();
+        for (const Finding &finding : CheckRules(value)) {
+            findings.push_back(ToJson(finding));
+        }
+        parts.output.Show({{"check", findings}});
+    }
+    return result;
 }
 
 std::optional<int> ShadowGet(const Parts &, ObjectReader &line) {
@@ -256,7 +266,15 @@ std::optional<int> Link(const Parts &parts, ObjectReader &line) {
 
 // ---- The device. ----
 
+/// Refuses a line that acts for the virtual hub where there is none.
+void NeedVirtualHub(const Parts &parts, const char *key) {
+    if (parts.module.application != nullptr) {
+        throw LineError(std::string(key) + ": there is no virtual hub, --application has taken its place");
+    }
+}
+
 std::optional<int> HubChange(const Parts &parts, ObjectReader &line) {
+    NeedVirtualHub(parts, "hub");
     const Json &changes = line.Get("hub");
     line.Done();
     parts.hub.Change(changes);
@@ -264,6 +282,10 @@ std::optional<int> HubChange(const Parts &parts, ObjectReader &line) {
 }
 
 std::optional<int> SendReport(const Parts &parts, ObjectReader &line) {
+    NeedVirtualHub(parts, "report");
+    if (line.Find("from") != nullptr) {
+        return ReportStatistics(parts, line);
+    }
     const Report report = ReadReport(line);
     if (report.dclog) {
         const tqDevSDK_SmartControl_DclogMsg_S message = {report.type, report.record.get(), report.length};
@@ -287,6 +309,14 @@ constexpr LineKind kLineKinds[] = {
     {"hub", HubChange, "you", "device", "change"},
     {"host", Host, "you", "host", "change"},
     {"link", Link, "you", "link", "faults "},
+    {"linkage", Linkage, "you", "device", "linkage "},
+    {"event", Event, "home", "device", "event "},
+    {"members", Members, "home", "device", "members "},
+    {"done", Done, "home", "device", "done "},
+    {"explain", Explain, "you", "device", "explain "},
+    {"trace", Trace, "you", "device", "trace "},
+    {"now", Now, "you", "clock", "now "},
+    {"advance", Advance, "you", "clock", "advance "},
 };
 
 } // namespace

@@ -11,8 +11,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <nlohmann/json.hpp>
+
 #include "feed.h"
 #include "file_replacement.h"
+#include "linkage_config.h"
 #include "options.h"
 #include "process.h"
 #include "replay.h"
@@ -83,6 +86,7 @@ int ConcludeRecord(const LineWriter &writer, FileReplacement &record) {
 }
 
 int Run(const Options &options) {
+    const Json linkage = options.linkage.empty() ? Json() : ReadLinkageFile(options.linkage);
     FileDescriptor script = OpenNamed(options.script, O_RDONLY);
     const auto record = OpenRecord(options.record, script.Get());
     const auto link = options.mqtt ? MakeMqttLink(*options.mqtt) : nullptr;
@@ -99,9 +103,12 @@ int Run(const Options &options) {
     Output output(captured, {shown.get(), recorder.get(), link.get(), scripted ? &causes : nullptr});
 
     int code = EXIT_SUCCESS;
+    Application application(options.application);
     {
-        PrepareHost(options.session);
-        Gateway gateway(LoadModule(options.module), output, options.session.reset_report_all);
+        Gateway gateway(LoadWith(options.module, application), output, options.session);
+        if (!linkage.is_null()) {
+            gateway.TakeEvent({{"linkage", linkage}});
+        }
         const StatusThread status(gateway, options.status_interval);
         if (record) {
             record->Keep();
@@ -127,6 +134,11 @@ int Run(const Options &options) {
         }
     }
 
+    if (const std::size_t misuses = application.Misuses(); misuses > 0) {
+        Say(options.application.path + ": did something wrong, " + std::to_string(misuses) +
+            (misuses == 1 ? " time" : " times"));
+        code = kExitFailed;
+    }
     if (link && !link->Close()) { // with all that the gateway's end caused
         code = std::max(code, kExitFailed);
     }
@@ -137,7 +149,8 @@ int Run(const Options &options) {
 }
 
 int RunReplay(const Options &options) {
-    const Module module = LoadModule(options.module);
+    Application application(options.application);
+    const Module module = LoadWith(options.module, application);
     if (options.replay_update) {
         RecordAnew(options.replay, module, options.replay_paced);
         return EXIT_SUCCESS;
@@ -161,6 +174,13 @@ int main(int argc, char **argv) {
         }
         if (!options.scenarios.empty()) {
             return RunScenarios(options);
+        }
+        if (!options.check.files.empty()) {
+            options.check.module = options.module;
+            return RunCheck(options.check);
+        }
+        if (!options.explain.file.empty()) {
+            return Explain(options.explain, LoadModule(options.module));
         }
         return options.replay.empty() ? Run(options) : RunReplay(options);
     } catch (const std::invalid_argument &error) {

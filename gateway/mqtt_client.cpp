@@ -23,9 +23,10 @@ namespace {
 /// What brokers have on the way at once is far less; beyond it a repeated delivery is carried out twice.
 constexpr std::size_t kRemembered = 1000;
 
-/// Payloads that the broker may have on the way here at once. A command causes about three lines, and brokers
-/// let 20 of those be on their way: with more, commands would arrive faster than their lines leave.
-constexpr int kReceiveMaximum = 6;
+/// Payloads that the broker may have on the way here at once. The broker confirms what is sent to it in the
+/// same stream, behind them, and some send as many more for each that is acknowledged: with more than one,
+/// commands arrive faster than their answers can leave.
+constexpr int kReceiveMaximum = 1;
 
 /// Codes from here on are the protocol's own reasons, below them the library's errors.
 constexpr int kFirstReason = 0x80;

@@ -35,12 +35,26 @@ constexpr const char *kFooter = R"(Examples:
   Scenarios, as docs/messages.md shows them:
     tq_gateway test gateway/scenarios/*.scenario.jsonl --junit report.xml
 
+  Your own device application, a shared library, in the place of the virtual hub:
+    tq_gateway --application libpanel.so --configuration 80 --text
+
+  What is wrong with linkage rules, before a device gets them:
+    tq_gateway check rules.json
+    tq_gateway check --linkage linkage.json --devices devices.json --json rules.json
+
+  Rules that the hub carries out, and what an event would do to each of them:
+    tq_gateway --text --script gateway/scenarios/evening.jsonl
+    tq_gateway explain rules.json --at 2026-11-21T23:30 --event \
+        '{"deviceId":"SENSOR001","domain":1100,"cmdId":5,"channelNo":1,"value":1}'
+
 Exit codes:
   0  ended: by the end of the input, SIGINT, SIGTERM or the reader of the output; a replay without difference
-  1  failed: the module cannot be loaded, output cannot be written, the broker was never reached, a replay differs,
-     a scenario fails
+  1  failed: the module or the application cannot be loaded or started, or the application did something
+     wrong; output cannot be written; the broker was never reached; a replay differs; a scenario fails
   2  wrong options, or a file that cannot be read
   3  a line of the script was refused, or what the script expects did not come
+A check ends with 0 when it finds nothing above a note, 1 when it does, 2 when it cannot be carried out, and 3 when the
+module makes something else of a value than the check says.
 
 SIGINT (Ctrl-C) and SIGTERM stop the module first, then the program.)";
 
@@ -161,6 +175,59 @@ void AllowOnly(CLI::App &app, CLI::App &subcommand, const std::vector<std::strin
     }
 }
 
+/// The application's options, which all commands take.
+void AddApplication(CLI::App &app, ApplicationOptions &options) {
+    auto *application =
+        app.add_option(
+               "--application", options.path,
+               "Load the device application in the shared library PATH, in the place of the virtual hub")
+            ->type_name("PATH");
+    app.add_option("--configuration", options.configuration, "Start the application with TEXT")
+        ->type_name("TEXT")
+        ->needs(application);
+    app.add_option("--callback-limit", options.callback_limit,
+                   "Tell when a callback of it takes longer than MS, by default 200")
+        ->type_name("MS")
+        ->check(CLI::Range(1, 3600000).description(""))
+        ->needs(application);
+}
+
+CLI::App *AddCheck(CLI::App &app, CheckOptions &check) {
+    CLI::App *command = app.add_subcommand("check", "Say everything that is wrong with linkage rules");
+    command
+        ->add_option("FILE", check.files,
+                     "A rule value, or lines or a recording that have some; - is the standard input")
+        ->required();
+    command->add_flag("--json", check.json, "Show findings as JSON Lines");
+    command
+        ->add_option("--linkage", check.linkage,
+                     "What the fields of rules mean: the configuration of the linkage")
+        ->type_name("FILE");
+    command->add_option("--devices", check.devices, "The serials that there are, as a JSON array")
+        ->type_name("FILE");
+    command->add_option("--effects", check.effects, "Which action makes which event happen, as a JSON array")
+        ->type_name("FILE");
+    return command;
+}
+
+CLI::App &AddExplain(CLI::App &app, ExplainOptions &explain) {
+    CLI::App *command =
+        app.add_subcommand("explain", "Tell for each rule whether an event would fire it, or why not");
+    command->add_option("FILE", explain.file, "A rule value, as the platform sends it")->required();
+    command->add_option("--event", explain.event, "The event: deviceId, domain, cmdId, channelNo and value")
+        ->type_name("JSON")
+        ->required();
+    command->add_option("--at", explain.at, "The local time, such as 2026-11-21T23:30")
+        ->type_name("TIME")
+        ->required();
+    command
+        ->add_option("--linkage", explain.linkage,
+                     "What the rules' fields mean: the configuration of the engine")
+        ->type_name("FILE");
+    command->add_flag("--json", explain.json, "Show JSON Lines");
+    return *command;
+}
+
 } // namespace
 
 std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
@@ -185,8 +252,12 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
         ->type_name("FILE");
     app.add_option("--module", options.module, "The module to load; by default the one beside the program")
         ->type_name("PATH");
+    AddApplication(app, options.application);
     app.add_flag("--reset-report-all", options.session.reset_report_all,
-                 "Have the linkage rules reported at start");
+                 "Have the linkage rules reported at start")
+        ->excludes(app.get_option("--application"));
+    app.add_flag("--explain-refusals", options.session.explain_refusals,
+                 "Say what is wrong with linkage rules that are refused");
     auto *interval =
         app.add_option("--status-interval", options.status_interval, "Run a status pass every SECONDS")
             ->type_name("SECONDS")
@@ -206,6 +277,9 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
                                   "The device's serial, which also sets this gateway apart on a broker")
                        ->type_name("NAME")
                        ->check(CheckSerial, "");
+    app.add_option("--linkage", options.linkage,
+                   "Carry out the rules that the hub takes; FILE has what a linkage line has")
+        ->type_name("FILE");
     MqttOptions mqtt;
     AddMqtt(app, serial, mqtt);
 
@@ -214,14 +288,18 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
     replay->add_flag("--paced", options.replay_paced, "Keep the distances in time between the inputs");
     replay->add_flag("--update", options.replay_update,
                      "Write FILE anew with what comes out, instead of comparing; comments stay");
-    AllowOnly(app, *replay, {"--module"});
+    AllowOnly(app, *replay, {"--module", "--application", "--configuration", "--callback-limit"});
 
     auto *test = app.add_subcommand("test", "Run scenarios: scripts that say what they expect");
     test->add_option("FILE", options.scenarios, "Scripts, each of which is played from a fresh start")
         ->required();
     test->add_option("--junit", options.junit, "Write a report to FILE, as build servers read it")
         ->type_name("FILE");
-    AllowOnly(app, *test, {"--module", "--log", "--reset-report-all", "--status-interval"});
+    AllowOnly(app, *test,
+              {"--module", "--log", "--reset-report-all", "--explain-refusals", "--status-interval",
+               "--application", "--configuration", "--callback-limit"});
+    AllowOnly(app, *AddCheck(app, options.check), {"--module"});
+    AllowOnly(app, AddExplain(app, options.explain), {"--module"});
 
     try {
         app.parse(argc, argv);

@@ -14,7 +14,6 @@
 
 #include "line_source.h"
 #include "tqdev_debug.h"
-#include "tqdev_host.h"
 
 namespace tqgateway {
 namespace {
@@ -66,6 +65,9 @@ std::string SessionLine(const Session &session, std::optional<Moment> time) {
     if (!session.serial.empty()) {
         settings["serial"] = session.serial;
     }
+    if (session.explain_refusals) {
+        settings["explain_refusals"] = true;
+    }
     return RecordedLine("session", settings, time);
 }
 
@@ -103,11 +105,10 @@ Session ReadSession(ObjectReader &line) {
     Session session;
     ObjectReader reader(line.Get("session"), "session");
     session.log = static_cast<int>(ReadWhole(reader.Get("log"), reader.Path("log"), LOG_NON, LOG_INFO));
-    const Json &reset = reader.Get("reset_report_all");
-    if (!reset.is_boolean()) {
-        throw LineError(reader.Path("reset_report_all") + ": expected true or false");
+    session.reset_report_all = ReadBool(reader.Get("reset_report_all"), reader.Path("reset_report_all"));
+    if (const Json *explain = reader.Find("explain_refusals")) {
+        session.explain_refusals = ReadBool(*explain, reader.Path("explain_refusals"));
     }
-    session.reset_report_all = reset.get<bool>();
     reader.Text("serial", SIZE_MAX, session.serial);
     reader.Done();
     line.Done();
@@ -211,13 +212,6 @@ Recording ReadRecording(const std::string &file) {
         throw std::invalid_argument(file + (stream.bad() ? ": cannot be read" : ": holds no recording"));
     }
     return recording;
-}
-
-void PrepareHost(const Session &session) {
-    tqhost::SetLogLevel(session.log);
-    if (!session.serial.empty()) {
-        tqhost::SetDeviceInfo("dev_subserial", session.serial);
-    }
 }
 
 std::string RecordingText(const Recording &recording) {

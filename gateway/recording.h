@@ -2,7 +2,8 @@
 /// @file recording.h  Recorded sessions: JSON Lines of what went in and what came out, in order.
 ///
 /// The first line is the session, `{"session":{"log":0,"reset_report_all":false}}`, the settings that
-/// change what comes out; with `"serial":"HUB1"` where the device has one of its own. Then come
+/// change what comes out; with `"serial":"HUB1"` where the device has one of its own, and
+/// `"explain_refusals":true` where refused rules are checked. Then come
 ///
 ///     {"in":{…}}           a line taken; one that is no JSON object as its text, or
 ///                          where that is not UTF-8 as an array of its bytes
@@ -22,20 +23,11 @@
 
 #include <nlohmann/json.hpp>
 
+#include "gateway.h"
 #include "moment.h"
 #include "output.h"
 
 namespace tqgateway {
-
-/// What a session starts with.
-struct Session {
-    int log = 0; ///< LOG_DEBUG_LEVEL
-    bool reset_report_all = false;
-    std::string serial; ///< Of the device; empty: the host's own.
-};
-
-/// Prepares the host for a session, before the module starts.
-void PrepareHost(const Session &session);
 
 /// Begins a recording with its session; the sink writes the rest.
 std::unique_ptr<Sink> MakeRecorder(LineWriter &writer, const Session &session, bool timed);

@@ -156,10 +156,9 @@ void Play(const Recording &recording, const Module &module, bool paced,
     StdoutCapture captured;
     Collector collector;
     Output output(captured, {&collector});
-    PrepareHost(recording.session);
     const std::optional<Pace> pace = paced ? std::optional<Pace>(recording) : std::nullopt;
     std::optional<Gateway> gateway;
-    gateway.emplace(module, output, recording.session.reset_report_all);
+    gateway.emplace(module, output, recording.session);
     for (std::size_t i = 0; i < recording.steps.size(); ++i) {
         const RecordedStep &step = recording.steps[i];
         if (pace) {

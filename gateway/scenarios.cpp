@@ -52,11 +52,14 @@ void PlayScenario(const Options &options, const std::string &file, const Script:
     StdoutCapture captured;
     Causes causes;
     Output output(captured, {&causes});
-    PrepareHost(options.session);
-    Gateway gateway(LoadModule(options.module), output, options.session.reset_report_all);
+    Application application(options.application);
+    Gateway gateway(LoadWith(options.module, application), output, options.session);
     const StatusThread status(gateway, options.status_interval);
     Script script(gateway, causes, stop.Get(), "", failed);
     script.Play(std::move(fd), file);
+    if (application.Misuses() > 0) {
+        failed(file + ": the application did something wrong");
+    }
     if (script.Stopped()) {
         throw std::runtime_error("stopped by a signal");
     }

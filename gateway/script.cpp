@@ -135,10 +135,10 @@ void Script::Play(FileDescriptor fd, const std::string &file) {
 
 void Script::PlayFile(FileDescriptor fd, const std::string &file) {
     const int number = fd.Get();
-    files_.push_back({file, std::move(fd), LineSource(number, stop_fd_)});
+    files_.push_back({file, std::move(fd), LineSource(number, stop_fd_, gateway_.DueFd())});
     GiveLines(
         files_.back().source, [this](const std::string &line) { Take(line); },
-        [this](const std::string &reason) { Refuse(reason); });
+        [this](const std::string &reason) { Refuse(reason); }, [this] { gateway_.CarryOutDue(); });
     files_.pop_back();
 }
 
@@ -253,14 +253,21 @@ void Script::Include(ObjectReader &line) {
 }
 
 /// True when a line came, false when it is time, or time to stop.
-bool Script::WakesBefore(steady_clock::time_point deadline) const {
+bool Script::WakesBefore(steady_clock::time_point deadline) {
     for (;;) {
         const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now());
         if (left <= milliseconds::zero() || Stopped()) {
             return false;
         }
-        pollfd waiting[] = {{causes_.WakeFd(), POLLIN, 0}, {stop_fd_, POLLIN, 0}};
-        if (poll(waiting, 2, static_cast<int>(left.count())) > 0 && waiting[0].revents != 0) {
+        pollfd waiting[] = {
+            {causes_.WakeFd(), POLLIN, 0}, {stop_fd_, POLLIN, 0}, {gateway_.DueFd(), POLLIN, 0}};
+        if (poll(waiting, std::size(waiting), static_cast<int>(left.count())) <= 0) {
+            continue;
+        }
+        if (waiting[2].revents != 0) {
+            gateway_.CarryOutDue();
+        }
+        if (waiting[0].revents != 0) {
             eventfd_t count = 0;
             eventfd_read(causes_.WakeFd(), &count);
             return true;

@@ -103,7 +103,7 @@ private:
     void PlayFile(FileDescriptor fd, const std::string &file);
     void BeginInput(const std::string &text);
     void EndInput();
-    bool WakesBefore(std::chrono::steady_clock::time_point deadline) const;
+    bool WakesBefore(std::chrono::steady_clock::time_point deadline);
     std::string Place() const;
     void Missing(const std::string &expected, const std::string &how);
 

@@ -8,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "clock.h"
 #include "lines.h"
 
 namespace tqgateway {
@@ -45,6 +46,17 @@ constexpr Arrow kArrows[] = {
     {"module", "device", "\033[32m"},
     {"device", "module", "\033[35m"},
     {"module", "platform", "\033[33m"},
+};
+
+/// What the linkage engine says; all else is plain.
+struct SentenceColour {
+    const char *what;
+    const char *colour;
+};
+
+constexpr SentenceColour kSentenceColours[] = {
+    {"fired", kBold},  {"fires", kBold}, {"held", kDim},       {"misses", kDim},
+    {"unheard", kDim}, {"result", kDim}, {"unreported", kRed},
 };
 
 /// A reply is the request's number plus one.
@@ -152,8 +164,19 @@ public:
         } else if (line.contains("log")) {
             Write(kDim,
                   Row("log " + AsText(line["log"]), Clipped(Printable(AsText(line["text"])), kShownBytes)));
+        } else if (line.contains("misuse")) {
+            Write(kRed, Row("misuse " + AsText(line["misuse"]), Printable(AsText(line["text"]))));
+        } else if (line.contains("linkage")) {
+            Linkage(line);
         } else if (line.contains("error")) {
             Write(kRed, Row("", "error: " + Printable(AsText(line["error"]))));
+        } else if (line.contains("check")) {
+            for (const Json &finding : line["check"]) {
+                Write(kRed, Row("", "check: " + Clipped(Printable(AsText(finding["class"]) + ' ' +
+                                                                  AsText(finding["pointer"]) + ": " +
+                                                                  AsText(finding["text"])),
+                                                        kShownBytes)));
+            }
         } else if (line["result"].is_null()) {
             Write(kDim, Row("", "done"));
         } else {
@@ -197,6 +220,21 @@ private:
             arrow == std::end(kArrows) ? kPlain : arrow->colour,
             Row(Padded(from, 8) + " → " + Padded(to, 8), fields.empty() ? name : Padded(name, kNameColumns)),
             fields);
+    }
+
+    /// A sentence of the linkage engine, behind the moment where that is virtual.
+    void Linkage(const Json &line) {
+        const auto known =
+            std::find_if(std::begin(kSentenceColours), std::end(kSentenceColours),
+                         [&](const SentenceColour &row) { return line["linkage"] == row.what; });
+        std::string fields;
+        if (line.contains("stAction")) {
+            fields = " token=" + Dump(line["token"]) + ' ' + FieldsText(line["stAction"], "", "");
+        }
+        Write(known == std::end(kSentenceColours) ? kPlain : known->colour,
+              Row(line.contains("at") ? CivilForPeople(ReadCivil(line["at"], "at")) : "linkage",
+                  Printable(AsText(line["text"]))),
+              fields);
     }
 
     static std::string Row(const std::string &left, const std::string &right) {

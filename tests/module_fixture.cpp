@@ -3,12 +3,11 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <memory>
 #include <stdexcept>
 #include <tuple>
 #include <utility>
 
-#include "bscJSON.h"
+#include "SmartControl_shadow_rules_json.h"
 #include "tqdev_debug.h"
 
 ModuleTest *ModuleTest::current_ = nullptr;
@@ -31,10 +30,17 @@ bool IsTraffic(const std::string &line) {
 } // namespace
 
 std::string Printed(const std::string &json) {
-    const std::unique_ptr<bscJSON, void (*)(bscJSON *)> tree(bscJSON_Parse(json.c_str()), bscJSON_Delete);
+    const JsonTree tree(bscJSON_Parse(json.c_str()));
     EXPECT_NE(tree, nullptr) << "not JSON: " << json;
-    const std::unique_ptr<char, void (*)(void *)> text(bscJSON_Print(tree.get()), free);
+    const JsonText text(bscJSON_Print(tree.get()));
     return text != nullptr ? text.get() : "";
+}
+
+tqDevSDK_SmartControl_ConfigRules *NewRules(const std::string &json) {
+    auto *rules = static_cast<tqDevSDK_SmartControl_ConfigRules *>(calloc(1, sizeof(tqDevSDK_SmartControl_ConfigRules)));
+    const JsonTree tree(bscJSON_Parse(json.c_str()));
+    EXPECT_EQ(ReadConfigRules(tree.get(), *rules), tree != nullptr);
+    return rules;
 }
 
 std::string Repeated(const std::string &element, int count) {
@@ -89,12 +95,11 @@ ModuleTest::Messages ModuleTest::TakeReceived() {
     return std::exchange(received_, {});
 }
 
-std::string ModuleTest::Command(int command, const std::optional<std::string> &body) {
+void ModuleTest::Command(int command, const std::optional<std::string> &body) {
     testing::internal::CaptureStdout();
     const bool delivered = tqhost::DeliverCommand({kDomain, command, 7, body});
-    const std::string printed = testing::internal::GetCapturedStdout();
+    testing::internal::GetCapturedStdout();
     EXPECT_TRUE(delivered) << "no extension is loaded";
-    return printed;
 }
 
 ModuleTest::Outcome ModuleTest::AfterCommand(int command, const std::optional<std::string> &body) {
