@@ -264,7 +264,7 @@ TEST_F(Mqtt, KeepsTheSessionWhileItIsAway) {
 TEST_F(Mqtt, TakesNothingTwiceThatItHasAcknowledged) {
     StartBroker(Persistent());
     const std::string record = folder_.Path("session.jsonl");
-    const auto gateway = Gateway("A", "--json --record " + record);
+    const auto gateway = Gateway("A", "--json --no-time --record " + record);
     gateway->Await("connected");
     Publish("A", Scene(0));
     gateway->Await(R"("seq":0,)");
