@@ -317,7 +317,7 @@ TEST_F(Mqtt, StopsWithoutLosingACommand) {
     const auto run = [&](const std::string &name, int until) {
         const std::string record = folder_.Path(name);
         const auto gateway = Gateway("A", "--quiet --record " + record);
-        AwaitInFile(record, R"("seq":)" + std::to_string(until) + ',');
+        AwaitInFile(record + ".part", R"("seq":)" + std::to_string(until) + ',');
         EXPECT_EQ(gateway->End(SIGTERM), 0);
         for (const std::string &line : Split(Contents(record))) {
             if (Contains(line, "model_reply")) {
@@ -357,7 +357,7 @@ TEST_F(Mqtt, CountsWhatItCannotTake) {
         const auto gateway = Gateway("A", "--quiet --record " + record);
         gateway->Await("connected");
         Must("mosquitto_pub -q 1 -t tq/A/down " + Address() + "-f " + payload);
-        AwaitInFile(record, "99999");
+        AwaitInFile(record + ".part", "99999");
         EXPECT_EQ(gateway->End(SIGTERM), 0);
         gateway->Drain();
         const Lines lines = Split(Contents(record));
