@@ -88,7 +88,7 @@ public:
     /// Keeps the link up until it is closed.
     void Run();
 
-    void Send(const Json &line);
+    void Send(const Json &line, Moment when);
     std::optional<Arrival> Next();
     bool Finish();
     int WakeFd() const { return wake_.Get(); }
@@ -351,12 +351,12 @@ void Connection::DropFirst() {
 
 // ---- The gateway's threads. ----
 
-void Connection::Send(const Json &line) {
+void Connection::Send(const Json &line, Moment when) {
     const Topic topic = TopicOf(line);
     if (topic == Topic::log && !options_.log_topic) {
         return;
     }
-    const std::string text = Dump(line);
+    const std::string text = DumpOut(line, when, options_.timed);
     const std::lock_guard lock(mutex_);
     const bool faulty = topic == Topic::up && up_way_.HasFaults();
     const auto due = faulty ? up_way_.Due() : steady_clock::time_point();
@@ -511,8 +511,7 @@ bool Connection::Conclude() {
 /// name, which nothing interrupts.
 class Link : public MqttLink {
 public:
-    explicit Link(const MqttOptions &options)
-        : timed_(options.timed), connection_(std::make_shared<Connection>(options)) {}
+    explicit Link(const MqttOptions &options) : connection_(std::make_shared<Connection>(options)) {}
     ~Link() override { End(); }
     Link(const Link &) = delete;
     Link &operator=(const Link &) = delete;
@@ -523,7 +522,7 @@ public:
         thread_ = std::thread(std::move(run));
     }
 
-    void Show(const Json &line, Moment when) override { connection_->Send(DumpOut(line, when, timed_)); }
+    void Show(const Json &line, Moment when) override { connection_->Send(line, when); }
     void Echo(Input, const Json &, Moment) override {}
     void Heading(const std::string &) override {}
 
@@ -550,7 +549,6 @@ private:
         }
     }
 
-    const bool timed_;
     std::shared_ptr<Connection> connection_;
     std::future<void> ended_;
     std::thread thread_;
