@@ -26,8 +26,8 @@ using std::chrono::steady_clock;
 
 constexpr int kLoopMilliseconds = 200;  // the longest until a closing is noticed
 constexpr int kDelayedMilliseconds = 5; // the longest that a delayed message comes too late
-constexpr milliseconds kShortestDelay{250};
-constexpr milliseconds kLongestDelay{4000};
+constexpr milliseconds kShortestDelay{100};
+constexpr milliseconds kLongestDelay{2000};
 constexpr milliseconds kLongestPause{200};
 constexpr milliseconds kClosingTime{900};
 constexpr milliseconds kEndingTime{300};
@@ -88,7 +88,7 @@ public:
     /// Keeps the link up until it is closed.
     void Run();
 
-    void Send(const Json &line);
+    void Send(const Json &line, Moment when);
     std::optional<Arrival> Next();
     bool Finish();
     int WakeFd() const { return wake_.Get(); }
@@ -351,12 +351,12 @@ void Connection::DropFirst() {
 
 // ---- The gateway's threads. ----
 
-void Connection::Send(const Json &line) {
+void Connection::Send(const Json &line, Moment when) {
     const Topic topic = TopicOf(line);
     if (topic == Topic::log && !options_.log_topic) {
         return;
     }
-    const std::string text = Dump(line);
+    const std::string text = DumpOut(line, when, options_.timed);
     const std::lock_guard lock(mutex_);
     const bool faulty = topic == Topic::up && up_way_.HasFaults();
     const auto due = faulty ? up_way_.Due() : steady_clock::time_point();
@@ -488,7 +488,12 @@ bool Connection::Conclude() {
     }
     tell(left, "that had arrived were not carried out any more");
     tell(all_lost_ + lost_, "in all came faster than they could be taken and are lost");
-    tell(client_.Repeats(), "or payloads that the broker delivered again were not taken twice");
+    if (const std::size_t repeats = client_.Repeats(); repeats > 0) {
+        Say(std::to_string(repeats) +
+            (repeats == 1 ? " payload that the broker delivered again was"
+                          : " payloads that the broker delivered again were") +
+            " not taken twice");
+    }
     tell(waiting_.size() + unconfirmed_ + dropped_, "did not reach the broker for sure");
     tell(all_dropped_ + dropped_, "in all were dropped because the link was down or too slow");
     tell(refused_, "in all were refused by the broker");
@@ -506,8 +511,7 @@ bool Connection::Conclude() {
 /// name, which nothing interrupts.
 class Link : public MqttLink {
 public:
-    explicit Link(const MqttOptions &options)
-        : timed_(options.timed), connection_(std::make_shared<Connection>(options)) {}
+    explicit Link(const MqttOptions &options) : connection_(std::make_shared<Connection>(options)) {}
     ~Link() override { End(); }
     Link(const Link &) = delete;
     Link &operator=(const Link &) = delete;
@@ -518,7 +522,7 @@ public:
         thread_ = std::thread(std::move(run));
     }
 
-    void Show(const Json &line, Moment when) override { connection_->Send(DumpOut(line, when, timed_)); }
+    void Show(const Json &line, Moment when) override { connection_->Send(line, when); }
     void Echo(Input, const Json &, const std::string &, Moment) override {}
     void Heading(const std::string &) override {}
 
@@ -545,7 +549,6 @@ private:
         }
     }
 
-    const bool timed_;
     std::shared_ptr<Connection> connection_;
     std::future<void> ended_;
     std::thread thread_;

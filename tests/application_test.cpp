@@ -191,7 +191,7 @@ TEST(Application, ThatDoesNotStartIsToldInWords) {
 }
 
 TEST(Application, TimelineTellsMisuseAsASentence) {
-    const Outcome outcome = RunGateway(kApplication + " --text --configuration throws" + kPatient + "2>/dev/null", kCapture);
+    const Outcome outcome = RunGateway(kApplication + " --text --no-time --configuration throws" + kPatient + "2>/dev/null", kCapture);
     EXPECT_EQ(outcome.lines.at(2), "misuse exception     recv_msg CAPTURE_PIC: an exception left it: out of film");
 }
 

@@ -135,9 +135,15 @@ public:
         }
     }
 
+    /// Sends a signal to the program while it runs, and never to the process -1, which is all there are.
+    void Signal(int signal) const {
+        ASSERT_GT(pid_, 0);
+        kill(pid_, signal);
+    }
+
     /// Sends a signal and waits for the end; the exit code.
     int End(int signal) {
-        kill(pid_, signal);
+        Signal(signal);
         return WaitForEnd();
     }
 
@@ -146,14 +152,11 @@ public:
         const int handle = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
         if (!Readable(handle)) {
             ADD_FAILURE() << "does not end";
-            kill(pid_, SIGKILL);
+            Signal(SIGKILL);
         }
         close(handle);
         return Wait(std::exchange(pid_, -1));
     }
-
-    /// Has it read its settings again.
-    void Reload() const { kill(pid_, SIGHUP); }
 
     /// Reads what an ended program has printed last.
     void Drain() {

@@ -137,7 +137,7 @@ TEST(Gateway, ExitCodesTellHowItEnded) {
     } rows[] = {
         {0, "", {"--help", "<&- >&-"}},
         {1, "", {"--module /nowhere.so", ">/dev/full", "--record /dev/full"}},
-        {2, "", {"--no-such-option", "--text --json", "--log loud", "--status-interval 0", "--serial a", "--mqtt localhost"}},
+        {2, "", {"--no-such-option", "--text --json", "--log loud", "--status-interval 0", "--mqtt localhost"}},
         {2, "--script ", {"/nowhere", "/"}},
         {2, "--record ", {"/", "/dev/null --status-interval 1"}},
         {2, "--serial a --mqtt ", {"localhost:0", "localhost:65536", ":1883", "localhost:", "localhost:x", "localhost:+1", "[::1", "[::1]1", "::1"}},

@@ -134,8 +134,8 @@ TEST(Linkage, RunsInOrderOfDueTimeFiringAndRule) {
     EXPECT_EQ(engine.Take(After(100)), (Lines{"run 1 LAMP 21+0", "run 2 HUB 23+0"}));
     EXPECT_EQ(tqDevSDK_Linkage_Deadline(engine.get()), 1100U);
     EXPECT_EQ(engine.Take(After(1099)), Lines{});
-    EXPECT_EQ(engine.Done(engine.tokens[1], 0, After(1099)), 0);
-    EXPECT_EQ(engine.Done(engine.tokens[0], 255, After(1099)), 0);
+    EXPECT_EQ(engine.Done(engine.tokens.at(1), 0, After(1099)), 0);
+    EXPECT_EQ(engine.Done(engine.tokens.at(0), 255, After(1099)), 0);
     EXPECT_EQ(engine.Take(After(2100)), (Lines{"result 1 LAMP 1 7000/21 255", "result 2 HUB 1 7000/23 0", "run 2 HUB 22+1", "run 1 HUB 20+2"}));
     EXPECT_EQ(engine.Fired(), (Lines{"rule 1 \"\" fired: event 1 has value 1", "rule 1 \"\" action 1 waits 2000 ms",
                                      "rule 2 \"\" fired: event 1 has value 1", "rule 2 \"\" action 1 waits 1000 ms", "rule 1 \"\" action 2 runs",
@@ -156,8 +156,8 @@ TEST(Linkage, GivesToThePlatformWhatCannotBeDoneHere) {
     EXPECT_EQ(engine.Take(After(0)),
               (Lines{"undone 1 FAR 20+3 HUB 33+0", "undone 2 FAR 40+0", "run 1 HUB 30+0", "run 1 HUB 31+0", "run 1 HUB 32+0"}));
     tqDevSDK_Linkage_SetMember(engine.get(), "LAMP", 0);
-    EXPECT_EQ(engine.Done(engine.tokens[0], TQDEVSDK_LINKAGE_CANNOT, After(0)), 0);
-    EXPECT_EQ(engine.Done(engine.tokens[0], 0, After(0)), -1); // never both
+    EXPECT_EQ(engine.Done(engine.tokens.at(0), TQDEVSDK_LINKAGE_CANNOT, After(0)), 0);
+    EXPECT_EQ(engine.Done(engine.tokens.at(0), 0, After(0)), -1); // never both
     EXPECT_EQ(engine.Reason(), "no action has this token");
     EXPECT_EQ(engine.Take(After(1000)), (Lines{"undone 1 HUB 30+0", "undone 1 LAMP 21+0"}));
     EXPECT_EQ(engine.Fired(), (Lines{"rule 1 \"\" fired: event 1 has value 1", "rule 1 \"\" action 1 undone: its device is not reachable",
@@ -165,7 +165,7 @@ TEST(Linkage, GivesToThePlatformWhatCannotBeDoneHere) {
                                      "rule 2 \"\" fired: event 1 has value 1", "rule 2 \"\" action 1 undone: its device is not reachable",
                                      "rule 1 \"\" action 3 runs", "rule 1 \"\" action 4 runs", "rule 1 \"\" action 5 runs",
                                      "rule 1 \"\" action 3 undone: its device cannot", "rule 1 \"\" action 2 undone: its device is not reachable"}));
-    EXPECT_EQ(engine.Done(engine.tokens[1], 3, After(1000)), 0);
+    EXPECT_EQ(engine.Done(engine.tokens.at(1), 3, After(1000)), 0);
 
     tqDevSDK_SmartControl_DCLog_LanLinkCentStatis_S counted{};
     EXPECT_EQ(tqDevSDK_Linkage_Statistics(engine.get(), &counted), 0);
@@ -223,7 +223,7 @@ TEST(Linkage, NewRulesKeepWhatTheyStillHave) {
     EXPECT_EQ(engine.Fired(),
               (Lines{"rule 1 \"\" action 1 dropped: new rules do not have it", "rule 1 \"\" action 1 dropped: new rules do not have it",
                      "rule 2 \"\" action 3 dropped: new rules do not have it", "rule 1 \"\" action 2 dropped: new rules do not have it"}));
-    EXPECT_EQ(engine.Done(engine.tokens[0], 0, After(2)), 0); // what runs is the device's
+    EXPECT_EQ(engine.Done(engine.tokens.at(0), 0, After(2)), 0); // what runs is the device's
     EXPECT_EQ(engine.SetRules(after), 0);
     EXPECT_EQ(engine.Take(After(2000)), (Lines{"undone 2 FAR 23+0", "result 2 HUB 1 7000/24 0", "run 2 HUB 22+1", "run 2 HUB 22+1"}));
     EXPECT_EQ(engine.Fired().back(), "rule 2 \"\" action 2 runs");
