@@ -148,6 +148,10 @@ int Application::Into(const std::string &name, bool callback, Function function)
 
 // ---- Start and stop. ----
 
+Application::~Application() {
+    g_application = nullptr; // its library stays, with exit handlers that may call fini
+}
+
 void Application::Load() {
     if (start_ != nullptr) {
         return;
@@ -425,9 +429,9 @@ Module LoadWith(const std::string &path, Application &application) {
 } // namespace tqgateway
 
 int tqDevSDK_SmartControl_init(const tqDevSDK_SmartControl_init_info *info) {
-    return tqgateway::g_application->Init(info);
+    return tqgateway::g_application == nullptr ? -1 : tqgateway::g_application->Init(info);
 }
 
 int tqDevSDK_SmartControl_fini(void) {
-    return tqgateway::g_application->Fini();
+    return tqgateway::g_application == nullptr ? 0 : tqgateway::g_application->Fini();
 }

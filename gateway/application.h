@@ -42,6 +42,7 @@ struct ApplicationOptions {
 class Application {
 public:
     explicit Application(ApplicationOptions options) : options_(std::move(options)) {}
+    ~Application();
     Application(const Application &) = delete;
     Application &operator=(const Application &) = delete;
 

@@ -175,6 +175,11 @@ int Answer(tqDevSDK_SmartControl_runtime_info *info) {
     }
 }
 
+/// Finalises once more when the process ends, as a static object may.
+struct AtExit {
+    ~AtExit() { tqDevSDK_SmartControl_fini(); }
+} g_at_exit;
+
 } // namespace
 
 int tq_application_start(const char *configuration) {
