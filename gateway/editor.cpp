@@ -82,8 +82,6 @@ public:
         el_set(editor, EL_GETCFN, GetCharacter);
         el_set(editor, EL_HIST, history, history_.get());
         el_set(editor, EL_EDITOR, "emacs");
-        el_set(editor, EL_ADDFN, "complete-name", "Completes keys and names", Complete);
-        el_set(editor, EL_BIND, "^I", "complete-name", nullptr);
         el_set(editor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
         // Between two lines, too, nothing cuts a long one that is pasted, and nothing echoes it.
         el_set(editor, EL_SETTY, "-x", "-icanon", "-echo", nullptr);
@@ -142,7 +140,12 @@ private:
                 return 0;
             }
             const std::size_t length = mbrtowc(&character, &buffer_[read_++], 1, &state);
+            if (length <= 1 && character == L'\t' && read_ == buffer_.size()) {
+                Complete();
+                continue;
+            }
             if (length <= 1) {
+                character = character == L'\t' ? L' ' : character; // it is pasted with what follows
                 return 1;
             }
             if (length == static_cast<std::size_t>(-1)) {
@@ -178,22 +181,19 @@ private:
         } while (!stopped_ && waiting[0].revents == 0);
     }
 
-    static unsigned char Complete(EditLine *editor, int) {
-        const LineInfo *line = el_line(editor);
+    /// Completes the word before the cursor as far as it is certain, else lists how it may go on.
+    void Complete() {
+        const LineInfo *line = el_line(editor_.get());
         const std::string typed(line->buffer, line->cursor);
         const std::vector<std::string> words = Completions(typed);
-        if (words.empty()) {
-            return CC_ERROR;
-        }
-        const std::string more = CommonBeginning(words).substr(typed.size() - WordBegin(typed));
+        const std::string more =
+            words.empty() ? "" : CommonBeginning(words).substr(typed.size() - WordBegin(typed));
         if (!more.empty()) {
-            el_insertstr(editor, more.c_str());
+            el_insertstr(editor_.get(), more.c_str());
+        } else if (words.size() > 1) {
+            Print(Columns(words));
         }
-        if (words.size() == 1 || !more.empty()) {
-            return CC_REFRESH;
-        }
-        Self(editor).Print(Columns(words));
-        return CC_REDISPLAY;
+        el_set(editor_.get(), EL_REFRESH);
     }
 
     static std::string Columns(const std::vector<std::string> &words) {

@@ -16,12 +16,15 @@ constexpr unsigned kMaxMembers = 1000;
 constexpr std::size_t kShownNameBytes = 100;
 constexpr const char *kBlanks = " \t\r\n";
 
-/// Empty when the text keeps within the limits, else what it exceeds. Says nothing about its syntax.
+/// Empty when the text keeps within the limits, else what it exceeds. Says nothing more about its syntax.
 std::string ExceededLimit(const std::string &text, std::size_t max_depth) {
     std::vector<unsigned> members; // of each open level
     bool quoted = false;
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char c = text[i];
+        if (c == '\0') {
+            return "not JSON: a NUL byte"; // which the library takes for the end
+        }
         if (quoted) {
             if (c == '\\') {
                 ++i;

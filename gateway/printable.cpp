@@ -30,12 +30,12 @@ struct Character {
 
 Character CharacterAt(std::string_view text) {
     struct Form {
-        unsigned char mask, lead;
         std::size_t length;
         std::uint32_t smallest;
+        unsigned char mask, lead;
     };
     constexpr Form kForms[] = {
-        {0x80, 0x00, 1, 0}, {0xe0, 0xc0, 2, 0x80}, {0xf0, 0xe0, 3, 0x800}, {0xf8, 0xf0, 4, 0x10000}};
+        {1, 0, 0x80, 0x00}, {2, 0x80, 0xe0, 0xc0}, {3, 0x800, 0xf0, 0xe0}, {4, 0x10000, 0xf8, 0xf0}};
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
     const Character bad{1, false, byte(0)};
     const auto form = std::find_if(std::begin(kForms), std::end(kForms),

@@ -449,11 +449,19 @@ TEST_F(AtTerminal, ShortFormsBecomeTheLinesThatAreShown) {
 
 TEST_F(AtTerminal, NamesAreCompleted) {
     Terminal terminal(home_.Path("state"));
-    terminal.Type("sta\tp\t\r", R"({"status_pass":true})");
-    terminal.Type("set device_s\t\t", "device_screen_lightness  device_screen_overtime");
-    terminal.Type("o\t 5\r", R"({"set":"device_screen_overtime","value":5})");
-    terminal.Type("{\"mod\t\t", "model        model_reply");
-    terminal.Type("\":\"Exe\t\",\"bo\t\":{\"ru\t\":\"7\"}}\r", R"("msg":"MANUAL_SCENE","uiSceneId":7)");
+    terminal.Type("sta\t", "tus_");
+    terminal.Type("p\t", "ass");
+    terminal.Type("\r", R"({"status_pass":true})");
+    terminal.Type("set device_s\t", "creen_");
+    terminal.Type("\t", "device_screen_lightness  device_screen_overtime");
+    terminal.Type("o\t", "vertime");
+    terminal.Type(" 5\r", R"({"set":"device_screen_overtime","value":5})");
+    terminal.Type("{\"mod\t", "el");
+    terminal.Type("\t", "model        model_reply");
+    terminal.Type("\":\"Exe\t", "cManualScene");
+    terminal.Type("\",\"bo\t", "dy");
+    terminal.Type("\":{\"ru\t", "leId");
+    terminal.Type("\":\t\"7\"}}\r", R"("msg":"MANUAL_SCENE","uiSceneId":7)"); // a tab that is pasted is a blank
     EXPECT_EQ(terminal.End(), 0);
 }
 
