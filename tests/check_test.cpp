@@ -7,7 +7,7 @@
 #include <set>
 #include <tuple>
 
-#include "check.h"
+#include "check/check.h"
 #include "gateway_runner.h"
 
 namespace {
