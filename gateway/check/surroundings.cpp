@@ -6,6 +6,7 @@
 
 #include "check/check.h"
 #include "lines/json.h"
+#include "rules/linkage_config.h"
 #include "tqDevSDK_SmartControl_def.h"
 
 namespace tqgateway {
@@ -95,29 +96,12 @@ Effect ReadEffect(const Json &json, const std::string &path) {
 
 LinkageMeaning ReadLinkageMeaning(const std::string &text) {
     return ReadFrom(text, [](const Json &json) {
-        LinkageMeaning meaning;
-        ObjectReader reader(json, "");
-        meaning.serial = reader.Text("serial", sizeof(tqDevSDK_SmartControl_ConfigRule_Events::acDevId) - 1);
-        ObjectReader conditions(reader.Get("condition"), "condition");
-        for (const auto &member : reader.Get("condition").items()) {
-            const std::string how = conditions.Text(member.key().c_str(), SIZE_MAX);
-            const Json number = Json::parse(member.key(), nullptr, false);
-            if (how != "any" && how != "all") {
-                throw LineError(conditions.Path(member.key().c_str()) + ": expected any or all");
-            }
-            meaning.condition[static_cast<int>(ReadWhole(number, "condition", 0, UINT16_MAX))] = how == "all";
+        const tqDevSDK_Linkage_Config_S config = ReadLinkageConfig(ObjectReader(json, ""), nullptr).engine;
+        LinkageMeaning meaning{config.acSerial, {}, config.ucPeriodEndOpen != 0};
+        for (std::size_t i = 0; i < config.usHowNum; ++i) {
+            meaning.condition[config.astHow[i].usCondition] =
+                config.astHow[i].ucHow == TQDEVSDK_LINKAGE_HOW_ALL;
         }
-        if (const Json *open = reader.Find("period_end_open")) {
-            meaning.period_end_open = ReadBool(*open, "period_end_open");
-        }
-        // What a check has no use for, but the gateway takes from the same file.
-        reader.Get("delay_unit_ms");
-        reader.Get("day_1");
-        for (const char *key : {"all_window_ms", "cooldown_ms", "running_max", "fired_max", "held_max",
-                                "chain_max", "auto_done"}) {
-            reader.Find(key);
-        }
-        reader.Done();
         return meaning;
     });
 }

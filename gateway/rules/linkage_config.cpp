@@ -79,15 +79,6 @@ void ReadConditions(ObjectReader &v, tqDevSDK_Linkage_Config_S &config) {
     }
 }
 
-void ReadFlag(ObjectReader &v, const char *key, UINT8 &field) {
-    if (const Json *value = v.Find(key)) {
-        if (!value->is_boolean()) {
-            throw LineError(v.Path(key) + ": expected true or false");
-        }
-        field = value->get<bool>() ? 1 : 0;
-    }
-}
-
 } // namespace
 
 LinkageConfig ReadLinkageConfig(ObjectReader v, const LinkageConfig *present) {
@@ -110,7 +101,9 @@ LinkageConfig ReadLinkageConfig(ObjectReader v, const LinkageConfig *present) {
     ReadFrom(1, v, "fired_max", engine.usFiredMax); // what is not traced would not be shown
     ReadFrom(1, v, "held_max", engine.usHeldMax);
     ReadFrom(0, v, "chain_max", engine.ucChainMax);
-    ReadFlag(v, "period_end_open", engine.ucPeriodEndOpen);
+    if (const Json *open = v.Find("period_end_open")) {
+        engine.ucPeriodEndOpen = ReadBool(*open, v.Path("period_end_open")) ? 1 : 0;
+    }
     if (const Json *result = v.Find("auto_done")) {
         config.auto_done =
             result->is_null() ? std::nullopt : std::optional(ReadResult(*result, v.Path("auto_done")));
