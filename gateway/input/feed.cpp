@@ -19,7 +19,8 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds kFinishingTime{600};
+constexpr std::chrono::milliseconds kFinishingTime{500}; // for a moment in which nothing is on the way
+constexpr std::chrono::milliseconds kDrainingTime{100};  // without one, for what has arrived
 constexpr int kWaitMilliseconds = 50;
 
 void Take(const Arrival &arrival, Gateway &gateway) {
@@ -80,11 +81,17 @@ void FeedArrivals(MqttLink &link, int stop_fd, Gateway &gateway) {
     }
     // The broker believes all that has arrived to be taken.
     const auto end = steady_clock::now() + kFinishingTime;
-    while (steady_clock::now() < end && !link.Finish()) {
+    while (!link.Finish()) {
+        if (steady_clock::now() > end) {
+            link.TakeNoMore();
+            break;
+        }
         if (!FeedNext(link, gateway)) {
             poll(waiting, 1, kWaitMilliseconds);
             ClearWake(link);
         }
+    }
+    while (steady_clock::now() < end + kDrainingTime && FeedNext(link, gateway)) {
     }
 }
 

@@ -91,6 +91,7 @@ public:
     void Send(const Json &line, Moment when);
     std::optional<Arrival> Next();
     bool Finish();
+    void TakeNoMore();
     int WakeFd() const { return wake_.Get(); }
     void SetFaults(const LinkFaults &faults);
     void Close();
@@ -378,7 +379,7 @@ void Connection::SetFaults(const LinkFaults &faults) {
 
 std::optional<Arrival> Connection::Next() {
     const std::lock_guard lock(mutex_);
-    if (IsHeldBack()) {
+    if (IsHeldBack() && !finished_) {
         changed_.notify_all();
         return std::nullopt;
     }
@@ -440,6 +441,11 @@ bool Connection::Finish() {
     const bool drained = arrivals_.empty() && payload_at_ >= payload_.size() && held_.empty() && lost_ == 0;
     finished_ = drained && IsConfirmed();
     return finished_;
+}
+
+void Connection::TakeNoMore() {
+    const std::lock_guard lock(mutex_);
+    finished_ = true;
 }
 
 /// Whether nothing more is handed over until the broker has taken some of what waits for it.
@@ -528,6 +534,7 @@ public:
 
     std::optional<Arrival> Next() override { return connection_->Next(); }
     bool Finish() override { return connection_->Finish(); }
+    void TakeNoMore() override { connection_->TakeNoMore(); }
     int WakeFd() const override { return connection_->WakeFd(); }
     void SetFaults(const LinkFaults &faults) override { connection_->SetFaults(faults); }
 

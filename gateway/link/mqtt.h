@@ -65,6 +65,9 @@ public:
     /// that was sent has arrived; false until then.
     virtual bool Finish() = 0;
 
+    /// The same at once, whatever has arrived and waits: the link is cut when the broker sends more.
+    virtual void TakeNoMore() = 0;
+
     /// Becomes readable when Next may have one; reading it, 8 bytes, is up to the caller.
     virtual int WakeFd() const = 0;
 
