@@ -112,6 +112,7 @@ TEST_F(Mqtt, AnswersWhateverArrivesUntilItIsStopped) {
     Publish("A", std::string((1 << 20) + 1, 'x'));
     Publish("A", '"' + std::string((1 << 20) - 2, 'x') + '"');
     Publish("A", R"({"status_pass":true})");
+    Publish("A", R"({"show":"host"})");
     Publish("A", R"({"status_reset":99999})");
     watch->Await("99999 is not registered");
     EXPECT_EQ(gateway->End(SIGINT), 0);
@@ -124,7 +125,7 @@ TEST_F(Mqtt, AnswersWhateverArrivesUntilItIsStopped) {
     expect("device", R"((.*MANUAL_SCENE.*\n){2})");
     expect("up", R"(.*"to":"platform".*"seq":1,.*\n.*"to":"platform".*"seq":2,.*\n.*12382.*<DevSerial>A<(.*\n.*12382){4}.*\n)");
     expect("result", R"(([{]"result":0[}]\n){2}.*not JSON.*\n.*a payload of 1048577 bytes.*\n.*expected an object.*\n)"
-                     R"([{]"result":null[}]\n.*99999.*\n)");
+                     R"([{]"result":null[}]\n[{]"to":"you","host":.*\n[{]"result":null[}]\n.*99999.*\n)");
     expect("log", "");
     EXPECT_EQ(RunGateway("replay " + record, "").code, 0) << "which has the serial in it";
 }
