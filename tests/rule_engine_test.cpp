@@ -91,7 +91,8 @@ TEST(RuleEngine, HeldRulesAreDim) {
                                         << R"({"now":"2026-11-21T09:00"})" << '\n'
                                         << R"({"hub":{"rules":)" << RuleValue({RuleText(1, "Work", kWorkdays, "A", 0)}) << "}}\n"
                                         << R"({"event":)" << kEvent << "}\n";
-    const Lines lines = RunProgram("script -qec 'env -u NO_COLOR " TQ_GATEWAY " --no-time --script " + folder.Path("lines") + "' /dev/null", "").lines;
+    const Lines lines =
+        RunProgram("script -qec 'env -u NO_COLOR " TQ_GATEWAY " --no-time --script " + folder.Path("lines") + "' /dev/null", "").lines;
     ASSERT_GE(lines.size(), 2U);
     EXPECT_EQ(lines[lines.size() - 2], "\033[2mSat 21 Nov 09:00:00  rule 1 \"Work\" held: day 6 is not among 1 2 3 4 5\033[0m\r");
 }
@@ -129,15 +130,15 @@ TEST(RuleEngine, OptionsAreRefusedWithTheirReason) {
     } rows[] = {
         {"--linkage " + folder.Path("unknown"), 2, folder.Path("unknown") + ": delay: unknown field"},
         {"--linkage /nowhere", 2, "/nowhere: No such file or directory"},
-        {rules + at, 2, "--event is required"},
-        {rules + event, 2, "--at is required"},
+        {rules + at, 2, "--event is missing"},
+        {rules + event, 2, "--at is missing"},
         {rules + event + " --at 2027-02-29T00:00", 2, "--at: expected a time of the years 1970 to 2099"},
         {rules + at + " --event '{}'", 2, "--event: domain: missing"},
         {rules + at + " --event '{'", 2, "--event: not JSON"},
         {rules + at + event + " --linkage " + folder.Path("unknown"), 2, folder.Path("unknown") + ": delay: unknown field"},
         {"explain /nowhere" + at + event, 2, "/nowhere: No such file or directory"},
         {"explain " + folder.Path("unit") + at + event, 1, folder.Path("unit") + ": the module refuses these rules"},
-        {"--text " + rules + at + event, 2, "explain excludes --text"},
+        {"--text " + rules + at + event, 2, "explain: not together with --text"},
     };
     for (const auto &row : rows) {
         const Outcome outcome = RunGateway(row.arguments + " 2>&1", "");
