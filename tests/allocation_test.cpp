@@ -211,8 +211,9 @@ std::deque<Entry> AllocationTest::Entries() {
         tqhost::ModelMessage message;
         message.identifier = "ExecManualScene";
         message.text = text;
-        add(std::string("manual scene ") + text, [=] { return tqhost::DeliverModelRequest(message).value_or(-99); }).refusal =
-            "reply ExecManualScene [^]* 400 -1 'manage failed!' seq qos 0 .operate_reply. value 6 length 0 ([{]\n[}]|null)";
+        Entry &entry = add(std::string("manual scene ") + text, [=] { return tqhost::DeliverModelRequest(message).value_or(-99); });
+        entry.leaves = {"error: No memory for the reply to a manual scene."};
+        entry.refusal = "reply ExecManualScene [^]* 400 -1 'manage failed!' seq qos 0 .operate_reply. value 6 length 0 ([{]\n[}]|null)";
     }
     // Straight to the callbacks: the service delivers an accepted value once only.
     const auto add_value = [&](const std::string &key, tqDevSDK_Shadow_ParseSync parse, tqDevSDK_Shadow_data_type_t type) -> Entry & {
