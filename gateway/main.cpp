@@ -167,7 +167,8 @@ int Run(const Options &options) {
         code = std::max(code, kExitFailed);
     }
     standard_output.Close();
-    if (const std::size_t misuses = application.Misuses(); misuses > 0) { // behind the lines that tell of them
+    // Behind the lines that tell of them.
+    if (const std::size_t misuses = application.Misuses(); misuses > 0) {
         Say(options.application.path + ": did something wrong, " + std::to_string(misuses) +
             (misuses == 1 ? " time" : " times"));
         code = kExitFailed;
