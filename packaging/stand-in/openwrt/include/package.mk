@@ -3,11 +3,13 @@ archive = $(patsubst file://%,%,$(PKG_SOURCE_URL))/$(PKG_SOURCE)
 all: staging
 	$(foreach file,$(PKG_LICENSE_FILES),test -f $(PKG_BUILD_DIR)/$(file) &&) echo '$(PKG_LICENSE)' >$(WORK)/license
 
-built:
+configured:
 	echo '$(PKG_HASH)  $(archive)' | sha256sum --check
 	mkdir -p $(BUILD_DIR)
 	tar -C $(BUILD_DIR) -xf $(archive)
 	$(call Build/Configure)
+
+built: configured
 	cmake --build $(CMAKE_BINARY_DIR)
 
 staging: built
