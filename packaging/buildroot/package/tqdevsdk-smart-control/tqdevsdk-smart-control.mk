@@ -1,0 +1,35 @@
+################################################################################
+#
+# tqdevsdk-smart-control
+#
+################################################################################
+
+TQDEVSDK_SMART_CONTROL_VERSION = 2.0.0
+TQDEVSDK_SMART_CONTROL_SOURCE = smart-control-$(TQDEVSDK_SMART_CONTROL_VERSION).tar.xz
+TQDEVSDK_SMART_CONTROL_SITE = $(call qstrip,$(BR2_PACKAGE_TQDEVSDK_SMART_CONTROL_RELEASE_DIR))
+TQDEVSDK_SMART_CONTROL_SITE_METHOD = file
+TQDEVSDK_SMART_CONTROL_LICENSE = Apache-2.0
+TQDEVSDK_SMART_CONTROL_LICENSE_FILES = LICENSE
+TQDEVSDK_SMART_CONTROL_INSTALL_STAGING = YES
+
+TQDEVSDK_SMART_CONTROL_HOST_SDK_DIR = $(call qstrip,$(BR2_PACKAGE_TQDEVSDK_SMART_CONTROL_HOST_SDK_DIR))
+TQDEVSDK_SMART_CONTROL_CONF_OPTS = -DTQ_HOST_SDK_DIR=$(TQDEVSDK_SMART_CONTROL_HOST_SDK_DIR)
+
+# Without the folder, CMake would take the stand-in host SDK.
+ifeq ($(BR2_PACKAGE_TQDEVSDK_SMART_CONTROL)$(BR_BUILDING)$(TQDEVSDK_SMART_CONTROL_HOST_SDK_DIR),yy)
+$(error BR2_PACKAGE_TQDEVSDK_SMART_CONTROL_HOST_SDK_DIR is not set)
+endif
+
+TQDEVSDK_SMART_CONTROL_COMPONENTS = runtime
+ifeq ($(BR2_PACKAGE_TQDEVSDK_SMART_CONTROL_LINKAGE),y)
+TQDEVSDK_SMART_CONTROL_COMPONENTS += linkage
+endif
+
+# Only what a device needs; all the rest is for the staging folder.
+define TQDEVSDK_SMART_CONTROL_INSTALL_TARGET_CMDS
+	$(foreach component,$(TQDEVSDK_SMART_CONTROL_COMPONENTS), \
+		$(TARGET_MAKE_ENV) DESTDIR=$(TARGET_DIR) $(BR2_CMAKE) --install $(TQDEVSDK_SMART_CONTROL_BUILDDIR) \
+			--component $(component)$(sep))
+endef
+
+$(eval $(cmake-package))
