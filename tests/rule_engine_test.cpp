@@ -129,15 +129,15 @@ TEST(RuleEngine, OptionsAreRefusedWithTheirReason) {
     } rows[] = {
         {"--linkage " + folder.Path("unknown"), 2, folder.Path("unknown") + ": delay: unknown field"},
         {"--linkage /nowhere", 2, "/nowhere: No such file or directory"},
-        {rules + at, 2, "--event is required"},
-        {rules + event, 2, "--at is required"},
+        {rules + at, 2, "--event is missing"},
+        {rules + event, 2, "--at is missing"},
         {rules + event + " --at 2027-02-29T00:00", 2, "--at: expected a time of the years 1970 to 2099"},
         {rules + at + " --event '{}'", 2, "--event: domain: missing"},
         {rules + at + " --event '{'", 2, "--event: not JSON"},
         {rules + at + event + " --linkage " + folder.Path("unknown"), 2, folder.Path("unknown") + ": delay: unknown field"},
         {"explain /nowhere" + at + event, 2, "/nowhere: No such file or directory"},
         {"explain " + folder.Path("unit") + at + event, 1, folder.Path("unit") + ": the module refuses these rules"},
-        {"--text " + rules + at + event, 2, "explain excludes --text"},
+        {"--text " + rules + at + event, 2, "explain: not together with --text"},
     };
     for (const auto &row : rows) {
         const Outcome outcome = RunGateway(row.arguments + " 2>&1", "");

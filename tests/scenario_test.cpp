@@ -81,7 +81,7 @@ TEST_F(Scenario, NamesThePlaceOfEachLineThatIsRefused) {
         {"oops", "refused: not JSON: parse error at line 1, column 1: syntax error while parsing value - invalid literal; last read: 'o'"},
         {R"({"status_pass":1})", "refused: status_pass: expected true"},
         {R"({"expect":"all"})", R"(expect: expected an object or "none")"},
-        {R"({"expect":{},"wait":{}})", "wait: unknown field"},
+        {R"({"expect":{},"wait":{}})", "wait: unknown field, expected expect"},
         {R"({"wait":{}})", "within: missing"},
         {R"({"wait":5,"within":"1s"})", "wait: expected an object"},
         {R"({"sleep":1})", R"(sleep: expected a duration of up to a day, such as "500ms", "1.5s" or "2m")"},
