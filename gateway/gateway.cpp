@@ -7,9 +7,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include "application.h"
-#include "line_source.h"
-#include "lines.h"
+#include "application/application.h"
+#include "input/line_source.h"
+#include "lines/lines.h"
 #include "platform.h"
 #include "tqdev_host.h"
 

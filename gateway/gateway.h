@@ -7,10 +7,10 @@
 #include <utility>
 
 #include "hub.h"
-#include "link_faults.h"
+#include "link/link_faults.h"
 #include "module.h"
-#include "output.h"
-#include "rule_engine.h"
+#include "output/output.h"
+#include "rules/rule_engine.h"
 
 namespace tqgateway {
 

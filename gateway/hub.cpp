@@ -6,9 +6,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include "record_reader.h"
-#include "records.h"
-#include "rules.h"
+#include "lines/record_reader.h"
+#include "lines/records.h"
+#include "rules/rules.h"
 #include "tqdev_time.h"
 
 namespace tqgateway {

@@ -9,8 +9,8 @@
 #include <optional>
 #include <string>
 
-#include "output.h"
-#include "rule_engine.h"
+#include "output/output.h"
+#include "rules/rule_engine.h"
 #include "tqDevSDK_SmartControl_def.h"
 
 namespace tqgateway {

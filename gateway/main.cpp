@@ -13,18 +13,18 @@
 
 #include <nlohmann/json.hpp>
 
-#include "editor.h"
-#include "feed.h"
-#include "file_replacement.h"
-#include "line_queue.h"
-#include "linkage_config.h"
+#include "input/editor.h"
+#include "input/feed.h"
+#include "input/scenarios.h"
+#include "input/script.h"
 #include "options.h"
+#include "output/line_queue.h"
+#include "output/timeline.h"
 #include "process.h"
-#include "replay.h"
-#include "scenarios.h"
-#include "script.h"
+#include "recording/file_replacement.h"
+#include "recording/replay.h"
+#include "rules/linkage_config.h"
 #include "status_thread.h"
-#include "timeline.h"
 
 namespace {
 

@@ -10,9 +10,9 @@
 
 #include <CLI/CLI.hpp>
 
-#include "names.h"
+#include "lines/names.h"
+#include "lines/reference.h"
 #include "process.h"
-#include "reference.h"
 
 namespace tqgateway {
 namespace {

@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "application.h"
-#include "check_command.h"
-#include "explain.h"
-#include "mqtt.h"
-#include "recording.h"
+#include "application/application.h"
+#include "check/command.h"
+#include "link/mqtt.h"
+#include "recording/recording.h"
+#include "rules/explain.h"
 
 namespace tqgateway {
 

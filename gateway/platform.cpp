@@ -4,8 +4,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "names.h"
-#include "records.h"
+#include "lines/names.h"
+#include "lines/records.h"
 
 namespace tqgateway {
 namespace {

@@ -5,7 +5,7 @@
 
 #include <optional>
 
-#include "json.h"
+#include "lines/json.h"
 #include "tqdev_host.h"
 
 namespace tqgateway {

@@ -12,7 +12,7 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-#include "printable.h"
+#include "output/printable.h"
 
 namespace tqgateway {
 

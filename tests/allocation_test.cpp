@@ -20,8 +20,8 @@
 #include <utility>
 
 #include "failing_heap.h"
+#include "lines/records.h"
 #include "module_fixture.h"
-#include "records.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <set>
 #include <tuple>
 
-#include "check.h"
+#include "check/check.h"
 #include "gateway_runner.h"
 
 namespace {
@@ -20,7 +20,7 @@ const std::string kRule = R"({"id":1,"userId":"U","name":"N","enable":1,"weekday
 const std::string kValue = R"([{"Type":"Global","channel":2,"status":[)" + kRule + "]}]";
 
 constexpr const char *kLinkage =
-    R"({"serial":"HUB","delay_unit_ms":1000,"day_1":"Monday","condition":{"0":"any","1":"all"},"period_end_open":false})";
+    R"({"serial":"HUB","delay_unit_ms":1000,"day_1":"Monday","condition":{"0":"any","1":"all"},"member_max":8,"period_end_open":false})";
 constexpr const char *kDevices = R"(["E","A"])";
 // The action 1/1 makes the event 1/2 happen with its first value, on the same channel and device.
 constexpr const char *kEffects = R"([{"action":{"domain":1,"cmdId":1},"event":{"domain":1,"cmdId":2,"value":"value1"}},)"

@@ -220,10 +220,11 @@ TEST(Gateway, EndsInTwoSecondsWhenItsReaderStandsStill) {
             lines += status;
         }
         gateway.Say(lines);
-        while (Split(Contents(folder.Path("record"))).size() < 1501) { // a recording is whole
+        while (Split(Contents(folder.Path("record.part"))).size() < 1501) { // a recording is whole
             usleep(1000);
         }
         EXPECT_EQ(gateway.End(signal), 1);
+        EXPECT_EQ(Split(Contents(folder.Path("record"))).size(), 1501);
     }
 }
 
@@ -452,6 +453,7 @@ TEST_F(AtTerminal, NamesAreCompleted) {
     terminal.Type("sta\t", "tus_");
     terminal.Type("p\t", "ass");
     terminal.Type("\r", R"({"status_pass":true})");
+    terminal.Await(R"({"result":null})"); // the names of all settings are shown before
     terminal.Type("set device_s\t", "creen_");
     terminal.Type("\t", "device_screen_lightness  device_screen_overtime");
     terminal.Type("o\t", "vertime");

@@ -91,7 +91,8 @@ TEST(RuleEngine, HeldRulesAreDim) {
                                         << R"({"now":"2026-11-21T09:00"})" << '\n'
                                         << R"({"hub":{"rules":)" << RuleValue({RuleText(1, "Work", kWorkdays, "A", 0)}) << "}}\n"
                                         << R"({"event":)" << kEvent << "}\n";
-    const Lines lines = RunProgram("script -qec 'env -u NO_COLOR " TQ_GATEWAY " --no-time --script " + folder.Path("lines") + "' /dev/null", "").lines;
+    const Lines lines =
+        RunProgram("script -qec 'env -u NO_COLOR " TQ_GATEWAY " --no-time --script " + folder.Path("lines") + "' /dev/null", "").lines;
     ASSERT_GE(lines.size(), 2U);
     EXPECT_EQ(lines[lines.size() - 2], "\033[2mSat 21 Nov 09:00:00  rule 1 \"Work\" held: day 6 is not among 1 2 3 4 5\033[0m\r");
 }

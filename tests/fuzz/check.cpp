@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // What is said of linkage rules before the device gets them, against what the module makes of them then.
-#include "check.h"
+#include "check/check.h"
 #include "harness.h"
 
 namespace {

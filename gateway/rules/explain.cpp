@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: Apache-2.0
+// A session of four lines: the configuration, the time, the rules, the question.
+#include "rules/explain.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <vector>
+
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+
+#include "gateway.h"
+#include "output/timeline.h"
+#include "process.h"
+#include "rules/linkage_config.h"
+#include "rules/rules.h"
+#include "tqdev_debug.h"
+
+namespace tqgateway {
+namespace {
+
+/// Keeps what is said of rules, and why they were refused.
+class Answers : public Sink {
+public:
+    void Show(const Json &line, Moment) override {
+        if (line.contains("linkage")) {
+            verdicts.push_back(line);
+        } else if (line.contains("log")) {
+            log.push_back(AsText(line["text"]));
+        } else if (line.contains("result") && !line["result"].is_null()) {
+            refused = line["result"] != 0;
+        }
+    }
+    void Echo(Input, const Json &, const std::string &, Moment) override {}
+    void Heading(const std::string &) override {}
+
+    std::vector<Json> verdicts;
+    std::vector<std::string> log;
+    bool refused = false;
+};
+
+std::string ReadFile(const std::string &file) {
+    std::ifstream stream(file);
+    std::string text{std::istreambuf_iterator<char>(stream), {}};
+    if (!stream) {
+        throw std::invalid_argument(file + ": " + strerror(errno));
+    }
+    return text;
+}
+
+/// What most platforms mean.
+Json UsualLinkage() {
+    return {{"delay_unit_ms", 1000}, {"day_1", "Monday"}, {"condition", {{"0", "any"}, {"1", "all"}}}};
+}
+
+/// The event of an option; it is whole.
+Json ReadEventOption(const std::string &text) {
+    try {
+        Json event = ParseJson(text);
+        ReadEvent(ObjectReader(event, ""));
+        return event;
+    } catch (const LineError &error) {
+        throw std::invalid_argument(std::string("--event: ") + error.what());
+    }
+}
+
+void CheckTime(const std::string &text) {
+    try {
+        ReadCivil(text, "--at");
+    } catch (const LineError &error) {
+        throw std::invalid_argument(error.what());
+    }
+}
+
+/// What the lines of a session say; the rules are to be known. Throws std::runtime_error when the module
+/// refuses them.
+std::vector<Json> Ask(const Module &module, StdoutCapture &captured, const ExplainOptions &options,
+                      const Json &linkage, const std::string &rules, const Json &event) {
+    Answers answers;
+    Output output(captured, {&answers});
+    Session session;
+    session.log = LOG_ERROR;
+    Gateway gateway(module, output, session);
+    const auto take = [&gateway](const Json &line) { gateway.Take(Dump(line)); };
+    take({{"linkage", linkage}});
+    take({{"now", options.at}});
+    answers.log.clear();
+    take({{"shadow", "InterconnectionRule"}, {"value", rules}});
+    if (answers.refused) {
+        std::string why = options.file + ": the module refuses these rules";
+        for (const std::string &line : answers.log) {
+            why += "\n  " + line;
+        }
+        throw std::runtime_error(why);
+    }
+    answers.verdicts.clear();
+    take({{"explain", event}});
+    return answers.verdicts;
+}
+
+void ShowAll(const std::vector<Json> &lines, const ExplainOptions &options, int fd) {
+    LineWriter writer(fd, RequestStop);
+    const auto write = [&writer](std::string line) { writer.Write(std::move(line)); };
+    const bool terminal = isatty(fd) != 0;
+    const auto shown = options.json ? MakeJsonLines(write, false)
+                                    : MakeTimeline(write, terminal && getenv("NO_COLOR") == nullptr, false);
+    for (const Json &line : lines) {
+        shown->Show(line, {});
+    }
+    if (writer.Error() != 0 && writer.Error() != EPIPE) {
+        throw std::runtime_error(std::string("standard output: ") + strerror(writer.Error()));
+    }
+}
+
+} // namespace
+
+int Explain(const ExplainOptions &options, const Module &module) {
+    CheckTime(options.at);
+    const Json event = ReadEventOption(options.event);
+    const Json linkage = options.linkage.empty() ? UsualLinkage() : ReadLinkageFile(options.linkage);
+    StdoutCapture captured;
+    const std::vector<Json> verdicts = Ask(module, captured, options, linkage, ReadFile(options.file), event);
+    if (options.linkage.empty()) {
+        Say("taken for granted: day 1 is Monday, condition 0 is any, 1 is all; --linkage FILE says "
+            "otherwise");
+    }
+    ShowAll(verdicts, options, captured.Terminal());
+    return EXIT_SUCCESS;
+}
+
+} // namespace tqgateway
