@@ -139,11 +139,11 @@ constexpr auto LibcRealloc = __libc_realloc;
 constexpr auto LibcMemalign = __libc_memalign;
 constexpr auto LibcFree = __libc_free;
 
-} // namespace
 #else
-// Another C library's are the next after the program's own; looking them up takes no memory.
+
 namespace {
 
+// Another C library's are the next after the program's own; looking them up takes no memory.
 template <typename Function>
 Function *Next(const char *name) {
     return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
@@ -174,10 +174,9 @@ void LibcFree(void *memory) {
     next(memory);
 }
 
-} // namespace
 #endif
 
-namespace {
+constexpr bool kNothrow = noexcept(malloc(1)); ///< As the library declares all of them.
 
 void *Noted(void *block) {
     tqgateway::Born(block, 0);
@@ -186,35 +185,35 @@ void *Noted(void *block) {
 
 } // namespace
 
-void *malloc(std::size_t size) noexcept {
+void *malloc(std::size_t size) noexcept(kNothrow) {
     return Noted(LibcMalloc(size));
 }
 
-void *calloc(std::size_t count, std::size_t size) noexcept {
+void *calloc(std::size_t count, std::size_t size) noexcept(kNothrow) {
     return Noted(LibcCalloc(count, size));
 }
 
-void *realloc(void *memory, std::size_t size) noexcept {
+void *realloc(void *memory, std::size_t size) noexcept(kNothrow) {
     tqgateway::Died(memory); // before another thread can be given the same address
     void *moved = LibcRealloc(memory, size);
     Noted(moved == nullptr && size != 0 ? memory : moved);
     return moved;
 }
 
-void free(void *memory) noexcept {
+void free(void *memory) noexcept(kNothrow) {
     tqgateway::Died(memory);
     LibcFree(memory);
 }
 
-void *memalign(std::size_t alignment, std::size_t size) noexcept {
+void *memalign(std::size_t alignment, std::size_t size) noexcept(kNothrow) {
     return Noted(LibcMemalign(alignment, size));
 }
 
-void *aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
+void *aligned_alloc(std::size_t alignment, std::size_t size) noexcept(kNothrow) {
     return memalign(alignment, size);
 }
 
-int posix_memalign(void **memory, std::size_t alignment, std::size_t size) noexcept {
+int posix_memalign(void **memory, std::size_t alignment, std::size_t size) noexcept(kNothrow) {
     if (alignment % sizeof(void *) != 0 || alignment == 0 || (alignment & (alignment - 1)) != 0) {
         return EINVAL;
     }
@@ -226,11 +225,11 @@ int posix_memalign(void **memory, std::size_t alignment, std::size_t size) noexc
     return 0;
 }
 
-void *valloc(std::size_t size) noexcept {
+void *valloc(std::size_t size) noexcept(kNothrow) {
     return memalign(static_cast<std::size_t>(sysconf(_SC_PAGESIZE)), size);
 }
 
-void *pvalloc(std::size_t size) noexcept {
+void *pvalloc(std::size_t size) noexcept(kNothrow) {
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     return memalign(page, (size + page - 1) / page * page);
 }
