@@ -13,4 +13,5 @@ set(CMAKE_CXX_FLAGS_INIT "-nostdinc++ -isystem ${CMAKE_SYSROOT}/usr/include/c++/
 foreach(kind EXE SHARED MODULE)
   set(CMAKE_${kind}_LINKER_FLAGS_INIT "--rtlib=compiler-rt --unwindlib=none -stdlib=libc++")
 endforeach()
-set(CMAKE_BUILD_RPATH ${CMAKE_SYSROOT}/usr/lib)
+# Its loader does not know where libc++ is.
+set(CMAKE_CROSSCOMPILING_EMULATOR env LD_LIBRARY_PATH=${CMAKE_SYSROOT}/usr/lib)

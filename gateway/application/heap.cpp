@@ -165,7 +165,8 @@ void *LibcRealloc(void *memory, std::size_t size) {
 }
 
 void *LibcMemalign(std::size_t alignment, std::size_t size) {
-    static const auto next = Next<void *(std::size_t, std::size_t)>("memalign");
+    // Its memalign may be made of aligned_alloc, which is ours.
+    static const auto next = Next<void *(std::size_t, std::size_t)>("aligned_alloc");
     return next(alignment, size);
 }
 
