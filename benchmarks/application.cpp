@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The device application of the benchmarks, and how they begin.
 #include <cstdio>
 #include <cstdlib>
 #include <nlohmann/json.hpp>

@@ -32,7 +32,7 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
 
-constexpr long kMostResidentKilobytes = 12'000;
+constexpr double kMostResident = 12e6; // bytes
 constexpr double kLeastCarriedOut = 0.99;
 constexpr milliseconds kFlap{5500};     // from one death of the broker to the next
 constexpr milliseconds kOutage{500};    // of these
@@ -74,11 +74,11 @@ public:
     }
 
     /// The most that it has had in memory.
-    long ResidentKilobytes() const {
+    double ResidentBytes() const {
         std::ifstream status("/proc/" + std::to_string(pid_) + "/status");
         for (std::string line; std::getline(status, line);) {
             if (line.rfind("VmHWM:", 0) == 0) {
-                return std::strtol(line.c_str() + std::strlen("VmHWM:"), nullptr, 10);
+                return 1024 * std::strtod(line.c_str() + std::strlen("VmHWM:"), nullptr);
             }
         }
         throw std::runtime_error("the gateway has ended");
@@ -396,18 +396,17 @@ bool Load(const std::string &program, std::size_t gateways, std::size_t count, d
     WaitForCount(count, [&] { return auditor.Answers(); });
     const std::chrono::duration<double> took = steady_clock::now() - start;
 
-    long resident = 0;
+    double resident = 0;
     for (const auto &process : processes) {
-        resident = std::max(resident, process->ResidentKilobytes());
+        resident = std::max(resident, process->ResidentBytes());
     }
     const std::size_t lost = count - std::min(count, auditor.Answers());
     printf("%2zu gateway%s %6.0f commands/s  %7zu sent  %zu lost  %zu out of order  %zu crossed  "
            "sent in %.1f s, answered in %.1f s  %.1f MB resident (at most %.0f)",
            gateways, gateways == 1 ? ", " : "s,", rate, count, lost, auditor.OutOfOrder(), auditor.Crossed(),
-           sending.count(), took.count(), static_cast<double>(resident) / 1000,
-           static_cast<double>(kMostResidentKilobytes) / 1000);
+           sending.count(), took.count(), resident / 1e6, kMostResident / 1e6);
     return Judge(auditor.Answers() == count && auditor.OutOfOrder() == 0 && auditor.Crossed() == 0 &&
-                 resident <= kMostResidentKilobytes);
+                 resident <= kMostResident);
 }
 
 /// What a gateway has answered, from what it showed.

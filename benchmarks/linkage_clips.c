@@ -1,4 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
+/* CLIPS behind the few calls that the comparison makes: templates, facts, marks that rules leave. */
 #include "linkage_clips.h"
 
 #include <clips/clips.h>

@@ -44,7 +44,9 @@ endif()
 
 if(TQ_BUILD_GATEWAY)
   file(RELATIVE_PATH bin_to_lib /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
-  set_target_properties(tq_gateway PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
+  # The same for the build: one that is changed at installation has an empty entry, the working directory.
+  set_target_properties(tq_gateway PROPERTIES
+    INSTALL_RPATH "$ORIGIN;$ORIGIN/${bin_to_lib}" BUILD_WITH_INSTALL_RPATH ON)
   install(TARGETS tq_gateway RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT gateway)
   install(FILES gateway/tq_gateway.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT gateway)
   install(DIRECTORY gateway/scenarios

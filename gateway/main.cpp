@@ -163,15 +163,16 @@ int Run(const Options &options) {
         }
     }
 
+    if (link && !link->Close()) { // with all that the gateway's end caused
+        code = std::max(code, kExitFailed);
+    }
+    standard_output.Close();
+    // Behind the lines that tell of them.
     if (const std::size_t misuses = application.Misuses(); misuses > 0) {
         Say(options.application.path + ": did something wrong, " + std::to_string(misuses) +
             (misuses == 1 ? " time" : " times"));
         code = kExitFailed;
     }
-    if (link && !link->Close()) { // with all that the gateway's end caused
-        code = std::max(code, kExitFailed);
-    }
-    standard_output.Close();
     code = std::max(code, Conclude(standard_output));
     return record ? std::max(code, ConcludeRecord(record_file, *record)) : code;
 }

@@ -8,12 +8,7 @@
 
 namespace {
 
-class CommandTest : public ModuleTest {
-protected:
-    static Lines Answer(int command, const std::string &body) {
-        return {"command " + std::to_string(command + 1) + " seq 7 response 1 v1.0.0 " + Printed(body)};
-    }
-};
+class CommandTest : public ModuleTest {};
 
 TEST_F(CommandTest, RecordsAreHandedOverWhole) {
     const std::string body = R"({"deviceId":"d","eventId":12,"delay":5,"channelNo":3,"params":{"value1":305419896,"value2":2},"extendValue":")" +

@@ -410,8 +410,10 @@ TEST_F(HostTest, DeviceTextsOutliveTheirSetting) {
 
 TEST(HostTime, HoursAndMinutes) {
     EXPECT_EQ(tqdev_ParseTimeHHMM("7:5"), 7 * 3600 + 5 * 60);
+    EXPECT_EQ(tqdev_ParseTimeHHMM("0:30"), 1800);
+    EXPECT_EQ(tqdev_ParseTimeHHMM("20:00"), 72000);
     EXPECT_EQ(tqdev_ParseTimeHHMM("23:59"), 86340);
-    for (const char *text : {"", "24:00", "1:60", " 1:00", "1:00 ", "001:00", "1:000", "1", "1:", ":1", "-1:0"}) {
+    for (const char *text : {static_cast<const char *>(nullptr), "", "24:00", "1:60", " 1:00", "1:00 ", "001:00", "1:000", "1", "1:", ":1", "-1:0"}) {
         EXPECT_EQ(tqdev_ParseTimeHHMM(text), 0) << text;
     }
     EXPECT_EQ(tqdev_MakeTimeHHMM(86399), "23:59");

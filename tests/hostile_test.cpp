@@ -59,27 +59,20 @@ protected:
     // A look-up by index would take minutes.
     void TearDown() override { EXPECT_LT(std::chrono::steady_clock::now() - start_, std::chrono::minutes(1)); }
 
-    // Puts every shape in the place of every member's value and compares what `accepted` says of the body.
-    void TryAll(const std::string &good, const std::function<bool(const std::string &body)> &accepted) {
-        EXPECT_TRUE(accepted(good));
+    // Puts every shape in the place of every member's value, and compares what comes of the body.
+    void TryAll(const std::string &good, const std::function<Lines(const std::string &body)> &outcome, const Lines &accepted, const Lines &refused) {
+        EXPECT_EQ(outcome(good), accepted);
         for (std::size_t colon = good.find("\":"); colon != std::string::npos; colon = good.find("\":", colon + 1)) {
             const std::size_t quote = good.rfind('"', colon - 1);
             const std::string key = good.substr(quote + 1, colon - quote - 1);
             for (const std::string &shape : Shapes()) {
                 SCOPED_TRACE(key + ": " + shape.substr(0, 60));
                 const std::string body = good.substr(0, colon + 2) + shape + good.substr(ValueEnd(good, colon + 2));
-                EXPECT_EQ(accepted(body), IsAccepted(key, shape));
+                EXPECT_EQ(outcome(body), IsAccepted(key, shape) ? accepted : refused);
                 TakeLog();
             }
         }
-        EXPECT_TRUE(accepted(good)) << "the next good one is served";
-    }
-
-    // The command is answered, and not with a failure.
-    bool Answered(int command, const std::string &body) {
-        Command(command, body);
-        const Lines sent = Take();
-        return sent.size() == 1 && sent[0].find("-1") == std::string::npos;
+        EXPECT_EQ(outcome(good), accepted) << "the next good one is served";
     }
 
 private:
@@ -87,38 +80,56 @@ private:
 };
 
 TEST_F(HostileTest, Commands) {
-    TryAll(R"({"delay":1,"channelNo":2,"params":{"value1":3},"extendValue":"e"})",
-           [this](const std::string &body) { return Answered(kCapture, body); });
-    TryAll(R"({"deviceId":"d","eventId":1,"channelNo":2,"params":{"value1":3}})",
-           [this](const std::string &body) { return Answered(kChimeAlarm, body); });
-    TryAll(R"({"macList":[{"mac":"m","deviceSerial":"s"}]})", [this](const std::string &body) {
-        Command(kSignalQuery, body);
-        return Take().size() == 1;
-    });
-    TryAll(R"({"mode":1,"sensitivity":2,"autoTimeBegin":"1:2","autoTimeEnd":"3:4"})", [this](const std::string &body) {
+    const auto command = [this](int id) { return [this, id](const std::string &body) { return Command(id, body), Take(); }; };
+    TryAll(R"({"delay":1,"channelNo":2,"params":{"value1":3},"extendValue":"e"})", command(kCapture), Answer(kCapture, R"({"result":0})"),
+           Answer(kCapture, R"({"result":-1})"));
+    TryAll(R"({"deviceId":"d","eventId":1,"channelNo":2,"params":{"value1":3}})", command(kChimeAlarm), Answer(kChimeAlarm, R"({"result":0})"), {});
+    TryAll(R"({"macList":[{"mac":"m","deviceSerial":"s"}]})", command(kSignalQuery),
+           Answer(kSignalQuery, R"({"result":0,"response":[{"type":"router","name":"","signal":0}]})"), {});
+}
+
+TEST_F(HostileTest, Settings) {
+    const auto answer = [](int result) {
+        return "command 18830 seq 7 response 1 v1.0.0 <?xml version=\"1.0\" encoding=\"utf-8\"?>\n<Response><Result>" + std::to_string(result) +
+               "</Result></Response>";
+    };
+    const Lines accepted = {"tqDevSDK_report_set_force_report 74", answer(0)};
+    const auto outcome = [&](const std::string &body) {
         Command(kSetKeyValue, "<Request><Type>device_ICR_DSS</Type><Value><![CDATA[" + body + "]]></Value></Request>");
-        // What is not UTF-8 is no XML.
-        return Take().back().find(body.find('\xff') == std::string::npos ? "<Result>0<" : "<Result>3<") != std::string::npos;
-    });
-    TryAll(R"({"ruleId":"7"})", [this](const std::string &body) {
+        const Lines sent = Take();
+        if (body.find('\xff') == std::string::npos) {
+            return sent;
+        }
+        EXPECT_EQ(sent, Lines{answer(3)}) << "what is not UTF-8 is no XML";
+        return accepted;
+    };
+    TryAll(R"({"mode":1,"sensitivity":2,"autoTimeBegin":"1:2","autoTimeEnd":"3:4"})", outcome, accepted, {});
+}
+
+TEST_F(HostileTest, Scenes) {
+    const std::string reply = "reply ExecManualScene of TQLink type 2 resource 1 Video ", seq = " seq 0/0 qos 0 [operate_reply] value ";
+    const auto outcome = [this](const std::string &body) {
         tqhost::ModelMessage request;
         request.identifier = "ExecManualScene";
         request.text = body;
         tqhost::DeliverModelRequest(request);
-        return Take().at(0).find(" 200 0 ") != std::string::npos;
-    });
+        return Take();
+    };
+    TryAll(R"({"ruleId":"7"})", outcome, {reply + "200 0 'success!'" + seq + "5 length 0 {\n}"},
+           {reply + "400 -1 'manage failed!'" + seq + "6 length 0 {\n}"});
 }
 
 TEST_F(HostileTest, Rules) {
+    const auto outcome = [](const std::string &body) {
+        tqhost::ShadowDesire("InterconnectionRule", "[]"); // so that an equal value is delivered again
+        return Lines{std::to_string(tqhost::ShadowDesire("InterconnectionRule", body).value_or(-99))};
+    };
     TryAll(R"([{"Type":"Global","channel":0,"status":[{"id":1,"userId":"u","name":"n","enable":1,"weekdays":["1"],"startTime":"1:2",)"
            R"("endTime":"3:4","rule":{"condition":2,"events":[{"domain":1,"cmdId":2,"deviceId":"E","channelNo":3,"value":4}],)"
            R"("actions":[{"domain":5,"cmdId":6,"deviceId":"A","channelNo":7,"params":{"value1":8},"delay":9}]}}]}])",
-           [](const std::string &body) {
-               tqhost::ShadowDesire("InterconnectionRule", "[]"); // so that an equal value is delivered again
-               return tqhost::ShadowDesire("InterconnectionRule", body) == 0;
-           });
-    EXPECT_EQ(tqhost::ShadowDesire("InterconnectionRule", Nested(kLimit + 1)), -1);
-    EXPECT_EQ(tqhost::ShadowDesire("InterconnectionRule", Nested(kLimit)), -1) << "parsed, but no rules";
+           outcome, {"0"}, {"-1"});
+    EXPECT_EQ(outcome(Nested(kLimit + 1)), Lines{"-1"});
+    EXPECT_EQ(outcome(Nested(kLimit)), Lines{"-1"}) << "parsed, but no rules";
 }
 
 } // namespace

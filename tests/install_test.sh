@@ -99,18 +99,26 @@ expect "The panel's output" "$panel_says" "$(panel/panel)"
 # gateway LINES OPTION...: what it says to lines, in any order, for the camera works on a thread of its own.
 gateway() { printf '%s\n' "$1" | installed/bin/tq_gateway --json "${@:2}" | sort; }
 
+# What the link's coming up forces is not reported where the device does not have it.
+link='{"kernel_event":"online"}
+{"status_pass":true}'
+
 expect "The camera behind lines" '{"log":"stdout","text":"camera: picture of channel 1 for r-1"}
+{"result":null}
+{"result":null}
 {"result":null}
 {"to":"device","msg":"CAPTURE_PIC","channel":1,"delay":0,"relation_id":"r-1","uiValueNum":0,"auiValue":[]}
 {"to":"platform","command":19986,"seq":0,"response":0,"version":"V2.0.0","body":{"channelNo":1,"value":1}}
 {"to":"platform","command":20035,"seq":7,"response":1,"version":"v1.0.0","body":{"result":0}}' \
-    "$(gateway '{"command":20034,"seq":7,"body":{"delay":0,"channelNo":1,"params":{},"extendValue":"r-1"}}' \
+    "$(gateway "$link"'
+{"command":20034,"seq":7,"body":{"delay":0,"channelNo":1,"params":{},"extendValue":"r-1"}}' \
         --application examples/c/libcamera.so)"
 
-panel_lines='{"status_pass":true}
+panel_lines="$link"'
 {"host":{"fail":{"tqdev_sdk_kernel_send":9}}}
 {"set":"device_screen_lightness","value":"80"}'
 expect "The panel behind lines" '{"log":"stdout","text":"panel: lightness 80"}
+{"result":null}
 {"result":null}
 {"result":null}
 {"result":null}

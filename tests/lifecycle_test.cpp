@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+// The life of the module: what init registers and fini removes, in which order, what failures of either leave; and
+// the functions of the two buses that no command reaches.
 #include "SmartControl_bus_dev.h"
 #include "SmartControl_bus_platform.h"
 #include "SmartControl_func.h"

@@ -40,9 +40,11 @@ TEST(Linkage, SaysWhyARuleDoesNotFireInTheOrderOfTheChecks) {
     EXPECT_EQ(judge(1), "rule 1 \"Porch\" held: 24:01 is no time of day");
     rule.Within("22:00", "6:30");
     EXPECT_EQ(judge(1), "rule 1 \"Porch\" held: the period 22:00 to 06:30 is empty");
-    rule.Within("22:00", "n6:30");
+    rule.Within("22:00", "24:00");
     EXPECT_EQ(judge(1), "rule 1 \"Porch\" held: the clock is not set");
     now = At(6, "12:00", now.ullMonoMs);
+    EXPECT_EQ(judge(1), "rule 1 \"Porch\" held: 12:00 is not within 22:00 to 24:00");
+    rule.Within("22:00", "n6:30");
     EXPECT_EQ(judge(1), "rule 1 \"Porch\" held: 12:00 is not within 22:00 to n06:30");
     now = At(6, "22:00", now.ullMonoMs);
     EXPECT_EQ(judge(1), "rule 1 \"Porch\" held: no day is set");
@@ -303,7 +305,8 @@ using Call = std::function<int()>;
 std::vector<int> Reasons(Engine &engine, const std::vector<Call> &calls) {
     std::vector<int> reasons;
     for (const Call &call : calls) {
-        tqDevSDK_Linkage_SetMember(engine.get(), "", 1);
+        EXPECT_EQ(tqDevSDK_Linkage_SetMember(engine.get(), "", 1), -1);
+        EXPECT_EQ(tqDevSDK_Linkage_LastReason(engine.get()), TQDEVSDK_LINKAGE_REASON_SERIAL);
         EXPECT_EQ(call(), -1) << "call " << reasons.size();
         reasons.push_back(tqDevSDK_Linkage_LastReason(engine.get()));
     }
@@ -315,6 +318,8 @@ TEST(Linkage, RefusesBadArgumentsAndChangesNothing) {
     tqDevSDK_Linkage *const e = engine.get();
     EXPECT_EQ(tqDevSDK_Linkage_LastReason(e), TQDEVSDK_LINKAGE_REASON_NONE);
     EXPECT_EQ(tqDevSDK_Linkage_LastReason(nullptr), TQDEVSDK_LINKAGE_REASON_NULL);
+    EXPECT_EQ(tqDevSDK_Linkage_SetMember(e, "HUB", 0), -1);
+    EXPECT_EQ(tqDevSDK_Linkage_LastReason(e), TQDEVSDK_LINKAGE_REASON_SERIAL);
     Rules rules({Rule(1, {kDoor}, {MakeAction("HUB", 20)})});
     engine.SetRules(rules);
     rules.rules[0].actions[0].ucValueNum = 17;
@@ -336,19 +341,18 @@ TEST(Linkage, RefusesBadArgumentsAndChangesNothing) {
     EXPECT_EQ(Reasons(engine, {happen(At(0, "12:00")), happen(At(8, "12:00")), happen({0, 86400, 1, 1})}),
               std::vector<int>(3, TQDEVSDK_LINKAGE_REASON_NOW));
     EXPECT_EQ(engine.Happen(kDoor, {0, 86400, 9, 0}), 0) << "no clock";
-    EXPECT_EQ(
-        Reasons(engine, {done(1 << 24, 257), done(1 << 24, -1), done(0xFFFFFFFFFFFF, 0), [&] { return tqDevSDK_Linkage_SetMember(e, "HUB", 0); },
-                         [&] { return tqDevSDK_Linkage_SetMember(e, "E", 1); }, [&] { return tqDevSDK_Linkage_ReadTrace(e, 2, 0, &entry, 1); },
-                         [&] { return engine.SetRules(rules); }, [&] { return engine.SetRules(many); }}),
-        (std::vector<int>{TQDEVSDK_LINKAGE_REASON_RESULT, TQDEVSDK_LINKAGE_REASON_RESULT, TQDEVSDK_LINKAGE_REASON_TOKEN,
-                          TQDEVSDK_LINKAGE_REASON_SERIAL, TQDEVSDK_LINKAGE_REASON_MEMBERS, TQDEVSDK_LINKAGE_REASON_RING,
-                          TQDEVSDK_LINKAGE_REASON_VALUES, TQDEVSDK_LINKAGE_REASON_SIZE}));
+    EXPECT_EQ(Reasons(engine, {done(1 << 24, 257), done(1 << 24, -1), done(0xFFFFFFFFFFFF, 0), [&] { return tqDevSDK_Linkage_SetMember(e, "E", 1); },
+                               [&] { return tqDevSDK_Linkage_ReadTrace(e, 2, 0, &entry, 1); }, [&] { return engine.SetRules(rules); },
+                               [&] { return engine.SetRules(many); }}),
+              (std::vector<int>{TQDEVSDK_LINKAGE_REASON_RESULT, TQDEVSDK_LINKAGE_REASON_RESULT, TQDEVSDK_LINKAGE_REASON_TOKEN,
+                                TQDEVSDK_LINKAGE_REASON_MEMBERS, TQDEVSDK_LINKAGE_REASON_RING, TQDEVSDK_LINKAGE_REASON_VALUES,
+                                TQDEVSDK_LINKAGE_REASON_SIZE}));
     EXPECT_EQ(engine.Happen(kDoor, now), 1) << "the old rules are in force";
 }
 
 TEST(Linkage, RefusesNullEverywhere) {
     Engine engine;
-    tqDevSDK_Linkage *const e = engine.get();
+    tqDevSDK_Linkage *e = engine.get();
     const Now now = After(0);
     tqDevSDK_Linkage_Effect_S effect;
     Trace entry{};
@@ -371,7 +375,10 @@ TEST(Linkage, RefusesNullEverywhere) {
         [&] { return tqDevSDK_Linkage_LoadWaiting(e, nullptr, 1, &now); },
     };
     EXPECT_EQ(Reasons(engine, calls), std::vector<int>(calls.size(), TQDEVSDK_LINKAGE_REASON_NULL));
-    EXPECT_EQ(tqDevSDK_Linkage_Event(nullptr, &kDoor, 0, &now), -1);
+    e = nullptr;
+    for (const Call &call : calls) {
+        EXPECT_EQ(call(), -1);
+    }
     EXPECT_EQ(tqDevSDK_Linkage_Deadline(nullptr), UINT64_MAX);
     EXPECT_EQ(tqDevSDK_Linkage_CopyRules(nullptr), nullptr);
     EXPECT_EQ(tqDevSDK_Linkage_EqualRules(nullptr, nullptr), -1);

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The application that the test plays, and what it records of the traffic and the log.
 #include "module_fixture.h"
 
 #include <algorithm>
@@ -100,6 +101,10 @@ void ModuleTest::Command(int command, const std::optional<std::string> &body) {
     const bool delivered = tqhost::DeliverCommand({kDomain, command, 7, body});
     testing::internal::GetCapturedStdout();
     EXPECT_TRUE(delivered) << "no extension is loaded";
+}
+
+Lines ModuleTest::Answer(int command, const std::string &body) {
+    return {"command " + std::to_string(command + 1) + " seq 7 response 1 v1.0.0 " + Printed(body)};
 }
 
 ModuleTest::Outcome ModuleTest::AfterCommand(int command, const std::optional<std::string> &body) {

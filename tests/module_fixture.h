@@ -70,6 +70,9 @@ protected:
     /// The platform sends a command with sequence number 7. What the module prints on the standard output is lost.
     void Command(int command, const std::optional<std::string> &body);
 
+    /// The answer to it, as it is recorded; the body is JSON.
+    static Lines Answer(int command, const std::string &body);
+
     /// What a command leaves: answers, then the log.
     using Outcome = std::pair<Lines, Lines>;
     Outcome AfterCommand(int command, const std::optional<std::string> &body);

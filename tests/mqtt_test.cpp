@@ -68,6 +68,17 @@ protected:
         Must("mosquitto_pub -q 1 -t tq/" + serial + "/down " + Address() + more, payload);
     }
 
+    /// Makes NAME.pem and NAME.key.
+    void MakeCertificate(const std::string &name, const std::string &address) const {
+        Must("openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=" + name + " -addext subjectAltName=" + address + " -keyout " +
+             folder_.Path(name) + ".key -out " + folder_.Path(name) + ".pem 2>/dev/null");
+    }
+
+    /// The settings that have a broker use it.
+    std::string Serve(const std::string &name) const {
+        return "certfile " + folder_.Path(name + ".pem") + "\nkeyfile " + folder_.Path(name + ".key") + '\n';
+    }
+
     static void Must(const std::string &command, const std::string &input = "") { ASSERT_EQ(RunProgram(command, input).code, 0) << command; }
 
     std::string Address() const { return "-h 127.0.0.1 -p " + std::to_string(port_) + ' '; }
@@ -101,6 +112,7 @@ TEST_F(Mqtt, AnswersWhateverArrivesUntilItIsStopped) {
     Publish("A", std::string((1 << 20) + 1, 'x'));
     Publish("A", '"' + std::string((1 << 20) - 2, 'x') + '"');
     Publish("A", R"({"status_pass":true})");
+    Publish("A", R"({"show":"host"})");
     Publish("A", R"({"status_reset":99999})");
     watch->Await("99999 is not registered");
     EXPECT_EQ(gateway->End(SIGINT), 0);
@@ -113,7 +125,7 @@ TEST_F(Mqtt, AnswersWhateverArrivesUntilItIsStopped) {
     expect("device", R"((.*MANUAL_SCENE.*\n){2})");
     expect("up", R"(.*"to":"platform".*"seq":1,.*\n.*"to":"platform".*"seq":2,.*\n.*12382.*<DevSerial>A<(.*\n.*12382){4}.*\n)");
     expect("result", R"(([{]"result":0[}]\n){2}.*not JSON.*\n.*a payload of 1048577 bytes.*\n.*expected an object.*\n)"
-                     R"([{]"result":null[}]\n.*99999.*\n)");
+                     R"([{]"result":null[}]\n[{]"to":"you","host":.*\n[{]"result":null[}]\n.*99999.*\n)");
     expect("log", "");
     EXPECT_EQ(RunGateway("replay " + record, "").code, 0) << "which has the serial in it";
 }
@@ -479,19 +491,29 @@ TEST_F(Mqtt, TellsWhyThereIsNoLink) {
     }
 }
 
+TEST_F(Mqtt, ComesBackAsSoonOverTls) {
+    MakeCertificate("mine", "IP:127.0.0.1");
+    StartBroker("allow_anonymous true\n" + Serve("mine"));
+    const auto gateway = Gateway("A", "--json --ca-file " + folder_.Path("mine.pem"));
+    gateway->Await("connected to");
+    broker_->End(SIGKILL);
+    gateway->Await("Connection refused");
+    StartBroker();
+    const auto start = std::chrono::steady_clock::now();
+    gateway->Await("connected to");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4)); // the longest delay, and TLS
+    EXPECT_EQ(gateway->End(SIGTERM), 0);
+}
+
 TEST_F(Mqtt, TellsWhatIsWrongWithTls) {
     for (const auto &[name, address] : {std::pair("mine", "IP:127.0.0.1"), {"other", "IP:127.0.0.1"}, {"elsewhere", "DNS:elsewhere"}}) {
-        Must("openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=" + std::string(name) + " -addext subjectAltName=" + address + " -keyout " +
-             folder_.Path(name) + ".key -out " + folder_.Path(name) + ".pem 2>/dev/null");
+        MakeCertificate(name, address);
     }
-    const auto serve = [&](const std::string &name) {
-        return "certfile " + folder_.Path(name + ".pem") + "\nkeyfile " + folder_.Path(name + ".key") + '\n';
-    };
     const auto listen = [&](int port) { return "listener " + std::to_string(port) + " 127.0.0.1\n"; };
     const int elsewhere = port_ + 10'000; // beyond those of other tests
     const int plain = port_ - 10'000;
-    StartBroker("per_listener_settings true\nallow_anonymous true\n" + serve("mine") + "require_certificate true\ncafile " +
-                folder_.Path("mine.pem") + '\n' + listen(elsewhere) + "allow_anonymous true\n" + serve("elsewhere") + listen(plain) +
+    StartBroker("per_listener_settings true\nallow_anonymous true\n" + Serve("mine") + "require_certificate true\ncafile " +
+                folder_.Path("mine.pem") + '\n' + listen(elsewhere) + "allow_anonymous true\n" + Serve("elsewhere") + listen(plain) +
                 "allow_anonymous true");
     const auto pem = [&](const std::string &name) { return " --ca-file " + folder_.Path(name + ".pem"); };
     const auto show = [&](const std::string &certificate, const std::string &key) {
@@ -502,7 +524,6 @@ TEST_F(Mqtt, TellsWhatIsWrongWithTls) {
                                               {port_, pem("other") + show("mine", "mine"), "or no authority in --ca-file vouches for it"},
                                               {port_, pem("mine"), "the broker wants a client certificate"},
                                               {port_, pem("mine") + show("other", "other"), "the broker does not trust the client certificate"},
-                                              {port_, pem("mine") + show("mine", "other"), "--key-file"},
                                               {port_, "", "the broker closed it without an answer; is this its port without TLS?"},
                                               {elsewhere, pem("elsewhere"), "the broker's certificate is for another host name"},
                                               {plain, pem("mine"), "the broker ended the TLS handshake; is this its port for TLS?"}}) {
@@ -510,6 +531,15 @@ TEST_F(Mqtt, TellsWhatIsWrongWithTls) {
         Program gateway(TQ_GATEWAY " --serial A --mqtt 127.0.0.1:" + std::to_string(port) + options);
         gateway.Await(told);
         EXPECT_EQ(gateway.End(SIGTERM), told == std::string("connected") ? 0 : 1);
+    }
+    const std::string key = folder_.Path("mine.key");
+    for (const auto &[options, told] :
+         {std::pair(" --ca-file " + key, "mine.key: holds no certificates that can be read"),
+          {pem("mine") + " --cert-file " + key + " --key-file " + key, "mine.key: holds no certificate that can be read"},
+          {pem("mine") + show("mine", "other"), "other.key: is not the key of --cert-file"}}) {
+        const Outcome outcome = RunGateway("--serial A --mqtt 127.0.0.1" + options + " 2>&1", "");
+        EXPECT_EQ(outcome.code, 2);
+        EXPECT_TRUE(Contains(Joined(outcome.lines), told)) << Joined(outcome.lines);
     }
 }
 

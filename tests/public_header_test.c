@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
-/* The public header as a C application includes it: before anything else, and once more through another header. */
+/* The public header in C: before anything else, and a second time, as through a header of the application. */
 #include "tqDevSDK_SmartControl_def.h"
 
 #include "tqDevSDK_SmartControl_def.h"

@@ -1,4 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
+/* The camera: takes a request on the SDK's thread, and the picture on its own. */
 #define _POSIX_C_SOURCE 200809L
 
 #include "camera.h"
@@ -44,7 +45,7 @@ static int recv_msg(tqDevSDK_SmartControl_msg_to_dev *msg) {
 
 static int on_get_runtime_info(tqDevSDK_SmartControl_runtime_info *info) {
     (void)info;
-    return -1; /* It has no screen, no rules and no chimes. */
+    return 4; /* It has no screen, no rules and no chimes: nothing is reported of them. */
 }
 
 static void report_event(UINT32 channel, UINT32 value) {

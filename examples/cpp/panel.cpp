@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
+// The panel: what it does with a message, and what it tells when it is asked.
 #include "panel.h"
 
 #include <cstdio>
 #include <cstring>
 
 namespace {
+
+// Says of a setting that the panel does not have or cannot tell now: nothing is reported of it.
+constexpr int kNoAnswer = 4;
 
 template <typename Record>
 Record &As(char *data) {
@@ -32,7 +36,7 @@ bool Panel::Start() {
         try {
             return Instance().Tell(*query);
         } catch (...) {
-            return -1;
+            return kNoAnswer;
         }
     };
     if (tqDevSDK_SmartControl_init(&info) != 0) {
@@ -92,9 +96,9 @@ int Panel::Tell(tqDevSDK_SmartControl_runtime_info &info) {
         auto &rules = As<tqDevSDK_SmartControl_Rule_S>(info.data);
         rules.uiVersion = scene_version_;
         rules.rule = scene_rules_.empty() ? nullptr : strdup(scene_rules_.c_str());
-        return 0;
+        return scene_rules_.empty() || rules.rule != nullptr ? 0 : kNoAnswer;
     }
     default:
-        return -1;
+        return kNoAnswer;
     }
 }

@@ -1,4 +1,5 @@
 /* SPDX-License-Identifier: Apache-2.0 */
+/* The hub: the linkage engine between the module, the clock and the devices. */
 #define _POSIX_C_SOURCE 200809L
 
 #include "hub.h"
@@ -82,7 +83,7 @@ static int recv_msg(tqDevSDK_SmartControl_msg_to_dev *msg) {
 /* The module frees what it is given, so it gets a copy. Before there are rules there is nothing to tell. */
 static int on_get_runtime_info(tqDevSDK_SmartControl_runtime_info *info) {
     if (info->type != TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_CONFIG_RULES) {
-        return -1;
+        return 4; /* It has nothing else: nothing is reported of it. */
     }
     pthread_mutex_lock(&lock);
     info->data = (char *)(void *)tqDevSDK_Linkage_CopyRules(kept);

@@ -52,8 +52,8 @@ Topic TopicOf(const Json &line) {
     if (line.contains("log")) {
         return Topic::log;
     }
-    const auto to = line.find("to");
-    return to == line.end() ? Topic::result : *to == "platform" ? Topic::up : Topic::device;
+    const std::string to = line.value("to", "");
+    return to == "platform" ? Topic::up : to == "device" ? Topic::device : Topic::result;
 }
 
 /// The lines of a payload.

@@ -43,7 +43,8 @@ struct Arrival {
 ///     tq/SERIAL/down    lines in, one or several in a payload
 ///     tq/SERIAL/up      what the device sends to the platform, one line in a payload
 ///     tq/SERIAL/device  what the device application received
-///     tq/SERIAL/result  results and errors; {"dropped":n} stands for n lines of any topic that did not fit
+///     tq/SERIAL/result  results, errors and answers; {"dropped":n} stands for n lines of any topic that did
+///                       not fit
 ///     tq/SERIAL/log     log lines, where asked for
 ///     tq/SERIAL/process which process the gateway is, retained
 ///     tq/SERIAL/status  "online" or "offline", retained; the broker's last word is "offline"

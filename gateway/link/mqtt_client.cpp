@@ -10,10 +10,13 @@
 #include <functional>
 #include <stdexcept>
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <mqtt_protocol.h>
+#include <openssl/err.h>
+#include <openssl/ssl.h>
 
 #include "process.h"
 
@@ -53,10 +56,6 @@ constexpr TlsFailure kTlsFailures[] = {
     {"unexpected eof", "the broker ended the TLS handshake; is this its port for TLS?"},
     {"certificate required", "the broker wants a client certificate (--cert-file)"},
     {"unknown ca", "the broker does not trust the client certificate"},
-    {"Unable to load CA", "--ca-file: holds no certificates that can be read"},
-    {"Unable to load client certificate", "--cert-file: holds no certificate that can be read"},
-    {"Unable to load client key", "--key-file: holds no key that can be read without a passphrase"},
-    {"key are inconsistent", "--key-file is not the key of --cert-file"},
 };
 
 std::string ReadPassword(const std::string &file) {
@@ -80,6 +79,42 @@ std::string MakeIdentity() {
 void CheckReadable(const char *option, const std::string &file) {
     if (!file.empty() && !std::ifstream(file).is_open()) {
         throw std::invalid_argument(std::string(option) + ' ' + file + ": " + strerror(errno));
+    }
+}
+
+/// Nobody is there to type a passphrase.
+int NoPassphrase(char *, int, int, void *) {
+    return 0;
+}
+
+/// The client would find out at each attempt to connect, and not before.
+void CheckTls(const MqttOptions &options) {
+    CheckReadable("--ca-file", options.ca_file);
+    CheckReadable("--cert-file", options.cert_file);
+    CheckReadable("--key-file", options.key_file);
+    const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> owner(SSL_CTX_new(TLS_client_method()),
+                                                                  SSL_CTX_free);
+    SSL_CTX *const context = owner.get();
+    SSL_CTX_set_default_passwd_cb(context, NoPassphrase);
+    const auto must = [](int usable, const std::string &problem) {
+        ERR_clear_error();
+        if (usable != 1) {
+            throw std::invalid_argument(problem);
+        }
+    };
+    must(SSL_CTX_load_verify_locations(context, options.ca_file.c_str(), nullptr),
+         "--ca-file " + options.ca_file + ": holds no certificates that can be read");
+    if (options.cert_file.empty()) {
+        return;
+    }
+    must(SSL_CTX_use_certificate_chain_file(context, options.cert_file.c_str()),
+         "--cert-file " + options.cert_file + ": holds no certificate that can be read");
+    // This one also compares it with the certificate.
+    if (SSL_CTX_use_PrivateKey_file(context, options.key_file.c_str(), SSL_FILETYPE_PEM) != 1) {
+        const bool other = ERR_GET_REASON(ERR_peek_error()) == X509_R_KEY_VALUES_MISMATCH;
+        must(0, "--key-file " + options.key_file +
+                    (other ? ": is not the key of --cert-file"
+                           : ": holds no key that can be read without a passphrase"));
     }
 }
 
@@ -147,13 +182,9 @@ void MqttClient::SetUpTls() {
     if (options_.ca_file.empty()) {
         return;
     }
-    CheckReadable("--ca-file", options_.ca_file);
-    CheckReadable("--cert-file", options_.cert_file);
-    CheckReadable("--key-file", options_.key_file);
-    // Nobody is there to type a passphrase.
-    const auto no_passphrase = [](char *, int, int, void *) { return 0; };
+    CheckTls(options_);
     Must(mosquitto_tls_set(client_.get(), options_.ca_file.c_str(), nullptr, OrNull(options_.cert_file),
-                           OrNull(options_.key_file), no_passphrase));
+                           OrNull(options_.key_file), NoPassphrase));
 }
 
 std::string MqttClient::Topic(const char *name) const {
@@ -163,15 +194,35 @@ std::string MqttClient::Topic(const char *name) const {
 bool MqttClient::Connect() {
     reason_.clear();
     known_ = known_ || up_;
-    answered_ = up_ = subscribed_ = contested_ = repeated_ = false;
+    connected_ = answered_ = up_ = subscribed_ = contested_ = repeated_ = false;
     const int error = mosquitto_connect_async(client_.get(), options_.host.c_str(), options_.port,
                                               static_cast<int>(options_.keepalive.count()));
     return error == MOSQ_ERR_SUCCESS || Fail(Words(error));
 }
 
 bool MqttClient::Loop(int milliseconds) {
+    if (!connected_) {
+        return AwaitConnection(milliseconds);
+    }
     const int error = mosquitto_loop(client_.get(), milliseconds, 1);
     return error == MOSQ_ERR_SUCCESS || Fail(Words(error));
+}
+
+// The library begins TLS on a socket that is not connected yet, does not wait for it, and does not see that
+// it failed.
+bool MqttClient::AwaitConnection(int milliseconds) {
+    pollfd waiting = {mosquitto_socket(client_.get()), POLLOUT, 0};
+    if (poll(&waiting, 1, milliseconds) <= 0) {
+        return true;
+    }
+    int error = 0;
+    socklen_t size = sizeof error;
+    getsockopt(waiting.fd, SOL_SOCKET, SO_ERROR, &error, &size);
+    if (error == 0 && (waiting.revents & POLLHUP) != 0) {
+        error = ECONNREFUSED; // the library's attempt at TLS was told already
+    }
+    connected_ = error == 0;
+    return connected_ || Fail(strerror(error));
 }
 
 /// Keeps the first reason, which is the closest to the cause.

@@ -84,6 +84,7 @@ private:
     void SetUpSession();
     void SetUpTls();
     void Up(bool resumed);
+    bool AwaitConnection(int milliseconds);
     bool Fail(const std::string &reason);
     std::string Words(int code) const;
     bool IsRepeat(int id, std::string_view payload);
@@ -94,7 +95,8 @@ private:
     const std::string process_topic_;
     MqttClientEvents &events_;
     std::string reason_;
-    bool answered_ = false; ///< The broker has answered the connection's first message.
+    bool connected_ = false; ///< Its socket is.
+    bool answered_ = false;  ///< The broker has answered the connection's first message.
     bool up_ = false;
     bool subscribed_ = false;
     bool contested_ = false;

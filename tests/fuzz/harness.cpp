@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// What the fuzz targets share: an application that checks what it is given, and the ways in and out of the module.
 #include "harness.h"
 
 #include <cstdio>
