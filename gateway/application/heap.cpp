@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <iterator>
 
+#include <dlfcn.h>
 #include <malloc.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -120,6 +121,7 @@ extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*malloc_hook)(con
 
 #else
 
+#ifdef __GLIBC__
 // The C library keeps its own functions reachable for those who replace them.
 extern "C" {
 void *__libc_malloc(std::size_t size);
@@ -131,6 +133,52 @@ void __libc_free(void *memory);
 
 namespace {
 
+constexpr auto LibcMalloc = __libc_malloc;
+constexpr auto LibcCalloc = __libc_calloc;
+constexpr auto LibcRealloc = __libc_realloc;
+constexpr auto LibcMemalign = __libc_memalign;
+constexpr auto LibcFree = __libc_free;
+
+#else
+
+namespace {
+
+// Another C library's are the next after the program's own; looking them up takes no memory.
+template <typename Function>
+Function *Next(const char *name) {
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+void *LibcMalloc(std::size_t size) {
+    static const auto next = Next<void *(std::size_t)>("malloc");
+    return next(size);
+}
+
+void *LibcCalloc(std::size_t count, std::size_t size) {
+    static const auto next = Next<void *(std::size_t, std::size_t)>("calloc");
+    return next(count, size);
+}
+
+void *LibcRealloc(void *memory, std::size_t size) {
+    static const auto next = Next<void *(void *, std::size_t)>("realloc");
+    return next(memory, size);
+}
+
+void *LibcMemalign(std::size_t alignment, std::size_t size) {
+    // Its memalign may be made of aligned_alloc, which is ours.
+    static const auto next = Next<void *(std::size_t, std::size_t)>("aligned_alloc");
+    return next(alignment, size);
+}
+
+void LibcFree(void *memory) {
+    static const auto next = Next<void(void *)>("free");
+    next(memory);
+}
+
+#endif
+
+constexpr bool kNothrow = noexcept(malloc(1)); ///< As the library declares all of them.
+
 void *Noted(void *block) {
     tqgateway::Born(block, 0);
     return block;
@@ -138,35 +186,35 @@ void *Noted(void *block) {
 
 } // namespace
 
-void *malloc(std::size_t size) noexcept {
-    return Noted(__libc_malloc(size));
+void *malloc(std::size_t size) noexcept(kNothrow) {
+    return Noted(LibcMalloc(size));
 }
 
-void *calloc(std::size_t count, std::size_t size) noexcept {
-    return Noted(__libc_calloc(count, size));
+void *calloc(std::size_t count, std::size_t size) noexcept(kNothrow) {
+    return Noted(LibcCalloc(count, size));
 }
 
-void *realloc(void *memory, std::size_t size) noexcept {
+void *realloc(void *memory, std::size_t size) noexcept(kNothrow) {
     tqgateway::Died(memory); // before another thread can be given the same address
-    void *moved = __libc_realloc(memory, size);
+    void *moved = LibcRealloc(memory, size);
     Noted(moved == nullptr && size != 0 ? memory : moved);
     return moved;
 }
 
-void free(void *memory) noexcept {
+void free(void *memory) noexcept(kNothrow) {
     tqgateway::Died(memory);
-    __libc_free(memory);
+    LibcFree(memory);
 }
 
-void *memalign(std::size_t alignment, std::size_t size) noexcept {
-    return Noted(__libc_memalign(alignment, size));
+void *memalign(std::size_t alignment, std::size_t size) noexcept(kNothrow) {
+    return Noted(LibcMemalign(alignment, size));
 }
 
-void *aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
+void *aligned_alloc(std::size_t alignment, std::size_t size) noexcept(kNothrow) {
     return memalign(alignment, size);
 }
 
-int posix_memalign(void **memory, std::size_t alignment, std::size_t size) noexcept {
+int posix_memalign(void **memory, std::size_t alignment, std::size_t size) noexcept(kNothrow) {
     if (alignment % sizeof(void *) != 0 || alignment == 0 || (alignment & (alignment - 1)) != 0) {
         return EINVAL;
     }
@@ -178,11 +226,11 @@ int posix_memalign(void **memory, std::size_t alignment, std::size_t size) noexc
     return 0;
 }
 
-void *valloc(std::size_t size) noexcept {
+void *valloc(std::size_t size) noexcept(kNothrow) {
     return memalign(static_cast<std::size_t>(sysconf(_SC_PAGESIZE)), size);
 }
 
-void *pvalloc(std::size_t size) noexcept {
+void *pvalloc(std::size_t size) noexcept(kNothrow) {
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     return memalign(page, (size + page - 1) / page * page);
 }

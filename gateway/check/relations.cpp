@@ -61,6 +61,14 @@ private:
 
 using Week = std::bitset<kMinutesOfWeek>; ///< From midnight of day 1.
 
+/// The first minute in it that is not before `from`; its size when there is none.
+std::size_t NextMinute(const Week &week, std::size_t from) {
+    while (from < week.size() && !week[from]) {
+        ++from;
+    }
+    return from;
+}
+
 /// The minutes of the week in which rules are active. Rules with the same days and period share theirs.
 class Timetable {
 public:
@@ -222,7 +230,7 @@ private:
         if (told_[mine - first_deed_] || common.none()) {
             return;
         }
-        const std::size_t minute = common._Find_first(); // the library's own way to find a bit
+        const std::size_t minute = NextMinute(common, 0);
         if (FireTogether(*deeds_[mine].rule, *deeds_[owners_[minute]].rule)) {
             Tell(mine, owners_[minute], minute);
             return;
@@ -235,7 +243,7 @@ private:
             }
             const Week both = week & *deeds_[other].week;
             if (both.any()) {
-                Tell(mine, other, both._Find_first());
+                Tell(mine, other, NextMinute(both, 0));
                 return;
             }
         }
@@ -244,7 +252,7 @@ private:
     void Occupy(std::size_t deed, Week &taken) {
         const Week &week = *deeds_[deed].week;
         const Week added = week & ~taken;
-        for (std::size_t i = added._Find_first(); i < added.size(); i = added._Find_next(i)) {
+        for (std::size_t i = NextMinute(added, 0); i < added.size(); i = NextMinute(added, i + 1)) {
             owners_[i] = deed;
         }
         taken |= week;

@@ -67,7 +67,7 @@ FileReplacement::FileReplacement(const std::string &file) : target_(Resolved(fil
     OpenPart();
     part_ = target_ + ".part";
     if (exists) {
-        fchmod(Fd(), status.st_mode & ALLPERMS);
+        fchmod(Fd(), status.st_mode & 07777);
     }
 }
 

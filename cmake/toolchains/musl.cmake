@@ -1,0 +1,17 @@
+# This machine with musl in the place of glibc: Clang, and what cmake/cross-musl makes.
+set(processor x86_64)
+set(architecture musl-linux-amd64)
+set(triple x86_64-linux-musl)
+include(${CMAKE_CURRENT_LIST_DIR}/common.cmake)
+set(CMAKE_SYSROOT ${CMAKE_CURRENT_LIST_DIR}/../../build/cross/musl-sysroot)
+foreach(language C CXX)
+  set(CMAKE_${language}_COMPILER_TARGET ${triple})
+endforeach()
+set(CMAKE_C_COMPILER clang)
+set(CMAKE_CXX_COMPILER clang++)
+set(CMAKE_CXX_FLAGS_INIT "-nostdinc++ -isystem ${CMAKE_SYSROOT}/usr/include/c++/v1")
+foreach(kind EXE SHARED MODULE)
+  set(CMAKE_${kind}_LINKER_FLAGS_INIT "--rtlib=compiler-rt --unwindlib=none -stdlib=libc++")
+endforeach()
+# Its loader does not know where libc++ is.
+set(CMAKE_CROSSCOMPILING_EMULATOR env LD_LIBRARY_PATH=${CMAKE_SYSROOT}/usr/lib)
