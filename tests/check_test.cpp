@@ -293,7 +293,10 @@ const Row kRows[] = {
     {R"("name":"N")",
      "\"name\":\"a\tb\"",
      {R"(note: not JSON: syntax error while parsing value - invalid string: control character U+0009 (HT) must be escaped to \u0009 or \t; the module reads it all the same, others may not)"}},
-    {kValue, "\xef\xbb\xbf" + kValue, {}},
+    {kValue, "\xef\xbb\xbf\v" + kValue, {"note: not JSON: a byte order mark in front; the module reads it all the same, others may not"}},
+    {kValue,
+     "\x01" + kValue,
+     {"note: not JSON: syntax error while parsing value - invalid literal; the module reads it all the same, others may not"}},
     {kValue, kValue + " x", {"changed: more text behind the value: the device does not get it"}},
     {kValue, kValue + "\n\n", {}},
 

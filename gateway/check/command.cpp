@@ -62,13 +62,9 @@ public:
     Device(const Device &) = delete;
     Device &operator=(const Device &) = delete;
 
-    Outcome Give(std::string text) const {
-        tqDevSDK_Shadow_value_t value{};
-        value.type = shd_data_type_array;
-        value.length = static_cast<int32_t>(text.size());
-        value.value = text.data();
-        tqDevSDK_Shadow_ParseSync_Param_S param{};
-        const int result = service_->parse_sync(&value, &param);
+    /// Has the host deliver a value, as the cloud's values are.
+    Outcome Give(const std::string &text) const {
+        const int result = tqhost::ShadowDesire(kRulesKey, text).value();
         return {result, result == 0 ? Written() : std::nullopt};
     }
 
@@ -79,7 +75,7 @@ private:
     }
 
     static int Answer(tqDevSDK_SmartControl_runtime_info *info) {
-        info->data = reinterpret_cast<char *>(g_rules.release());
+        info->data = reinterpret_cast<char *>(CopyRules(*g_rules).release());
         return 0;
     }
 
