@@ -115,6 +115,23 @@ Fri 20 Nov 23:30:00  rule 1 "Other" misses: it does not name A
 )");
 }
 
+// Only explain has the rule itself at hand; a trace has its id, which names none of two.
+TEST(RuleEngine, RulesThatShareAnIdAreNotMixedUp) {
+    const std::string lines = R"({"linkage":)" + kLinkage + "}\n" + R"({"now":"2026-11-20T23:30"})" + '\n' + R"({"hub":{"rules":)" +
+                              RuleValue({RuleText(1, "first", kEveryDay, "B", 0), RuleText(1, "second", kEveryDay, "A", 0)}) + "}}\n" +
+                              R"({"explain":)" + kEvent + "}\n" + R"({"event":)" + kEvent + "}\n";
+    Lines texts;
+    for (const std::string &line : RunGateway("--text --no-time", lines).lines) {
+        if (Contains(line, "  rule 1 ")) {
+            texts.push_back(line);
+        }
+    }
+    texts.resize(3);
+    EXPECT_EQ(texts, (Lines{R"(Fri 20 Nov 23:30:00  rule 1 "second" fires: event 1 has value 1)",
+                            R"(Fri 20 Nov 23:30:00  rule 1 "first" misses: it does not name A)",
+                            R"(Fri 20 Nov 23:30:00  rule 1 fired: event 1 has value 1)"}));
+}
+
 TEST(RuleEngine, OptionsAreRefusedWithTheirReason) {
     const Folder folder;
     std::ofstream(folder.Path("rules")) << RuleValue({RuleText(1, "x", kEveryDay, "A", 0)});

@@ -110,8 +110,13 @@ bool RuleEngine::Take(SharedRules rules) {
     }
     rules_ = std::move(rules);
     names_.clear();
-    ForEachRule(*rules_,
-                [this](const Rule &rule) { names_.emplace(rule.uiRuleId, FieldText(rule.acRuleName)); });
+    ForEachRule(*rules_, [this](const Rule &rule) {
+        const std::string name = FieldText(rule.acRuleName);
+        const auto [same_id, added] = names_.emplace(rule.uiRuleId, name);
+        if (!added && same_id->second != name) {
+            same_id->second = std::nullopt;
+        }
+    });
     if (engine_) {
         ShowNew();
         ShowRules();
