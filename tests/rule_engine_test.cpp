@@ -154,11 +154,12 @@ TEST(RuleEngine, OptionsAreRefusedWithTheirReason) {
         {rules + at + " --event '{'", 2, "--event: not JSON"},
         {rules + at + event + " --linkage " + folder.Path("unknown"), 2, folder.Path("unknown") + ": delay: unknown field"},
         {"explain /nowhere" + at + event, 2, "/nowhere: No such file or directory"},
+        {rules + at + event + " >/dev/full", 1, "standard output: No space left on device"},
         {"explain " + folder.Path("unit") + at + event, 1, folder.Path("unit") + ": the module refuses these rules"},
         {"--text " + rules + at + event, 2, "explain: not together with --text"},
     };
     for (const auto &row : rows) {
-        const Outcome outcome = RunGateway(row.arguments + " 2>&1", "");
+        const Outcome outcome = RunGateway("2>&1 " + row.arguments, "");
         EXPECT_EQ(outcome.code, row.code) << row.arguments;
         EXPECT_TRUE(Contains(Joined(outcome.lines), row.said)) << row.arguments << '\n' << Joined(outcome.lines);
     }

@@ -104,7 +104,7 @@ std::vector<Json> Ask(const Module &module, StdoutCapture &captured, const Expla
 }
 
 void ShowAll(const std::vector<Json> &lines, const ExplainOptions &options, int fd) {
-    LineWriter writer(fd, RequestStop);
+    LineWriter writer(fd, [] {}); // an error is looked for at the end
     const auto write = [&writer](std::string line) { writer.Write(std::move(line)); };
     const bool terminal = isatty(fd) != 0;
     const auto shown = options.json ? MakeJsonLines(write, false)
