@@ -147,6 +147,13 @@ TEST(RuleEngine, OptionsAreRefusedWithTheirReason) {
     } rows[] = {
         {"--linkage " + folder.Path("unknown"), 2, folder.Path("unknown") + ": delay: unknown field"},
         {"--linkage /nowhere", 2, "/nowhere: No such file or directory"},
+        {"--linkage /tmp", 2, "/tmp: Is a directory"},
+        {"explain /tmp" + at + event, 2, "/tmp: Is a directory"},
+        {"explain - </tmp" + at + event, 2, "<stdin>: Is a directory"},
+        {"explain - <" + folder.Path("rules") + at + event, 0, "rule 1 \"x\" fires"},
+        {rules + at + event + " --linkage /tmp", 2, "/tmp: Is a directory"},
+        {"check --devices /tmp " + folder.Path("rules"), 2, "/tmp: Is a directory"},
+        {"check /tmp", 2, "/tmp: Is a directory"},
         {rules + at, 2, "--event is missing"},
         {rules + event, 2, "--at is missing"},
         {rules + event + " --at 2027-02-29T00:00", 2, "--at: expected a time of the years 1970 to 2099"},

@@ -6,15 +6,13 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iostream>
-#include <iterator>
 #include <memory>
 #include <stdexcept>
 
 #include <nlohmann/json.hpp>
 
 #include "check/tree.h"
+#include "input/read_file.h"
 #include "module.h"
 #include "options.h"
 #include "process.h"
@@ -23,23 +21,6 @@
 
 namespace tqgateway {
 namespace {
-
-/// The contents of a file. Throws std::invalid_argument.
-std::string ReadFile(const std::string &file) {
-    std::ifstream stream;
-    if (file != "-") {
-        stream.open(file);
-    }
-    std::istream &input = file == "-" ? std::cin : stream;
-    try {
-        std::string text{std::istreambuf_iterator<char>(input), {}};
-        if (stream) {
-            return text;
-        }
-    } catch (const std::ios_base::failure &) { // of a folder, for instance
-    }
-    throw std::invalid_argument(file + ": " + strerror(errno));
-}
 
 // ---- The module ----
 
@@ -218,9 +199,9 @@ public:
 
 private:
     int CheckFile(const std::string &file) {
-        const std::string name = file == "-" ? "<stdin>" : file;
+        const std::string name = ShownName(file);
         try {
-            const std::vector<RuleValue> values = ValuesIn(ReadFile(file));
+            const std::vector<RuleValue> values = ValuesIn(ReadRulesFile(file));
             if (values.empty()) {
                 throw std::invalid_argument(name + ": no line gives the device rules");
             }

@@ -2,11 +2,8 @@
 // A session of four lines: the configuration, the time, the rules, the question.
 #include "rules/explain.h"
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <vector>
 
@@ -15,6 +12,7 @@
 #include <nlohmann/json.hpp>
 
 #include "gateway.h"
+#include "input/read_file.h"
 #include "output/timeline.h"
 #include "process.h"
 #include "rules/linkage_config.h"
@@ -43,15 +41,6 @@ public:
     std::vector<std::string> log;
     bool refused = false;
 };
-
-std::string ReadFile(const std::string &file) {
-    std::ifstream stream(file);
-    std::string text{std::istreambuf_iterator<char>(stream), {}};
-    if (!stream) {
-        throw std::invalid_argument(file + ": " + strerror(errno));
-    }
-    return text;
-}
 
 /// What most platforms mean.
 Json UsualLinkage() {
@@ -124,7 +113,8 @@ int Explain(const ExplainOptions &options, const Module &module) {
     const Json event = ReadEventOption(options.event);
     const Json linkage = options.linkage.empty() ? UsualLinkage() : ReadLinkageFile(options.linkage);
     StdoutCapture captured;
-    const std::vector<Json> verdicts = Ask(module, captured, options, linkage, ReadFile(options.file), event);
+    const std::vector<Json> verdicts =
+        Ask(module, captured, options, linkage, ReadRulesFile(options.file), event);
     if (options.linkage.empty()) {
         Say("taken for granted: day 1 is Monday, condition 0 is any, 1 is all; --linkage FILE says "
             "otherwise");
