@@ -490,7 +490,15 @@ TEST(Check, TakesLinesAndRecordings) {
     EXPECT_EQ(run("{\"session\":{}}\n{\"in\":" + shadow + bad + "}}\n{\"out\":" + shadow + bad + "}}\n", 1), "<stdin>:2:60" + finding);
     EXPECT_EQ(run("{\"status_pass\":true}\n" + shadow + "[}\n", 2),
               "tq_gateway: <stdin>:2:43: not JSON: syntax error while parsing value - unexpected '}'; expected '[', '{', or a literal\n");
-    EXPECT_EQ(run("# none\n", 2), "tq_gateway: <stdin>: no line gives the device rules\n");
+    // The lines behind one that cannot be read are checked, and all that the gateway takes can be.
+    EXPECT_EQ(run(shadow + "[}\n" + shadow + R"([{"channel":1e400,"status":[]}]})", 2),
+              "tq_gateway: <stdin>:1:43: not JSON: syntax error while parsing value - unexpected '}'; expected '[', '{', or a literal\n"
+              "<stdin>:2:54: changed /0/channel: inf is above 2147483647, the largest number that is read: the device holds 255, the rules of "
+              "another channel\n"
+              "<stdin>:2:58: note: not JSON: number overflow parsing '1e400'; the module reads it all the same, others may not\n");
+    for (const char *none : {"# none\n", "{\"status_pass\":true}\n", "{\"out\":{}}"}) {
+        EXPECT_EQ(run(none, 2), "tq_gateway: <stdin>: no line gives the device rules\n");
+    }
 }
 
 TEST(Check, ExitCodeTellsTheWorst) {
