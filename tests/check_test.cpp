@@ -513,6 +513,7 @@ TEST(Check, ExitCodeTellsTheWorst) {
         {"/nowhere " + bad, 2},
         {"/", 2},
         {"", 2},
+        {"- -", 2},
         {"--no-such-option " + good, 2},
         {"--linkage /nowhere " + good, 2},
         {"--linkage " + options.File("l1", Replaced(kLinkage, "any", "some")) + ' ' + good, 2},
@@ -528,6 +529,9 @@ TEST(Check, ExitCodeTellsTheWorst) {
     for (const auto &[arguments, code] : rows) {
         EXPECT_EQ(RunGateway("check " + arguments + " 2>/dev/null", "").code, code) << arguments;
     }
+    const std::string odd = options.File("\033[31m", "[]");
+    EXPECT_EQ(Joined(RunGateway("check '" + odd + "'", "").lines),
+              odd.substr(0, odd.rfind('/')) + "/\\u001b[31m:1:1: refused: no unit is left in it: the whole value is refused\n");
     EXPECT_EQ(RunGateway("--module /nowhere check " + good + " 2>&1", "").code, 2);
     const Outcome outcome = RunGateway("--module " TQ_REFUSING_MODULE " check " + good + " 2>&1", "");
     EXPECT_EQ(outcome.code, 3);

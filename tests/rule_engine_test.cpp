@@ -162,7 +162,8 @@ TEST(RuleEngine, OptionsAreRefusedWithTheirReason) {
         {rules + at + event + " --linkage " + folder.Path("unknown"), 2, folder.Path("unknown") + ": delay: unknown field"},
         {"explain /nowhere" + at + event, 2, "/nowhere: No such file or directory"},
         {rules + at + event + " >/dev/full", 1, "standard output: No space left on device"},
-        {"explain " + folder.Path("unit") + at + event, 1, folder.Path("unit") + ": the module refuses these rules"},
+        {"explain " + folder.Path("unit") + at + event, 1,
+         folder.Path("unit") + ": these rules are refused\n" + folder.Path("unit") + ":1:2: refused /0: \"channel\" is missing"},
         {"--text " + rules + at + event, 2, "explain: not together with --text"},
     };
     for (const auto &row : rows) {

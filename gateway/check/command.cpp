@@ -17,6 +17,7 @@
 #include "lines/lines.h"
 #include "module.h"
 #include "options.h"
+#include "output/printable.h"
 #include "process.h"
 #include "rules/rules.h"
 #include "tqdev_host.h"
@@ -202,14 +203,6 @@ Finding InFile(Finding finding, const RuleValue &value) {
     return finding;
 }
 
-/// As compilers say it.
-std::string ToText(const Finding &finding) {
-    // Without what a terminal would not show, and without the quotation marks.
-    const std::string pointer = Dump(finding.pointer);
-    return std::to_string(finding.line) + ':' + std::to_string(finding.column) + ": " + Name(finding.what) +
-           (finding.pointer.empty() ? "" : ' ' + pointer.substr(1, pointer.size() - 2)) + ": " + finding.text;
-}
-
 class Check {
 public:
     explicit Check(const CheckOptions &options) : options_(options), device_(options.module) {
@@ -288,7 +281,7 @@ private:
             json.update(ToJson(finding));
             line = Dump(json);
         } else {
-            line = file + ':' + ToText(finding);
+            line = ToText(finding, file);
         }
         puts(line.c_str());
     }
@@ -302,6 +295,9 @@ private:
 
 int RunCheck(const CheckOptions &options) {
     try {
+        if (std::count(options.files.begin(), options.files.end(), kStandardInput) > 1) {
+            throw std::invalid_argument("-: the standard input can be read once only");
+        }
         const int code = Check(options).Run();
         if (fflush(stdout) == 0) {
             return code;
@@ -312,6 +308,14 @@ int RunCheck(const CheckOptions &options) {
         Say(error.what());
         return kExitUsage;
     }
+}
+
+std::string ToText(const Finding &finding, const std::string &file) {
+    // Without what a terminal would not show, and without the quotation marks.
+    const std::string pointer = Dump(finding.pointer);
+    return Printable(file) + ':' + std::to_string(finding.line) + ':' + std::to_string(finding.column) + ": " +
+           Name(finding.what) +
+           (finding.pointer.empty() ? "" : ' ' + pointer.substr(1, pointer.size() - 2)) + ": " + finding.text;
 }
 
 Json ToJson(const Finding &finding) {

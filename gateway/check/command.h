@@ -29,6 +29,9 @@ constexpr int kExitDisagrees = 3;
 /// findings say. The worst counts.
 int RunCheck(const CheckOptions &options);
 
+/// A finding as compilers say it, on one line that a terminal may show.
+std::string ToText(const Finding &finding, const std::string &file);
+
 /// A finding as a JSON object.
 Json ToJson(const Finding &finding);
 
