@@ -404,7 +404,8 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
                        ->check(CheckSerial, "");
     app.add_option("--linkage", options.linkage,
                    "Carry out the rules that the hub takes; FILE has what a linkage line has")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->excludes(app.get_option("--application"));
     MqttOptions mqtt;
     AddMqtt(app, serial, mqtt);
 
