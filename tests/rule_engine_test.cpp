@@ -132,6 +132,22 @@ TEST(RuleEngine, RulesThatShareAnIdAreNotMixedUp) {
                             R"(Fri 20 Nov 23:30:00  rule 1 fired: event 1 has value 1)"}));
 }
 
+TEST(RuleEngine, StatisticsBeginBeforeTheyEnd) {
+    const std::string post = R"({"report":"dclog","from":"linkage"})" "\n";
+    const auto now = [](const std::string &day) { return R"({"now":)" + day + "}\n"; };
+    const std::string lines = R"({"linkage":)" + kLinkage + "}\n" + now(R"("1970-01-03T00:00")") + R"({"advance":"1d"})" + '\n' +
+                              now(R"("1970-01-02T00:00")") + post + now("null") + post + now(R"("1970-01-02T00:00")") + post;
+    Lines periods;
+    for (const std::string &line : RunGateway("--json", lines).lines) {
+        if (Contains(line, R"("dclog":)")) {
+            periods.push_back(line.substr(line.find("uiStart"), line.find(R"(,"acDevId")") - line.find("uiStart")));
+        }
+    }
+    EXPECT_EQ(periods, (Lines{R"(uiStartTime_sec":86400,"uiStartTime_usec":0,"uiEndTime_sec":86400,"uiEndTime_usec":0)",
+                              R"(uiStartTime_sec":0,"uiStartTime_usec":0,"uiEndTime_sec":0,"uiEndTime_usec":0)",
+                              R"(uiStartTime_sec":86400,"uiStartTime_usec":0,"uiEndTime_sec":86400,"uiEndTime_usec":0)"}));
+}
+
 TEST(RuleEngine, OptionsAreRefusedWithTheirReason) {
     const Folder folder;
     std::ofstream(folder.Path("rules")) << RuleValue({RuleText(1, "x", kEveryDay, "A", 0)});
@@ -147,6 +163,7 @@ TEST(RuleEngine, OptionsAreRefusedWithTheirReason) {
     } rows[] = {
         {"--linkage " + folder.Path("unknown"), 2, folder.Path("unknown") + ": delay: unknown field"},
         {"--linkage /nowhere", 2, "/nowhere: No such file or directory"},
+        {"--application x --linkage y", 2, "--application: not together with --linkage"},
         {"--linkage /tmp", 2, "/tmp: Is a directory"},
         {"explain /tmp" + at + event, 2, "/tmp: Is a directory"},
         {"explain - </tmp" + at + event, 2, "<stdin>: Is a directory"},

@@ -122,7 +122,7 @@ private:
 
     tqDevSDK_SmartControl_DCLog_LanLinkCentStatis_S posted_{}; ///< The counters as posted last.
     UINT32 posts_ = 0;
-    UINT32 period_start_ = 0; ///< Of the next post.
+    UINT32 period_start_ = 0; ///< Of the next post; 0: the clock was not set then.
 };
 
 } // namespace tqgateway
