@@ -20,6 +20,7 @@ namespace tqgateway {
 namespace {
 
 constexpr std::size_t kMostSteps = 100'000'000;
+constexpr std::size_t kMostRetries = 10'000;
 constexpr std::size_t kMinutesOfDay = 1440;
 constexpr std::size_t kMinutesOfWeek = 7 * kMinutesOfDay;
 
@@ -39,10 +40,14 @@ constexpr std::size_t kWeekSteps = 10; ///< What it costs to compare two weeks.
 /// What is left of the steps that may be taken.
 class Steps {
 public:
+    explicit Steps(std::size_t most = kMostSteps) : left_(most) {}
+
     bool Take(std::size_t count = 1) {
         left_ -= std::min(left_, count);
         return left_ > 0;
     }
+
+    bool AreLeft() const { return left_ > 0; }
 
     /// Says so when they did not do.
     void Conclude(const char *what, Remarks &remarks) const {
@@ -54,7 +59,7 @@ public:
     }
 
 private:
-    std::size_t left_ = kMostSteps;
+    std::size_t left_;
 };
 
 // ---- When rules are active ----
@@ -342,7 +347,7 @@ public:
                 Follow(i);
             }
         }
-        steps_.Conclude("loops", remarks_);
+        (steps_.AreLeft() ? retries_ : steps_).Conclude("loops", remarks_);
     }
 
 private:
@@ -373,7 +378,7 @@ private:
         while (!path_.empty()) {
             Stop &stop = path_.back();
             if (stop.cause == stop.causes.size() || !steps_.Take()) {
-                seen_[stop.rule] = stop.again ? Seen::no : Seen::done;
+                seen_[stop.rule] = stop.again && retries_.Take() ? Seen::no : Seen::done;
                 path_.pop_back();
                 continue;
             }
@@ -487,6 +492,7 @@ private:
     const Surroundings &around_;
     Remarks &remarks_;
     Steps steps_;
+    Steps retries_{kMostRetries}; ///< Each follows all that a rule leads to once more.
     Timetable timetable_;
     std::unordered_map<std::string, std::vector<const Effect *>> effects_;
     std::unordered_map<std::string, std::vector<std::size_t>>
