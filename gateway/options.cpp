@@ -219,7 +219,10 @@ CLI::App *AddCheck(CLI::App &app, CheckOptions &check) {
 CLI::App &AddExplain(CLI::App &app, ExplainOptions &explain) {
     CLI::App *command =
         app.add_subcommand("explain", "Tell for each rule whether an event would fire it, or why not");
-    command->add_option("FILE", explain.file, "A rule value, as the platform sends it")->required();
+    command
+        ->add_option("FILE", explain.file,
+                     "A rule value, as the platform sends it; - is the standard input")
+        ->required();
     command->add_option("--event", explain.event, "The event: deviceId, domain, cmdId, channelNo and value")
         ->type_name("JSON")
         ->required();
@@ -401,7 +404,8 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
                        ->check(CheckSerial, "");
     app.add_option("--linkage", options.linkage,
                    "Carry out the rules that the hub takes; FILE has what a linkage line has")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->excludes(app.get_option("--application"));
     MqttOptions mqtt;
     AddMqtt(app, serial, mqtt);
 

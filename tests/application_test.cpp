@@ -160,9 +160,12 @@ TEST(Application, IsServedAsOnADevice) {
 }
 
 TEST(Application, LinesOfTheVirtualHubAreRefused) {
-    const Outcome outcome = RunMisuse("nothing", Joined({R"({"hub":{"ssid":"x"}})", R"({"report":"event","channel":1,"value":5})"}));
-    EXPECT_EQ(outcome.lines, (Lines{R"({"error":"hub: there is no virtual hub, --application has taken its place"})",
-                                    R"({"error":"report: there is no virtual hub, --application has taken its place"})"}));
+    Lines lines, refusals;
+    for (const char *key : {"hub", "report", "linkage", "event", "members", "done", "explain", "trace", "now", "advance"}) {
+        lines.push_back(R"({")" + std::string(key) + R"(":{}})");
+        refusals.push_back(R"({"error":")" + std::string(key) + R"(: there is no virtual hub, --application has taken its place"})");
+    }
+    EXPECT_EQ(RunMisuse("nothing", Joined(lines)).lines, refusals);
 }
 
 TEST(Application, TellsASlowCallbackWhileItRuns) {

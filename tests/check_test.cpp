@@ -84,6 +84,13 @@ std::string Switching(int id, int from, int to) {
                     kAction, R"({"domain":1,"cmdId":1,"deviceId":"E","channelNo":3,"params":{"value1":)" + std::to_string(to) + R"(},"delay":0})");
 }
 
+/// A rule on two days.
+std::string OnDays(const std::string &days, const std::string &rule) {
+    return Replaced(rule, R"("1","3","7")", '"' + days.substr(0, 1) + R"(",")" + days.substr(1) + '"');
+}
+
+std::string Later(const std::string &rule) { return Replaced(rule, R"("delay":0)", R"("delay":1)"); }
+
 std::string Conflict(const std::string &moment) {
     return "conflict $2/rule/actions/0/params: sends 8, 5, and at the same event rule 1 \"N\" ($) sends 8, 9, for example on " + moment +
            ": the device does both, one after the other";
@@ -293,7 +300,10 @@ const Row kRows[] = {
     {R"("name":"N")",
      "\"name\":\"a\tb\"",
      {R"(note: not JSON: syntax error while parsing value - invalid string: control character U+0009 (HT) must be escaped to \u0009 or \t; the module reads it all the same, others may not)"}},
-    {kValue, "\xef\xbb\xbf" + kValue, {}},
+    {kValue, "\xef\xbb\xbf\v" + kValue, {"note: not JSON: a byte order mark in front; the module reads it all the same, others may not"}},
+    {kValue,
+     "\x01" + kValue,
+     {"note: not JSON: syntax error while parsing value - invalid literal; the module reads it all the same, others may not"}},
     {kValue, kValue + " x", {"changed: more text behind the value: the device does not get it"}},
     {kValue, kValue + "\n\n", {}},
 
@@ -350,6 +360,20 @@ const Row kRows[] = {
     {kRule,
      Switching(1, 4, 5) + ',' + Replaced(Switching(2, 5, 4), R"("enable":1)", R"("enable":0)"),
      {"note $2/enable: disabled: the rule never fires"}},
+    // Each two are active together, but all three never are, not even with a delay in between; with two they are.
+    {kRule, OnDays("13", Switching(1, 4, 5)) + ',' + OnDays("15", Switching(2, 5, 6)) + ',' + OnDays("35", Switching(3, 6, 4)), {}},
+    {kRule, OnDays("13", Switching(1, 4, 5)) + ',' + OnDays("15", Later(Switching(2, 5, 6))) + ',' + OnDays("35", Switching(3, 6, 4)), {}},
+    {kRule,
+     OnDays("13", Switching(1, 4, 5)) + ',' + OnDays("15", Later(Switching(2, 5, 6))) + ',' + OnDays("35", Later(Switching(3, 6, 4))),
+     {"loop /0/status/2/rule/actions/0: makes an event happen that sets off rule 1 \"N\" ($), then rule 2 \"N\" ($2), and then this rule "
+      "again"}},
+    // The first and the third are, and the first sets off the third by itself, too.
+    {kRule,
+     OnDays("13", Switching(1, 4, 5)) + ',' + OnDays("15", Switching(2, 5, 6)) + ',' +
+         OnDays("35", Replaced(Switching(3, 6, 4), R"("events":[)", R"("events":[)" + Replaced(kEvent, R"("value":4)", R"("value":5)") + ',')),
+     {"loop /0/status/2/rule/actions/0: makes an event happen that sets off rule 1 \"N\" ($), and then this rule again",
+      "conflict /0/status/2/rule/actions/0/params: sends 4, and at the same event rule 2 \"N\" ($2) sends 6, for example on day 5 at 07:05: "
+      "the device does both, one after the other"}},
     // Never active together; but a delay brings them together.
     {kRule, Switching(1, 4, 5) + ',' + Replaced(Switching(2, 5, 4), R"(["1","3","7"])", R"(["5"])"), {}},
     {kRule,
@@ -487,7 +511,15 @@ TEST(Check, TakesLinesAndRecordings) {
     EXPECT_EQ(run("{\"session\":{}}\n{\"in\":" + shadow + bad + "}}\n{\"out\":" + shadow + bad + "}}\n", 1), "<stdin>:2:60" + finding);
     EXPECT_EQ(run("{\"status_pass\":true}\n" + shadow + "[}\n", 2),
               "tq_gateway: <stdin>:2:43: not JSON: syntax error while parsing value - unexpected '}'; expected '[', '{', or a literal\n");
-    EXPECT_EQ(run("# none\n", 2), "tq_gateway: <stdin>: no line gives the device rules\n");
+    // The lines behind one that cannot be read are checked, and all that the gateway takes can be.
+    EXPECT_EQ(run(shadow + "[}\n" + shadow + R"([{"channel":1e400,"status":[]}]})", 2),
+              "tq_gateway: <stdin>:1:43: not JSON: syntax error while parsing value - unexpected '}'; expected '[', '{', or a literal\n"
+              "<stdin>:2:54: changed /0/channel: inf is above 2147483647, the largest number that is read: the device holds 255, the rules of "
+              "another channel\n"
+              "<stdin>:2:58: note: not JSON: number overflow parsing '1e400'; the module reads it all the same, others may not\n");
+    for (const char *none : {"# none\n", "{\"status_pass\":true}\n", "{\"out\":{}}"}) {
+        EXPECT_EQ(run(none, 2), "tq_gateway: <stdin>: no line gives the device rules\n");
+    }
 }
 
 TEST(Check, ExitCodeTellsTheWorst) {
@@ -502,6 +534,7 @@ TEST(Check, ExitCodeTellsTheWorst) {
         {"/nowhere " + bad, 2},
         {"/", 2},
         {"", 2},
+        {"- -", 2},
         {"--no-such-option " + good, 2},
         {"--linkage /nowhere " + good, 2},
         {"--linkage " + options.File("l1", Replaced(kLinkage, "any", "some")) + ' ' + good, 2},
@@ -517,6 +550,9 @@ TEST(Check, ExitCodeTellsTheWorst) {
     for (const auto &[arguments, code] : rows) {
         EXPECT_EQ(RunGateway("check " + arguments + " 2>/dev/null", "").code, code) << arguments;
     }
+    const std::string odd = options.File("\033[31m", "[]");
+    EXPECT_EQ(Joined(RunGateway("check '" + odd + "'", "").lines),
+              odd.substr(0, odd.rfind('/')) + "/\\u001b[31m:1:1: refused: no unit is left in it: the whole value is refused\n");
     EXPECT_EQ(RunGateway("--module /nowhere check " + good + " 2>&1", "").code, 2);
     const Outcome outcome = RunGateway("--module " TQ_REFUSING_MODULE " check " + good + " 2>&1", "");
     EXPECT_EQ(outcome.code, 3);

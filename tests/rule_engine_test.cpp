@@ -115,6 +115,39 @@ Fri 20 Nov 23:30:00  rule 1 "Other" misses: it does not name A
 )");
 }
 
+// Only explain has the rule itself at hand; a trace has its id, which names none of two.
+TEST(RuleEngine, RulesThatShareAnIdAreNotMixedUp) {
+    const std::string lines = R"({"linkage":)" + kLinkage + "}\n" + R"({"now":"2026-11-20T23:30"})" + '\n' + R"({"hub":{"rules":)" +
+                              RuleValue({RuleText(1, "first", kEveryDay, "B", 0), RuleText(1, "second", kEveryDay, "A", 0)}) + "}}\n" +
+                              R"({"explain":)" + kEvent + "}\n" + R"({"event":)" + kEvent + "}\n";
+    Lines texts;
+    for (const std::string &line : RunGateway("--text --no-time", lines).lines) {
+        if (Contains(line, "  rule 1 ")) {
+            texts.push_back(line);
+        }
+    }
+    texts.resize(3);
+    EXPECT_EQ(texts, (Lines{R"(Fri 20 Nov 23:30:00  rule 1 "second" fires: event 1 has value 1)",
+                            R"(Fri 20 Nov 23:30:00  rule 1 "first" misses: it does not name A)",
+                            R"(Fri 20 Nov 23:30:00  rule 1 fired: event 1 has value 1)"}));
+}
+
+TEST(RuleEngine, StatisticsBeginBeforeTheyEnd) {
+    const std::string post = R"({"report":"dclog","from":"linkage"})" "\n";
+    const auto now = [](const std::string &day) { return R"({"now":)" + day + "}\n"; };
+    const std::string lines = R"({"linkage":)" + kLinkage + "}\n" + now(R"("1970-01-03T00:00")") + R"({"advance":"1d"})" + '\n' +
+                              now(R"("1970-01-02T00:00")") + post + now("null") + post + now(R"("1970-01-02T00:00")") + post;
+    Lines periods;
+    for (const std::string &line : RunGateway("--json", lines).lines) {
+        if (Contains(line, R"("dclog":)")) {
+            periods.push_back(line.substr(line.find("uiStart"), line.find(R"(,"acDevId")") - line.find("uiStart")));
+        }
+    }
+    EXPECT_EQ(periods, (Lines{R"(uiStartTime_sec":86400,"uiStartTime_usec":0,"uiEndTime_sec":86400,"uiEndTime_usec":0)",
+                              R"(uiStartTime_sec":0,"uiStartTime_usec":0,"uiEndTime_sec":0,"uiEndTime_usec":0)",
+                              R"(uiStartTime_sec":86400,"uiStartTime_usec":0,"uiEndTime_sec":86400,"uiEndTime_usec":0)"}));
+}
+
 TEST(RuleEngine, OptionsAreRefusedWithTheirReason) {
     const Folder folder;
     std::ofstream(folder.Path("rules")) << RuleValue({RuleText(1, "x", kEveryDay, "A", 0)});
@@ -130,6 +163,14 @@ TEST(RuleEngine, OptionsAreRefusedWithTheirReason) {
     } rows[] = {
         {"--linkage " + folder.Path("unknown"), 2, folder.Path("unknown") + ": delay: unknown field"},
         {"--linkage /nowhere", 2, "/nowhere: No such file or directory"},
+        {"--application x --linkage y", 2, "--application: not together with --linkage"},
+        {"--linkage /tmp", 2, "/tmp: Is a directory"},
+        {"explain /tmp" + at + event, 2, "/tmp: Is a directory"},
+        {"explain - </tmp" + at + event, 2, "<stdin>: Is a directory"},
+        {"explain - <" + folder.Path("rules") + at + event, 0, "rule 1 \"x\" fires"},
+        {rules + at + event + " --linkage /tmp", 2, "/tmp: Is a directory"},
+        {"check --devices /tmp " + folder.Path("rules"), 2, "/tmp: Is a directory"},
+        {"check /tmp", 2, "/tmp: Is a directory"},
         {rules + at, 2, "--event is missing"},
         {rules + event, 2, "--at is missing"},
         {rules + event + " --at 2027-02-29T00:00", 2, "--at: expected a time of the years 1970 to 2099"},
@@ -137,11 +178,13 @@ TEST(RuleEngine, OptionsAreRefusedWithTheirReason) {
         {rules + at + " --event '{'", 2, "--event: not JSON"},
         {rules + at + event + " --linkage " + folder.Path("unknown"), 2, folder.Path("unknown") + ": delay: unknown field"},
         {"explain /nowhere" + at + event, 2, "/nowhere: No such file or directory"},
-        {"explain " + folder.Path("unit") + at + event, 1, folder.Path("unit") + ": the module refuses these rules"},
+        {rules + at + event + " >/dev/full", 1, "standard output: No space left on device"},
+        {"explain " + folder.Path("unit") + at + event, 1,
+         folder.Path("unit") + ": these rules are refused\n" + folder.Path("unit") + ":1:2: refused /0: \"channel\" is missing"},
         {"--text " + rules + at + event, 2, "explain: not together with --text"},
     };
     for (const auto &row : rows) {
-        const Outcome outcome = RunGateway(row.arguments + " 2>&1", "");
+        const Outcome outcome = RunGateway("2>&1 " + row.arguments, "");
         EXPECT_EQ(outcome.code, row.code) << row.arguments;
         EXPECT_TRUE(Contains(Joined(outcome.lines), row.said)) << row.arguments << '\n' << Joined(outcome.lines);
     }

@@ -6,40 +6,24 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iostream>
-#include <iterator>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 
 #include <nlohmann/json.hpp>
 
 #include "check/tree.h"
+#include "input/read_file.h"
+#include "lines/lines.h"
 #include "module.h"
 #include "options.h"
+#include "output/printable.h"
 #include "process.h"
 #include "rules/rules.h"
 #include "tqdev_host.h"
 
 namespace tqgateway {
 namespace {
-
-/// The contents of a file. Throws std::invalid_argument.
-std::string ReadFile(const std::string &file) {
-    std::ifstream stream;
-    if (file != "-") {
-        stream.open(file);
-    }
-    std::istream &input = file == "-" ? std::cin : stream;
-    try {
-        std::string text{std::istreambuf_iterator<char>(input), {}};
-        if (stream) {
-            return text;
-        }
-    } catch (const std::ios_base::failure &) { // of a folder, for instance
-    }
-    throw std::invalid_argument(file + ": " + strerror(errno));
-}
 
 // ---- The module ----
 
@@ -62,13 +46,9 @@ public:
     Device(const Device &) = delete;
     Device &operator=(const Device &) = delete;
 
-    Outcome Give(std::string text) const {
-        tqDevSDK_Shadow_value_t value{};
-        value.type = shd_data_type_array;
-        value.length = static_cast<int32_t>(text.size());
-        value.value = text.data();
-        tqDevSDK_Shadow_ParseSync_Param_S param{};
-        const int result = service_->parse_sync(&value, &param);
+    /// Has the host deliver a value, as the cloud's values are.
+    Outcome Give(const std::string &text) const {
+        const int result = tqhost::ShadowDesire(kRulesKey, text).value();
         return {result, result == 0 ? Written() : std::nullopt};
     }
 
@@ -79,7 +59,7 @@ private:
     }
 
     static int Answer(tqDevSDK_SmartControl_runtime_info *info) {
-        info->data = reinterpret_cast<char *>(g_rules.release());
+        info->data = reinterpret_cast<char *>(CopyRules(*g_rules).release());
         return 0;
     }
 
@@ -111,6 +91,25 @@ struct RuleValue {
     bool verbatim;            ///< The file has it as it is, not as a text within a line.
 };
 
+std::vector<std::string> LinesOf(const std::string &text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+/// Whether an object is a line of the gateway or of a recording.
+bool IsLine(const cJSON *object) {
+    const auto has = [&](const char *key) {
+        return cJSON_GetObjectItemCaseSensitive(object, key) != nullptr;
+    };
+    const Rows<LineKind> kinds = LineKinds();
+    return has("session") || has("in") || has("out") ||
+           std::any_of(kinds.begin(), kinds.end(), [&](const LineKind &kind) { return has(kind.key); });
+}
+
 /// Whether a file holds lines of the gateway or a recording, not a rule value.
 bool HoldsLines(const std::string &text) {
     const std::size_t begin = text.find_first_not_of(" \t\r\n");
@@ -118,10 +117,15 @@ bool HoldsLines(const std::string &text) {
         return true;
     }
     const ParsedText first = ParseText(text);
-    const cJSON *const tree = first.tree.get();
-    return cJSON_IsObject(tree) != 0 &&
-           (first.more != std::string::npos || cJSON_HasObjectItem(tree, "shadow") != 0 ||
-            cJSON_HasObjectItem(tree, "in") != 0);
+    if (first.tree != nullptr) {
+        return cJSON_IsObject(first.tree.get()) != 0 &&
+               (first.more != std::string::npos || IsLine(first.tree.get()));
+    }
+    // The first line may be a broken one.
+    const std::vector<std::string> lines = LinesOf(text);
+    return std::any_of(lines.begin(), lines.end(), [](const std::string &line) {
+        return line[0] == '{' && IsLine(ParseText(line).tree.get());
+    });
 }
 
 /// The value of a line that gives the device rules; none for any other line.
@@ -133,23 +137,40 @@ const cJSON *ShadowValue(const cJSON *line) {
     return is_rules ? cJSON_GetObjectItemCaseSensitive(given, "value") : nullptr;
 }
 
-/// The rule values of lines. Throws LineError, with the place, for a line that cannot be read and might hold
-/// one.
-std::vector<RuleValue> ValuesInLines(const std::string &text) {
+/// Where and why the gateway would not take a line; empty when it would.
+std::string Unreadable(const std::string &line, const ParsedText &parsed) {
+    try {
+        ParseJson(line);
+        if (parsed.tree != nullptr) {
+            return {};
+        }
+    } catch (const LineError &error) {
+        if (parsed.tree != nullptr) {
+            return std::string("1: ") + error.what();
+        }
+    }
+    const SyntaxFault fault = FindFault(line, parsed).value();
+    return std::to_string(fault.offset + 1) + ": not JSON: " + fault.text;
+}
+
+/// What a file has for the device.
+struct Found {
     std::vector<RuleValue> values;
+    std::vector<std::string> unreadable; ///< Lines that might have some: where and why.
+};
+
+Found FindInLines(const std::string &text) {
+    Found found;
     std::size_t number = 0;
-    for (std::size_t begin = 0; begin < text.size();) {
-        const std::size_t end = std::min(text.find('\n', begin), text.size());
-        const std::string line = text.substr(begin, end - begin);
-        begin = end + 1;
+    for (const std::string &line : LinesOf(text)) {
         ++number;
         if (line.find(kRulesKey) == std::string::npos || line[0] == '#') {
             continue;
         }
         const ParsedText parsed = ParseText(line);
-        if (const std::optional<SyntaxFault> fault = FindFault(line, parsed)) {
-            throw LineError(std::to_string(number) + ':' + std::to_string(fault->offset + 1) +
-                            ": not JSON: " + fault->text);
+        if (const std::string reason = Unreadable(line, parsed); !reason.empty()) {
+            found.unreadable.push_back(std::to_string(number) + ':' + reason);
+            continue;
         }
         const cJSON *const value = ShadowValue(parsed.tree.get());
         if (value == nullptr) {
@@ -158,17 +179,17 @@ std::vector<RuleValue> ValuesInLines(const std::string &text) {
         VisitPlaces(line, parsed, [&](const cJSON *node, const Place &place, const std::string &) {
             if (node == value) {
                 const bool is_text = cJSON_IsString(value) != 0;
-                values.push_back(
+                found.values.push_back(
                     {is_text ? value->valuestring : line.substr(place.begin, place.end - place.begin), number,
                      place.begin + 1, !is_text});
             }
         });
     }
-    return values;
+    return found;
 }
 
-std::vector<RuleValue> ValuesIn(const std::string &text) {
-    return HoldsLines(text) ? ValuesInLines(text) : std::vector<RuleValue>{{text, 1, 1, true}};
+Found FindRules(const std::string &text) {
+    return HoldsLines(text) ? FindInLines(text) : Found{{{text, 1, 1, true}}, {}};
 }
 
 // ---- Findings ----
@@ -180,14 +201,6 @@ Finding InFile(Finding finding, const RuleValue &value) {
                                          : finding.column;
     finding.line = value.verbatim ? finding.line + value.line - 1 : value.line;
     return finding;
-}
-
-/// As compilers say it.
-std::string ToText(const Finding &finding) {
-    // Without what a terminal would not show, and without the quotation marks.
-    const std::string pointer = Dump(finding.pointer);
-    return std::to_string(finding.line) + ':' + std::to_string(finding.column) + ": " + Name(finding.what) +
-           (finding.pointer.empty() ? "" : ' ' + pointer.substr(1, pointer.size() - 2)) + ": " + finding.text;
 }
 
 class Check {
@@ -222,19 +235,20 @@ public:
 
 private:
     int CheckFile(const std::string &file) {
-        const std::string name = file == "-" ? "<stdin>" : file;
+        const std::string name = ShownName(file);
         try {
-            const std::vector<RuleValue> values = ValuesIn(ReadFile(file));
-            if (values.empty()) {
+            const Found found = FindRules(ReadRulesFile(file));
+            if (found.values.empty() && found.unreadable.empty()) {
                 throw std::invalid_argument(name + ": no line gives the device rules");
             }
-            int code = EXIT_SUCCESS;
-            for (const RuleValue &value : values) {
+            for (const std::string &reason : found.unreadable) {
+                Say(name + ':' + reason);
+            }
+            int code = found.unreadable.empty() ? EXIT_SUCCESS : kExitUsage;
+            for (const RuleValue &value : found.values) {
                 code = std::max(code, CheckValue(value, name));
             }
             return code;
-        } catch (const LineError &error) {
-            Say(name + ':' + error.what());
         } catch (const std::invalid_argument &error) {
             Say(error.what());
         }
@@ -267,7 +281,7 @@ private:
             json.update(ToJson(finding));
             line = Dump(json);
         } else {
-            line = file + ':' + ToText(finding);
+            line = ToText(finding, file);
         }
         puts(line.c_str());
     }
@@ -281,6 +295,9 @@ private:
 
 int RunCheck(const CheckOptions &options) {
     try {
+        if (std::count(options.files.begin(), options.files.end(), kStandardInput) > 1) {
+            throw std::invalid_argument("-: the standard input can be read once only");
+        }
         const int code = Check(options).Run();
         if (fflush(stdout) == 0) {
             return code;
@@ -291,6 +308,14 @@ int RunCheck(const CheckOptions &options) {
         Say(error.what());
         return kExitUsage;
     }
+}
+
+std::string ToText(const Finding &finding, const std::string &file) {
+    // Without what a terminal would not show, and without the quotation marks.
+    const std::string pointer = Dump(finding.pointer);
+    return Printable(file) + ':' + std::to_string(finding.line) + ':' + std::to_string(finding.column) + ": " +
+           Name(finding.what) +
+           (finding.pointer.empty() ? "" : ' ' + pointer.substr(1, pointer.size() - 2)) + ": " + finding.text;
 }
 
 Json ToJson(const Finding &finding) {

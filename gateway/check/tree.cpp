@@ -9,6 +9,7 @@
 #include <cctype>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 
 #include <nlohmann/json.hpp>
 
@@ -16,6 +17,12 @@
 
 namespace tqgateway {
 namespace {
+
+constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+
+bool HasByteOrderMark(const std::string &text) {
+    return text.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0;
+}
 
 /// A reader that keeps to the standard, but for the levels that it takes: those of the module's reader.
 class StrictReader : public Json::json_sax_t {
@@ -73,8 +80,7 @@ public:
     Walk(const std::string &text, const Visit &visit) : text_(text), visit_(visit) {}
 
     void Start(const cJSON *root) {
-        constexpr const char *kByteOrderMark = "\xef\xbb\xbf";
-        at_ = text_.compare(0, 3, kByteOrderMark) == 0 ? 3 : 0;
+        at_ = HasByteOrderMark(text_) ? kByteOrderMark.size() : 0;
         SkipBlanks();
         Value(root, at_, false);
     }
@@ -186,6 +192,9 @@ ParsedText ParseText(const std::string &text) {
 
 std::optional<SyntaxFault> FindFault(const std::string &text, const ParsedText &parsed) {
     const bool taken = parsed.tree != nullptr;
+    if (taken && HasByteOrderMark(text)) {
+        return SyntaxFault{0, "a byte order mark in front"};
+    }
     auto fault = StrictReader().Read(text.c_str(), taken ? parsed.end : strlen(text.c_str()));
     if (taken) {
         return fault;

@@ -17,6 +17,13 @@
 namespace tqgateway {
 namespace {
 
+/// Refuses a line that acts for the virtual hub where there is none.
+void NeedVirtualHub(const Parts &parts, const char *key) {
+    if (parts.module.application != nullptr) {
+        throw LineError(std::string(key) + ": there is no virtual hub, --application has taken its place");
+    }
+}
+
 /// What the row of a kind knows, wherever the kind is; for the functions above the rows.
 std::vector<std::string> KnownNames(const char *key);
 
@@ -284,15 +291,7 @@ std::optional<int> Link(const Parts &parts, ObjectReader &line) {
 
 // ---- The device. ----
 
-/// Refuses a line that acts for the virtual hub where there is none.
-void NeedVirtualHub(const Parts &parts, const char *key) {
-    if (parts.module.application != nullptr) {
-        throw LineError(std::string(key) + ": there is no virtual hub, --application has taken its place");
-    }
-}
-
 std::optional<int> HubChange(const Parts &parts, ObjectReader &line) {
-    NeedVirtualHub(parts, "hub");
     const ObjectReader changes = line.Inner("hub");
     line.Done();
     parts.hub.Change(changes);
@@ -300,7 +299,6 @@ std::optional<int> HubChange(const Parts &parts, ObjectReader &line) {
 }
 
 std::optional<int> SendReport(const Parts &parts, ObjectReader &line) {
-    NeedVirtualHub(parts, "report");
     if (line.Find("from") != nullptr) {
         return ReportStatistics(parts, line);
     }
@@ -619,9 +617,9 @@ constexpr LineKind kLineKinds[] = {
     {"status_reset", StatusReset, "host", "module", "status reset ",
      "The status-report service resets an item.", kStatusResetFields, kStatusResetSamples, nullptr, nullptr},
     {"report", SendReport, "device", "module", "report ", "The device application reports.", kReportFields,
-     kReportSamples, ReportNames, nullptr},
+     kReportSamples, ReportNames, nullptr, true},
     {"hub", HubChange, "you", "device", "change", "You change the virtual hub.", kHubFields, kHubSamples,
-     nullptr, nullptr},
+     nullptr, nullptr, true},
     {"host", Host, "you", "host", "change", "You change the host.", kHostFields, kHostSamples, nullptr,
      nullptr},
     {"show", Show, "you", "gateway", "show ", "You ask how something is.", kShowFields, kShowSamples,
@@ -630,22 +628,22 @@ constexpr LineKind kLineKinds[] = {
      kLinkSamples, nullptr, nullptr},
     {"linkage", Linkage, "you", "device", "linkage ",
      "You have the virtual hub carry out its rules: the configuration of the linkage engine.", kLinkageFields,
-     kLinkageSamples, nullptr, nullptr},
+     kLinkageSamples, nullptr, nullptr, true},
     {"event", Event, "home", "device", "event ", "Something happens in the home, which may fire rules.",
-     kEventFields, kEventSamples, nullptr, nullptr},
+     kEventFields, kEventSamples, nullptr, nullptr, true},
     {"members", Members, "home", "device", "members ", "Members of the home can be reached, or cannot.",
-     kMembersFields, kMembersSamples, nullptr, nullptr},
+     kMembersFields, kMembersSamples, nullptr, nullptr, true},
     {"done", Done, "home", "device", "done ", "An action ends that runs.", kDoneFields, kDoneSamples, nullptr,
-     nullptr},
+     nullptr, true},
     {"explain", Explain, "you", "device", "explain ", "You ask what an event would do to each rule.",
-     kExplainFields, kExplainSamples, nullptr, nullptr},
+     kExplainFields, kExplainSamples, nullptr, nullptr, true},
     {"trace", Trace, "you", "device", "trace ", "You ask for the lines of a trace once more.", kTraceFields,
-     kTraceSamples, TraceNames, nullptr},
+     kTraceSamples, TraceNames, nullptr, true},
     {"now", Now, "you", "clock", "now ", "You set the local time.", kNowFields, kNowSamples, nullptr,
-     nullptr},
+     nullptr, true},
     {"advance", Advance, "you", "clock", "advance ",
      "You move the time, which stops wherever something is due.", kAdvanceFields, kAdvanceSamples, nullptr,
-     nullptr},
+     nullptr, true},
 };
 
 std::vector<std::string> KnownNames(const char *key) {
@@ -689,6 +687,9 @@ std::optional<int> CarryOut(const Parts &parts, const Json &line, const std::str
     if (kind == nullptr) {
         const std::string first = line.empty() ? "" : line.begin().key();
         throw LineError("no known key: " + Expected(first, known));
+    }
+    if (kind->needs_hub) {
+        NeedVirtualHub(parts, kind->key);
     }
     return kind->carry_out(parts, reader);
 }

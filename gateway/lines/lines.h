@@ -58,6 +58,8 @@ struct LineKind {
     std::vector<std::string> (*names)();
 
     const char *second; ///< The member that a short form's second word is for; null for none.
+
+    bool needs_hub = false; ///< Acts for the virtual hub, and is refused where there is none.
 };
 
 Rows<LineKind> LineKinds();

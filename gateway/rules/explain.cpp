@@ -2,11 +2,8 @@
 // A session of four lines: the configuration, the time, the rules, the question.
 #include "rules/explain.h"
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <vector>
 
@@ -14,24 +11,23 @@
 
 #include <nlohmann/json.hpp>
 
+#include "check/command.h"
 #include "gateway.h"
+#include "input/read_file.h"
 #include "output/timeline.h"
 #include "process.h"
 #include "rules/linkage_config.h"
 #include "rules/rules.h"
-#include "tqdev_debug.h"
 
 namespace tqgateway {
 namespace {
 
-/// Keeps what is said of rules, and why they were refused.
+/// Keeps what is said of rules, and whether they were refused.
 class Answers : public Sink {
 public:
     void Show(const Json &line, Moment) override {
         if (line.contains("linkage")) {
             verdicts.push_back(line);
-        } else if (line.contains("log")) {
-            log.push_back(AsText(line["text"]));
         } else if (line.contains("result") && !line["result"].is_null()) {
             refused = line["result"] != 0;
         }
@@ -40,18 +36,8 @@ public:
     void Heading(const std::string &) override {}
 
     std::vector<Json> verdicts;
-    std::vector<std::string> log;
     bool refused = false;
 };
-
-std::string ReadFile(const std::string &file) {
-    std::ifstream stream(file);
-    std::string text{std::istreambuf_iterator<char>(stream), {}};
-    if (!stream) {
-        throw std::invalid_argument(file + ": " + strerror(errno));
-    }
-    return text;
-}
 
 /// What most platforms mean.
 Json UsualLinkage() {
@@ -77,26 +63,28 @@ void CheckTime(const std::string &text) {
     }
 }
 
-/// What the lines of a session say; the rules are to be known. Throws std::runtime_error when the module
-/// refuses them.
+std::string WhyRefused(const std::string &file, const std::string &rules) {
+    std::string why;
+    for (const Finding &finding : CheckRules(rules)) {
+        why += '\n' + ToText(finding, file);
+    }
+    return file + ": these rules are refused" + why;
+}
+
+/// What the lines of a session say; the rules are to be known. Throws std::runtime_error when they
+/// are refused.
 std::vector<Json> Ask(const Module &module, StdoutCapture &captured, const ExplainOptions &options,
                       const Json &linkage, const std::string &rules, const Json &event) {
     Answers answers;
     Output output(captured, {&answers});
     Session session;
-    session.log = LOG_ERROR;
     Gateway gateway(module, output, session);
     const auto take = [&gateway](const Json &line) { gateway.Take(Dump(line)); };
     take({{"linkage", linkage}});
     take({{"now", options.at}});
-    answers.log.clear();
     take({{"shadow", "InterconnectionRule"}, {"value", rules}});
     if (answers.refused) {
-        std::string why = options.file + ": the module refuses these rules";
-        for (const std::string &line : answers.log) {
-            why += "\n  " + line;
-        }
-        throw std::runtime_error(why);
+        throw std::runtime_error(WhyRefused(ShownName(options.file), rules));
     }
     answers.verdicts.clear();
     take({{"explain", event}});
@@ -104,7 +92,7 @@ std::vector<Json> Ask(const Module &module, StdoutCapture &captured, const Expla
 }
 
 void ShowAll(const std::vector<Json> &lines, const ExplainOptions &options, int fd) {
-    LineWriter writer(fd, RequestStop);
+    LineWriter writer(fd, [] {}); // an error is looked for at the end
     const auto write = [&writer](std::string line) { writer.Write(std::move(line)); };
     const bool terminal = isatty(fd) != 0;
     const auto shown = options.json ? MakeJsonLines(write, false)
@@ -124,7 +112,8 @@ int Explain(const ExplainOptions &options, const Module &module) {
     const Json event = ReadEventOption(options.event);
     const Json linkage = options.linkage.empty() ? UsualLinkage() : ReadLinkageFile(options.linkage);
     StdoutCapture captured;
-    const std::vector<Json> verdicts = Ask(module, captured, options, linkage, ReadFile(options.file), event);
+    const std::vector<Json> verdicts =
+        Ask(module, captured, options, linkage, ReadRulesFile(options.file), event);
     if (options.linkage.empty()) {
         Say("taken for granted: day 1 is Monday, condition 0 is any, 1 is all; --linkage FILE says "
             "otherwise");

@@ -10,7 +10,7 @@
 namespace tqgateway {
 
 struct ExplainOptions {
-    std::string file; ///< A rule value, as the platform sends it.
+    std::string file; ///< A rule value, as the platform sends it; "-" is the standard input.
     std::string event;
     std::string at;
     std::string linkage; ///< File of the engine's configuration; empty: a usual one, which is said.

@@ -2,16 +2,14 @@
 // The configuration: one line for each member.
 #include "rules/linkage_config.h"
 
-#include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <regex>
 #include <stdexcept>
 
 #include <nlohmann/json.hpp>
 
+#include "input/read_file.h"
 #include "lines/names.h"
 
 namespace tqgateway {
@@ -124,10 +122,9 @@ int ReadResult(const Json &value, const std::string &path) {
 }
 
 Json ReadLinkageFile(const std::string &file) {
-    std::ifstream stream(file);
-    const std::string text{std::istreambuf_iterator<char>(stream), {}};
-    if (!stream || text.empty()) {
-        throw std::invalid_argument(file + ": " + (stream ? "is empty" : strerror(errno)));
+    const std::string text = ReadFile(file);
+    if (text.empty()) {
+        throw std::invalid_argument(file + ": is empty");
     }
     try {
         Json config = ParseJson(text);

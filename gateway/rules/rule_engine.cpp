@@ -110,8 +110,13 @@ bool RuleEngine::Take(SharedRules rules) {
     }
     rules_ = std::move(rules);
     names_.clear();
-    ForEachRule(*rules_,
-                [this](const Rule &rule) { names_.emplace(rule.uiRuleId, FieldText(rule.acRuleName)); });
+    ForEachRule(*rules_, [this](const Rule &rule) {
+        const std::string name = FieldText(rule.acRuleName);
+        const auto [same_id, added] = names_.emplace(rule.uiRuleId, name);
+        if (!added && same_id->second != name) {
+            same_id->second = std::nullopt;
+        }
+    });
     if (engine_) {
         ShowNew();
         ShowRules();
@@ -173,8 +178,10 @@ void RuleEngine::Done(std::uint64_t token, int result) {
 }
 
 void RuleEngine::SetTime(std::optional<CivilTime> civil) {
-    if (!clock_.IsVirtual()) {
-        period_start_ = static_cast<UINT32>(civil.value_or(0)); // a period does not begin in another time
+    const auto now = static_cast<UINT32>(civil.value_or(0));
+    const bool was_set = period_start_ != 0;
+    if (!clock_.IsVirtual() || !was_set || now < period_start_) {
+        period_start_ = now; // a period begins neither in another time nor behind its end
     }
     clock_.Set(civil);
     CarryOutDue();
@@ -185,8 +192,10 @@ void RuleEngine::Advance(std::uint64_t ms) {
     if (now.civil && *now.civil + static_cast<CivilTime>(ms / 1000) > kLastCivil) {
         throw LineError("advance: expected not to pass " + CivilText(kLastCivil));
     }
-    const std::uint64_t end = now.mono_ms + ms;
-    clock_.MoveTo(now.mono_ms);
+    if (!clock_.IsVirtual()) {
+        SetTime(now.civil); // from here on it stands still
+    }
+    const std::uint64_t end = clock_.Now().mono_ms + ms;
     CarryOutDue();
     for (;;) {
         const std::uint64_t deadline = tqDevSDK_Linkage_Deadline(engine_.get());

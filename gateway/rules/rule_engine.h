@@ -96,10 +96,13 @@ private:
     bool ShowNew(const tqDevSDK_Linkage_Effect_S *run = nullptr);
     void ShowRules() const;
     void ShowNearMisses(const RuleEvent &event) const;
-    std::vector<Json> Verdicts(const RuleEvent &event, std::uint64_t token, const char *path) const;
+    enum class Whose { device, all }; ///< Rules that name the event's device, or all.
+    std::vector<Json> Verdicts(const RuleEvent &event, std::uint64_t token, const char *path,
+                               Whose whose) const;
     Json OtherDevice(const tqDevSDK_SmartControl_ConfigRules_RuleUnit &rule, const RuleEvent &event) const;
-    std::string TextOf(const tqDevSDK_Linkage_Trace_S &entry) const;
-    std::string NameOf(UINT32 rule) const;
+    std::string EngineText(const tqDevSDK_Linkage_Trace_S &entry) const;
+    std::string TextOf(const tqDevSDK_Linkage_Trace_S &entry, const std::optional<std::string> &name) const;
+    std::optional<std::string> NameOf(UINT32 rule) const;
     Json Show(const Json &line) const;
 
     const Module module_;
@@ -107,8 +110,8 @@ private:
     FileDescriptor timer_;
     Clock clock_;
     SharedRules rules_;
-    std::unordered_map<UINT32, std::string> names_; ///< Of the rules, by id.
-    std::set<std::string> members_;                 ///< Those that can be reached.
+    std::unordered_map<UINT32, std::optional<std::string>> names_; ///< By id; none where rules share it.
+    std::set<std::string> members_;                                ///< Those that can be reached.
 
     std::optional<LinkageConfig> config_; ///< Nothing: there is no engine.
     LinkageEngine engine_;
@@ -119,7 +122,7 @@ private:
 
     tqDevSDK_SmartControl_DCLog_LanLinkCentStatis_S posted_{}; ///< The counters as posted last.
     UINT32 posts_ = 0;
-    UINT32 period_start_ = 0; ///< Of the next post.
+    UINT32 period_start_ = 0; ///< Of the next post; 0: the clock was not set then.
 };
 
 } // namespace tqgateway

@@ -65,7 +65,8 @@ bool RuleEngine::ShowNew(const tqDevSDK_Linkage_Effect_S *run) {
               {"text", std::to_string(lost) + " entries did not fit into the traces: fired_max, held_max"}});
     }
     for (const auto &[entry, ring] : entries) {
-        Json line = TraceLine(entry, NameOf(entry.uiRuleId), TextOf(entry));
+        const std::optional<std::string> name = NameOf(entry.uiRuleId);
+        Json line = TraceLine(entry, name.value_or(""), TextOf(entry, name));
         if (run != nullptr && entry.ucVerdict == TQDEVSDK_LINKAGE_VERDICT_RUN) {
             line["token"] = handed_out_;
             line["stAction"] = ActionJson(run->unWhat.stAction);
@@ -95,8 +96,9 @@ void RuleEngine::ShowTrace(int ring) {
     }
 }
 
-/// The verdicts on the rules that name the event's device.
-std::vector<Json> RuleEngine::Verdicts(const RuleEvent &event, std::uint64_t token, const char *path) const {
+/// What the event would do to rules, in the order of the set.
+std::vector<Json> RuleEngine::Verdicts(const RuleEvent &event, std::uint64_t token, const char *path,
+                                       Whose whose) const {
     const auto now = Now();
     const int num = tqDevSDK_Linkage_Explain(engine_.get(), &event, token, &now, nullptr, 0);
     if (num < 0) {
@@ -105,16 +107,26 @@ std::vector<Json> RuleEngine::Verdicts(const RuleEvent &event, std::uint64_t tok
     std::vector<Trace> entries(static_cast<std::size_t>(num));
     tqDevSDK_Linkage_Explain(engine_.get(), &event, token, &now, entries.data(), static_cast<UINT32>(num));
     std::vector<Json> lines;
-    lines.reserve(entries.size());
-    for (const Trace &entry : entries) {
-        lines.push_back(ExplainLine(entry, NameOf(entry.uiRuleId), TextOf(entry)));
+    if (!rules_) {
+        return lines;
     }
+    const std::string device = FieldText(event.acDevId);
+    // There is an entry for each rule that names the device. The id alone would not tell rules that share it.
+    ForEachRule(*rules_, [&, entry = entries.begin()](const Rule &rule) mutable {
+        if (Names(rule, device)) {
+            const std::string name = FieldText(rule.acRuleName);
+            lines.push_back(ExplainLine(*entry, name, TextOf(*entry, name)));
+            ++entry;
+        } else if (whose == Whose::all) {
+            lines.push_back(OtherDevice(rule, event));
+        }
+    });
     return lines;
 }
 
 /// What comes near to an event that no rule names.
 void RuleEngine::ShowNearMisses(const RuleEvent &event) const {
-    const std::vector<Json> lines = Verdicts(event, 0, "event");
+    const std::vector<Json> lines = Verdicts(event, 0, "event", Whose::device);
     for (const Json &line : lines) {
         Show(line);
     }
@@ -124,7 +136,7 @@ void RuleEngine::ShowNearMisses(const RuleEvent &event) const {
 }
 
 Json RuleEngine::OtherDevice(const Rule &rule, const RuleEvent &event) const {
-    const std::string name = NameOf(rule.uiRuleId);
+    const std::string name = FieldText(rule.acRuleName);
     const std::string got = FieldText(event.acDevId);
     Json line = {{"linkage", "misses"},
                  {"rule", rule.uiRuleId},
@@ -138,14 +150,8 @@ Json RuleEngine::OtherDevice(const Rule &rule, const RuleEvent &event) const {
 
 void RuleEngine::Explain(const RuleEvent &event, std::uint64_t token) {
     Require("explain");
-    const std::vector<Json> named = Verdicts(event, EngineToken(token, "explain.token"), "explain");
-    std::vector<Json> lines;
-    if (rules_) {
-        const std::string device = FieldText(event.acDevId);
-        ForEachRule(*rules_, [&, next = named.begin()](const Rule &rule) mutable {
-            lines.push_back(Names(rule, device) ? *next++ : OtherDevice(rule, event));
-        });
-    }
+    std::vector<Json> lines =
+        Verdicts(event, EngineToken(token, "explain.token"), "explain", Whose::all);
     std::stable_sort(lines.begin(), lines.end(), ComesBefore);
     for (const Json &line : lines) {
         Show(line);
@@ -155,16 +161,27 @@ void RuleEngine::Explain(const RuleEvent &event, std::uint64_t token) {
     }
 }
 
-std::string RuleEngine::TextOf(const Trace &entry) const {
+std::string RuleEngine::EngineText(const Trace &entry) const {
     char text[TQDEVSDK_LINKAGE_TEXT_MAX];
     tqDevSDK_Linkage_TraceText(engine_.get(), &entry, text, sizeof text);
     return text;
 }
 
-/// Empty for a rule that is not in force any more.
-std::string RuleEngine::NameOf(UINT32 rule) const {
+/// An entry in the engine's words, behind the rule's id and its name. The engine itself names a rule by its id
+/// alone, which several may have.
+std::string RuleEngine::TextOf(const Trace &entry, const std::optional<std::string> &name) const {
+    static const std::string kNoVerdict = "saw no event"; // of an entry without one
+    Trace rule{};
+    rule.uiRuleId = entry.uiRuleId;
+    const std::size_t head = EngineText(rule).size() - kNoVerdict.size();
+    return "rule " + std::to_string(entry.uiRuleId) + (name ? " \"" + *name + "\" " : " ") +
+           EngineText(entry).substr(head);
+}
+
+/// None for a rule that is not in force any more, or that shares its id with one of another name.
+std::optional<std::string> RuleEngine::NameOf(UINT32 rule) const {
     const auto found = names_.find(rule);
-    return found == names_.end() ? std::string() : found->second;
+    return found == names_.end() ? std::nullopt : found->second;
 }
 
 /// Shows a line with its moment; not in the machine's time, in which it comes when it happens. The whole

@@ -2,6 +2,8 @@
 // The shadow service, both generations: values that are wanted, delivered and reported.
 #include "tqDevSDK_Shadow.h"
 
+#include <string_view>
+
 #include <sys/mman.h>
 
 #include "host_state.h"
@@ -71,10 +73,13 @@ const int8_t *Bytes(const std::string &text) {
     return reinterpret_cast<const int8_t *>(text.c_str());
 }
 
+/// By the first character that counts for the JSON library, which skips a byte order mark and all characters up
+/// to the blank.
 tqDevSDK_Shadow_data_type_t TypeOf(const std::string &text) {
-    const std::size_t first = text.find_first_not_of(" \t\r\n");
-    if (first == std::string::npos) {
-        return shd_data_type_string;
+    constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+    std::size_t first = text.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0 ? kByteOrderMark.size() : 0;
+    while (text[first] > '\0' && text[first] <= ' ') {
+        ++first;
     }
     switch (text[first]) {
     case '[':
