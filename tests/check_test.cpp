@@ -84,13 +84,6 @@ std::string Switching(int id, int from, int to) {
                     kAction, R"({"domain":1,"cmdId":1,"deviceId":"E","channelNo":3,"params":{"value1":)" + std::to_string(to) + R"(},"delay":0})");
 }
 
-/// A rule on two days.
-std::string OnDays(const std::string &days, const std::string &rule) {
-    return Replaced(rule, R"("1","3","7")", '"' + days.substr(0, 1) + R"(",")" + days.substr(1) + '"');
-}
-
-std::string Later(const std::string &rule) { return Replaced(rule, R"("delay":0)", R"("delay":1)"); }
-
 std::string Conflict(const std::string &moment) {
     return "conflict $2/rule/actions/0/params: sends 8, 5, and at the same event rule 1 \"N\" ($) sends 8, 9, for example on " + moment +
            ": the device does both, one after the other";
@@ -360,20 +353,6 @@ const Row kRows[] = {
     {kRule,
      Switching(1, 4, 5) + ',' + Replaced(Switching(2, 5, 4), R"("enable":1)", R"("enable":0)"),
      {"note $2/enable: disabled: the rule never fires"}},
-    // Each two are active together, but all three never are, not even with a delay in between; with two they are.
-    {kRule, OnDays("13", Switching(1, 4, 5)) + ',' + OnDays("15", Switching(2, 5, 6)) + ',' + OnDays("35", Switching(3, 6, 4)), {}},
-    {kRule, OnDays("13", Switching(1, 4, 5)) + ',' + OnDays("15", Later(Switching(2, 5, 6))) + ',' + OnDays("35", Switching(3, 6, 4)), {}},
-    {kRule,
-     OnDays("13", Switching(1, 4, 5)) + ',' + OnDays("15", Later(Switching(2, 5, 6))) + ',' + OnDays("35", Later(Switching(3, 6, 4))),
-     {"loop /0/status/2/rule/actions/0: makes an event happen that sets off rule 1 \"N\" ($), then rule 2 \"N\" ($2), and then this rule "
-      "again"}},
-    // The first and the third are, and the first sets off the third by itself, too.
-    {kRule,
-     OnDays("13", Switching(1, 4, 5)) + ',' + OnDays("15", Switching(2, 5, 6)) + ',' +
-         OnDays("35", Replaced(Switching(3, 6, 4), R"("events":[)", R"("events":[)" + Replaced(kEvent, R"("value":4)", R"("value":5)") + ',')),
-     {"loop /0/status/2/rule/actions/0: makes an event happen that sets off rule 1 \"N\" ($), and then this rule again",
-      "conflict /0/status/2/rule/actions/0/params: sends 4, and at the same event rule 2 \"N\" ($2) sends 6, for example on day 5 at 07:05: "
-      "the device does both, one after the other"}},
     // Never active together; but a delay brings them together.
     {kRule, Switching(1, 4, 5) + ',' + Replaced(Switching(2, 5, 4), R"(["1","3","7"])", R"(["5"])"), {}},
     {kRule,

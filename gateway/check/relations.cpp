@@ -20,7 +20,6 @@ namespace tqgateway {
 namespace {
 
 constexpr std::size_t kMostSteps = 100'000'000;
-constexpr std::size_t kMostRetries = 10'000;
 constexpr std::size_t kMinutesOfDay = 1440;
 constexpr std::size_t kMinutesOfWeek = 7 * kMinutesOfDay;
 
@@ -40,14 +39,10 @@ constexpr std::size_t kWeekSteps = 10; ///< What it costs to compare two weeks.
 /// What is left of the steps that may be taken.
 class Steps {
 public:
-    explicit Steps(std::size_t most = kMostSteps) : left_(most) {}
-
     bool Take(std::size_t count = 1) {
         left_ -= std::min(left_, count);
         return left_ > 0;
     }
-
-    bool AreLeft() const { return left_ > 0; }
 
     /// Says so when they did not do.
     void Conclude(const char *what, Remarks &remarks) const {
@@ -59,7 +54,7 @@ public:
     }
 
 private:
-    std::size_t left_;
+    std::size_t left_ = kMostSteps;
 };
 
 // ---- When rules are active ----
@@ -336,7 +331,7 @@ class LoopFinder {
 public:
     LoopFinder(const HeldRules &rules, const Surroundings &surroundings, Remarks &remarks)
         : rules_(rules), around_(surroundings), remarks_(remarks), seen_(rules.size(), Seen::no),
-          told_(rules.size()), places_(rules.size()) {}
+          places_(rules.size()) {}
 
     void Find() {
         for (const Effect &effect : around_.effects) {
@@ -355,7 +350,7 @@ public:
                 Follow(i);
             }
         }
-        (steps_.AreLeft() ? retries_ : steps_).Conclude("loops", remarks_);
+        steps_.Conclude("loops", remarks_);
     }
 
 private:
@@ -372,7 +367,7 @@ private:
         std::size_t rule;
         std::vector<Cause> causes;
         std::size_t cause = 0, next = 0;
-        bool again = false; ///< A circle through it does not happen; by another path it may be in one that does.
+        bool told = false;
     };
 
     /// Effects of actions on one device, or on any.
@@ -386,7 +381,7 @@ private:
         while (!path_.empty()) {
             Stop &stop = path_.back();
             if (stop.cause == stop.causes.size() || !steps_.Take()) {
-                seen_[stop.rule] = stop.again && retries_.Take() ? Seen::no : Seen::done;
+                seen_[stop.rule] = Seen::done;
                 path_.pop_back();
                 continue;
             }
@@ -404,19 +399,14 @@ private:
             }
             if (seen_[next] == Seen::no) {
                 Enter(next);
-            } else if (!ComesRound(places_[next])) {
-                for (std::size_t i = places_[next] + 1; i < path_.size(); ++i) {
-                    path_[i].again = true;
-                }
-            } else if (!told_[stop.rule]) {
-                told_[stop.rule] = true;
+            } else if (!stop.told) {
+                stop.told = true;
                 Tell(cause.action->node, next);
             }
         }
     }
 
     void Enter(std::size_t rule) {
-        steps_.Take(kWeekSteps);
         seen_[rule] = Seen::on_path;
         places_[rule] = path_.size();
         path_.push_back({rule, CausesOf(rules_[rule])});
@@ -454,30 +444,6 @@ private:
         return &mine == &other || (mine & other).any();
     }
 
-    /// The circle of the path's rules from this place on happens when those that set each other off at once
-    /// have a minute in common. The second time round takes in what stands on both sides of the place.
-    bool ComesRound(std::size_t first) {
-        const std::size_t count = path_.size() - first;
-        const Week *last = &timetable_.Of(rules_[path_[first].rule]);
-        Week common = *last;
-        for (std::size_t i = 1; i <= 2 * count; ++i) {
-            const Stop &before = path_[first + (i - 1) % count];
-            const Week &week = timetable_.Of(rules_[path_[first + i % count].rule]);
-            const bool at_once = before.causes[before.cause].action->record.uiDelay == 0;
-            if (&week == last && at_once) {
-                steps_.Take();
-                continue;
-            }
-            steps_.Take(kWeekSteps);
-            common = at_once ? common & week : week;
-            if (common.none()) {
-                return false;
-            }
-            last = &week;
-        }
-        return true;
-    }
-
     /// The last rule of the path leads back to another on it.
     void Tell(const cJSON *action, std::size_t back_to) {
         constexpr std::size_t kMostNames = 3;
@@ -500,13 +466,11 @@ private:
     const Surroundings &around_;
     Remarks &remarks_;
     Steps steps_;
-    Steps retries_{kMostRetries}; ///< Each follows all that a rule leads to once more.
     Timetable timetable_;
     std::unordered_map<std::string, std::vector<const Effect *>> effects_;
     std::unordered_map<std::string, std::vector<std::size_t>>
         triggered_; ///< By event, the rules that it sets off.
     std::vector<Seen> seen_;
-    std::vector<bool> told_;
     std::vector<Stop> path_;
     std::vector<std::size_t> places_; ///< Of the rules on it.
 };
