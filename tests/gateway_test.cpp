@@ -418,7 +418,12 @@ TEST_F(AtTerminal, ShortFormsBecomeTheLinesThatAreShown) {
     const std::pair<std::string, std::string> rows[] = {
         {"set device_screen_overtime 30", R"({"set":"device_screen_overtime","value":30})"},
         {R"(command 20034 {"delay":0, "channelNo":1,"params":{}} seq=9)",
-         R"({"command":20034,"body":{"delay":0,"channelNo":1,"params":{}},"seq":9})"},
+         R"({"command":20034,"body":{"delay":0, "channelNo":1,"params":{}},"seq":9})"},
+        {R"(shadow LocalLink {"a":1.10,"a":2,"b":12345678901234567890123})",
+         R"({"shadow":"LocalLink","value":{"a":1.10,"a":2,"b":12345678901234567890123}})"},
+        {"set device_screen_overtime 1e400", R"({"set":"device_screen_overtime","value":1e400})"},
+        {R"(command 20034 {"delay":1.10,"params":{}} body.channelNo=1 body.params.value1=3)",
+         R"({"command":20034,"body":{"delay":1.10,"params":{"value1":3},"channelNo":1}})"},
         {"event value=7", R"({"event":{"value":7}})"},
         {"report event value=7", R"({"report":"event","channel":1,"value":7})"},
         {"now 2026-11-20T23:30", R"({"now":"2026-11-20T23:30"})"},

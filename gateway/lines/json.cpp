@@ -96,6 +96,12 @@ std::string WithinRange(const std::string &text) {
     return within;
 }
 
+/// Whether there is a value within that Written has made.
+bool HasWritten(const Json &value) {
+    return value.is_binary() ||
+           (value.is_structured() && std::any_of(value.begin(), value.end(), HasWritten));
+}
+
 /// How far names are from each other: the characters to add, take away or change to make one the other, by
 /// the length of the longer, so that short names are not near everything.
 double Distance(std::string_view from, std::string_view to) {
@@ -138,8 +144,24 @@ Json ParseOrText(const std::string &text) {
     return value.is_discarded() ? Json(text) : value;
 }
 
+Json Written(std::string_view json) {
+    return Json::binary({json.begin(), json.end()});
+}
+
 std::string Dump(const Json &value) {
-    return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+    if (!HasWritten(value)) {
+        return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+    }
+    if (value.is_binary()) {
+        return {value.get_binary().begin(), value.get_binary().end()};
+    }
+    std::string text;
+    for (const auto &item : value.items()) {
+        text += text.empty() ? "" : ",";
+        text += value.is_object() ? Dump(item.key()) + ':' : "";
+        text += Dump(item.value());
+    }
+    return value.is_object() ? '{' + text + '}' : '[' + text + ']';
 }
 
 std::string AsText(const Json &value) {

@@ -32,7 +32,11 @@ Json ParseJson(const std::string &text, std::size_t max_depth = kMaxDepth);
 /// The value of a JSON text; a text that ParseJson refuses stays a text.
 Json ParseOrText(const std::string &text);
 
-/// The value on one line. Bytes that are not UTF-8 are replaced.
+/// A value to be carried on as it was written, a JSON text: of two equal keys both, of a number all digits.
+/// Nothing but Dump understands it.
+Json Written(std::string_view json);
+
+/// The value on one line, unless one was written on more. Bytes that are not UTF-8 are replaced.
 std::string Dump(const Json &value);
 
 /// A text value as it is, any other value dumped.

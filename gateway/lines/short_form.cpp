@@ -53,27 +53,43 @@ std::vector<std::string> Words(const std::string &text) {
     return words;
 }
 
-/// A value where the line has another so far, or null.
+/// A value as it is typed, where the line has another so far, or null.
 Json ValueOf(const std::string &word, const Json &before) {
     if (before.is_string() && word.front() != '"') {
         return word;
     }
     try {
-        return ParseJson(word);
+        ParseJson(word);
+        return Written(word);
     } catch (const LineError &) {
         return word;
     }
 }
 
+/// Has an object that was typed as a whole take members one by one; any other value stays as it is.
+void Unfold(Json &value) {
+    const std::string text = value.is_binary() ? Dump(value) : "";
+    if (text.empty() || text.front() != '{') {
+        return;
+    }
+    value = ParseJson(text);
+    for (const auto &member : value.items()) {
+        member.value() = Written(MemberText(text, member.key()));
+    }
+}
+
 void SetMember(Json &line, const std::string &path, const std::string &word) {
-    std::string pointer = '/' + path;
-    std::replace(pointer.begin(), pointer.end(), '.', '/');
+    Json *member = &line;
     try {
-        Json &member = line[Json::json_pointer(pointer)];
-        member = ValueOf(word, member);
+        for (std::size_t begin = 0, end = 0; end < path.size(); begin = end + 1) {
+            end = std::min(path.find('.', begin), path.size());
+            Unfold(*member);
+            member = &(*member)[Json::json_pointer('/' + path.substr(begin, end - begin))];
+        }
     } catch (const Json::exception &) {
         throw LineError(path + ": not a place for a value");
     }
+    *member = ValueOf(word, *member);
 }
 
 bool IsName(char c) {
