@@ -57,7 +57,11 @@ struct LineKind {
     /// Values that the key is known to take; null where they are numbers or no texts.
     std::vector<std::string> (*names)();
 
-    const char *second; ///< The member that a short form's second word is for; null for none.
+    // As it is written in short:
+    const char *second; ///< The member that the second word is for; null for none.
+
+    /// What is not said is the first sample's: a line of this kind is nothing without all its members.
+    bool needs_all = false;
 };
 
 Rows<LineKind> LineKinds();

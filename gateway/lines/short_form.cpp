@@ -123,7 +123,7 @@ const LineKind &KindMeant(const std::string &word) {
     throw LineError(word + ": of more than one kind, " + Expected("", keys) + " before it");
 }
 
-/// The line of a kind before anything is said: the sample of a report, which is nothing without all its
+/// The line of a kind before anything is said: a sample, of a report and of what is nothing without all its
 /// members, or the key alone. Takes the value of the key from the words, where they have to say it.
 Json Beginning(const LineKind &kind, std::vector<std::string> &words) {
     for (const Topic &topic : Topics()) {
@@ -132,13 +132,12 @@ Json Beginning(const LineKind &kind, std::vector<std::string> &words) {
             return ParseJson(topic.samples.front());
         }
     }
-    const Json sample =
-        kind.samples.begin() == kind.samples.end() ? Json() : ParseJson(*kind.samples.begin())[kind.key];
+    const Json sample = ParseJson(*kind.samples.begin())[kind.key];
+    if (sample.is_boolean() || kind.needs_all) {
+        return {{kind.key, sample}};
+    }
     if (sample.is_object()) {
         return {{kind.key, Json::object()}};
-    }
-    if (sample.is_boolean()) {
-        return {{kind.key, sample}};
     }
     if (words.empty()) {
         throw LineError(std::string(kind.key) + ": a value is missing");

@@ -12,7 +12,8 @@ namespace tqgateway {
 /// is.
 ///
 ///     set device_screen_overtime 30     a kind, the value of its key, and that of its main member
-///     event value=7                     a report, from its sample; members by name
+///     report event value=7              a report, from its sample; members by name
+///     event deviceId=DOOR               the same where a line is nothing without all its members
 ///     command 20034 body.delay=0        members within members
 ///     hub ssid=home signals.router=-52  those of hub and host are within that object
 ///     online                            a value that one kind alone knows, here a kernel's event
