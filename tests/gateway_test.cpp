@@ -129,6 +129,26 @@ TEST(Gateway, KeepsNothingOfWhatTheModulePrinted) {
     EXPECT_EQ(std::filesystem::file_size("/proc/" + std::to_string(gateway.Pid()) + "/fd/1"), 0U);
 }
 
+TEST(Gateway, CarriesIdsOnAsTheyAreWritten) {
+    const Folder folder;
+    const std::string file = folder.Path("session.jsonl");
+    Lines input;
+    Lines output;
+    for (const std::string id : {"1.10", "12345678901234567890123", "-1e400", R"({"a":1,"a":2})", R"([1.0,{"b c":"\\"}])"}) {
+        input.push_back(R"({"status_reset":75,"id":)" + id + '}');
+        output.push_back(R"({"result":0,"id":)" + id + '}');
+    }
+    input.push_back("{\"id\": [ 1,\t\"a b\" ] ,\"status_reset\":75}");
+    output.push_back(R"({"result":0,"id":[1,"a b"]})");
+    EXPECT_EQ(RunGateway("--json --no-time --record " + file, Joined(input)).lines, output);
+    EXPECT_EQ(RunGateway("--text --no-time", input[0]).lines, (Lines{"host     → module    status reset 75               id=1.10",
+                                                                    "                     result 0 id=1.10"}));
+    const std::string recording = Contents(file);
+    EXPECT_EQ(RunGateway("replay " + file, "").code, 0);
+    EXPECT_EQ(RunGateway("replay --update " + file, "").code, 0);
+    EXPECT_EQ(Contents(file), recording);
+}
+
 TEST(Gateway, ExitCodesTellHowItEnded) {
     const struct {
         int code;

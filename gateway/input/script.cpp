@@ -38,6 +38,9 @@ bool IsMessageOrError(const Json &line) {
 } // namespace
 
 bool Matches(const Json &pattern, const Json &value) {
+    if (value.is_binary()) { // an id, as it was written
+        return Matches(pattern, ParseJson(Dump(value)));
+    }
     if (pattern.is_object()) {
         const auto items = pattern.items();
         return value.is_object() && std::all_of(items.begin(), items.end(), [&](const auto &member) {

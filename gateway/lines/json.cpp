@@ -148,6 +148,20 @@ Json Written(std::string_view json) {
     return Json::binary({json.begin(), json.end()});
 }
 
+void KeepText(Json &object, const char *name, std::string_view text) {
+    const auto member = object.find(name);
+    if (member == object.end() || member->is_string()) {
+        return;
+    }
+    const std::string_view written = MemberText(text, name);
+    std::string kept;
+    for (std::size_t at = SkipBlanks(written, 0), end = 0; at < written.size(); at = SkipBlanks(written, end)) {
+        end = written[at] == '"' ? EndOfText(written, at) : at + 1;
+        kept += written.substr(at, end - at);
+    }
+    *member = Written(kept);
+}
+
 std::string Dump(const Json &value) {
     if (!HasWritten(value)) {
         return value.dump(-1, ' ', false, Json::error_handler_t::replace);

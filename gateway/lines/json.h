@@ -36,6 +36,10 @@ Json ParseOrText(const std::string &text);
 /// Nothing but Dump understands it.
 Json Written(std::string_view json);
 
+/// Has an object carry a member on as it stands in the object's text, blanks between its parts aside. A text
+/// value stays as it is.
+void KeepText(Json &object, const char *name, std::string_view text);
+
 /// The value on one line, unless one was written on more. Bytes that are not UTF-8 are replaced.
 std::string Dump(const Json &value);
 

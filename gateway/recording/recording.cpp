@@ -141,7 +141,11 @@ void ReadStep(const Json &json, const std::string &text, std::size_t number, Rec
     const std::optional<Moment> time = ReadTime(line);
     if (const Json *output = line.Find("out")) {
         line.Done();
-        recording.steps.back().outputs.push_back({number, *output});
+        Json shown = *output;
+        if (shown.is_object()) {
+            KeepText(shown, kId, MemberText(text, "out"));
+        }
+        recording.steps.back().outputs.push_back({number, std::move(shown)});
         return;
     }
     for (const InputKey &row : kInputKeys) {
