@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // tq_gateway as a person or a script runs it: lines in, lines out.
+#include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <regex>
 #include <set>
@@ -129,6 +131,22 @@ TEST(Gateway, KeepsNothingOfWhatTheModulePrinted) {
     EXPECT_EQ(std::filesystem::file_size("/proc/" + std::to_string(gateway.Pid()) + "/fd/1"), 0U);
 }
 
+TEST(Gateway, NamesAMisspeltFieldRatherThanTheOneThatIsMissing) {
+    const std::pair<const char *, const char *> rows[] = {
+        {R"({"report":"event","channl":1,"id":7})", "channl: unknown field, expected channel, value, report or id"},
+        {R"({"event":{"deviceId":"S","domian":1}})", "event.domian: unknown field, expected domain, "},
+        {R"({"report":"lan_centor","acCenterDeviceId":"H","uiVersion":3,"acExtend":"x","uiEnable":1,"pLanDevice":[{"acDeviceID":"C"}]})",
+         "pLanDevice[0].acDeviceID: unknown field, expected acDeviceId, uiVersion or obligate"},
+        {R"({"set":"device_video_time","valu":1})", R"(valu: unknown field, expected value, seq, set or id"})"},
+        {R"({"set":"device_video_time","seq":1})", "value: missing"},
+        {R"({"report":"event","value":1,"id":7})", "channel: missing"},
+    };
+    for (const auto &[line, error] : rows) {
+        const Outcome outcome = RunGateway("--json", line);
+        EXPECT_EQ(outcome.lines.back().substr(0, 10 + strlen(error)), std::string(R"({"error":")") + error);
+    }
+}
+
 TEST(Gateway, CarriesIdsOnAsTheyAreWritten) {
     const Folder folder;
     const std::string file = folder.Path("session.jsonl");
@@ -141,8 +159,8 @@ TEST(Gateway, CarriesIdsOnAsTheyAreWritten) {
     input.push_back("{\"id\": [ 1,\t\"a b\" ] ,\"status_reset\":75}");
     output.push_back(R"({"result":0,"id":[1,"a b"]})");
     EXPECT_EQ(RunGateway("--json --no-time --record " + file, Joined(input)).lines, output);
-    EXPECT_EQ(RunGateway("--text --no-time", input[0]).lines, (Lines{"host     → module    status reset 75               id=1.10",
-                                                                    "                     result 0 id=1.10"}));
+    EXPECT_EQ(RunGateway("--text --no-time", input[0]).lines,
+              (Lines{"host     → module    status reset 75 id=1.10", "                     result 0 id=1.10"}));
     const std::string recording = Contents(file);
     EXPECT_EQ(RunGateway("replay " + file, "").code, 0);
     EXPECT_EQ(RunGateway("replay --update " + file, "").code, 0);

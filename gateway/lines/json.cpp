@@ -155,7 +155,8 @@ void KeepText(Json &object, const char *name, std::string_view text) {
     }
     const std::string_view written = MemberText(text, name);
     std::string kept;
-    for (std::size_t at = SkipBlanks(written, 0), end = 0; at < written.size(); at = SkipBlanks(written, end)) {
+    for (std::size_t at = SkipBlanks(written, 0), end = 0; at < written.size();
+         at = SkipBlanks(written, end)) {
         end = written[at] == '"' ? EndOfText(written, at) : at + 1;
         kept += written.substr(at, end - at);
     }
@@ -249,6 +250,19 @@ std::string ReadText(const Json &value, const std::string &path, std::size_t wid
     return value.get<std::string>();
 }
 
+MissingMember::MissingMember(const std::string &member, std::string path_of_object, const Json &object)
+    : LineError(member + ": missing"), path(std::move(path_of_object)) {
+    for (const auto &item : object.items()) {
+        given.push_back(item.key());
+    }
+}
+
+LineError UnknownField(const std::string &path, const std::string &member,
+                       const std::vector<std::string> &known) {
+    return LineError((path.empty() ? "" : path + '.') + Clipped(member, kShownNameBytes) +
+                     ": unknown field, " + Expected(member, known));
+}
+
 ObjectReader::ObjectReader(const Json &object, std::string path, std::string_view text)
     : object_(object), path_(std::move(path)), text_(text) {
     if (!object_.is_object()) {
@@ -267,7 +281,7 @@ const Json *ObjectReader::Find(const char *key) {
 const Json &ObjectReader::Get(const char *key) {
     const Json *value = Find(key);
     if (value == nullptr) {
-        throw LineError(Path(key) + ": missing");
+        throw MissingMember(Path(key), path_, object_);
     }
     return *value;
 }
@@ -289,8 +303,7 @@ std::string ObjectReader::Path(const char *key) const {
 void ObjectReader::Done() const {
     for (const auto &member : object_.items()) {
         if (std::find(asked_.begin(), asked_.end(), member.key()) == asked_.end()) {
-            throw LineError(Path(Clipped(member.key(), kShownNameBytes).c_str()) + ": unknown field, " +
-                            Expected(member.key(), asked_));
+            throw UnknownField(path_, member.key(), asked_);
         }
     }
 }

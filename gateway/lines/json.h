@@ -21,6 +21,18 @@ struct LineError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// An object lacks a member. What else it has tells whether that was misspelt.
+struct MissingMember : LineError {
+    MissingMember(const std::string &member, std::string path, const Json &object);
+
+    std::string path; ///< Of the object; empty for a line itself.
+    std::vector<std::string> given;
+};
+
+/// Says that a member is none of those that its object may have.
+LineError UnknownField(const std::string &path, const std::string &member,
+                       const std::vector<std::string> &known);
+
 /// Levels that a line may be nested: printing recurses.
 constexpr std::size_t kMaxDepth = 600;
 

@@ -4,6 +4,8 @@
 
 #include <map>
 
+#include <regex>
+#include <set>
 #include <nlohmann/json.hpp>
 
 #include "check/command.h"
@@ -12,6 +14,7 @@
 #include "lines/names.h"
 #include "lines/records.h"
 #include "lines/rule_lines.h"
+#include "lines/reference.h"
 #include "tqdev_host.h"
 
 namespace tqgateway {
@@ -659,6 +662,33 @@ std::vector<std::string> KnownNames(const char *key) {
 
 } // namespace
 
+/// Of an object that lacks a member, says which other one it should not have, if there is one: that is what
+/// was meant.
+void RefuseUnknown(const MissingMember &missing, const std::string &key, const std::string &heading) {
+    const std::vector<Topic> topics = Topics();
+    const Topic *topic = FindTopic(topics, heading);
+    const std::string within = std::regex_replace(missing.path, std::regex("\\[\\d+\\]"), "[]");
+    const std::string prefix = within.empty() ? "" : within + '.';
+    std::set<std::string> known;
+    for (const FieldHelp &field : topic == nullptr ? std::vector<FieldHelp>() : topic->fields) {
+        if (field.name.rfind(prefix, 0) == 0) {
+            const std::string member = field.name.substr(prefix.size());
+            known.insert(member.substr(0, member.find_first_of(".[")));
+        }
+    }
+    if (known.empty()) {
+        return; // not explained
+    }
+    if (prefix.empty()) {
+        known.insert({key, kId});
+    }
+    for (const std::string &member : missing.given) {
+        if (known.count(member) == 0) {
+            throw UnknownField(missing.path, member, {known.begin(), known.end()});
+        }
+    }
+}
+
 Rows<LineKind> LineKinds() {
     return kLineKinds;
 }
@@ -690,7 +720,13 @@ std::optional<int> CarryOut(const Parts &parts, const Json &line, const std::str
         const std::string first = line.empty() ? "" : line.begin().key();
         throw LineError("no known key: " + Expected(first, known));
     }
-    return kind->carry_out(parts, reader);
+    try {
+        return kind->carry_out(parts, reader);
+    } catch (const MissingMember &missing) {
+        const bool report = line.contains("report");
+        RefuseUnknown(missing, kind->key, report ? "report " + AsText(line["report"]) : kind->key);
+        throw;
+    }
 }
 
 } // namespace tqgateway
