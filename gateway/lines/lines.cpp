@@ -2,6 +2,7 @@
 // The kinds of lines: one function and one row each.
 #include "lines/lines.h"
 
+#include <algorithm>
 #include <map>
 
 #include <regex>
@@ -25,8 +26,9 @@ std::vector<std::string> KnownNames(const char *key);
 
 LineError NotRegistered(const char *key, const std::string &name) {
     const std::vector<std::string> names = KnownNames(key);
+    const bool known = std::find(names.begin(), names.end(), name) != names.end(); // by a module that runs
     return LineError(std::string(key) + ": " + name + " is not registered" +
-                     (names.empty() ? "" : ", " + Expected(name, names)));
+                     (names.empty() || known ? "" : ", " + Expected(name, names)));
 }
 
 /// The result of a call that has one only for targets that are registered.
