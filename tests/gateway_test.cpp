@@ -319,6 +319,7 @@ TEST(Gateway, SaysWhatIsWrongWithAnOption) {
     };
     for (const auto &[arguments, words] : rows) {
         const Outcome outcome = RunGateway(arguments + " 2>&1", "");
+        {"help bogus", "help: expected done, host or hub"},
         EXPECT_EQ(outcome.code, 2);
         EXPECT_EQ(outcome.lines.front().substr(0, 12 + words.size()), "tq_gateway: " + words);
     }
@@ -334,12 +335,21 @@ TEST(Gateway, UnderstandsEverySampleOfItsReferenceAndKnowsItsFields) {
         {R"({"now":"2026-11-20T23:30:00"})",
          R"({"hub":{"rules":[{"channel":1,"status":[{"id":1,"userId":"","name":"","enable":1,"weekdays":["5"],"startTime":"22:00","endTime":"23:59","rule":{"condition":0,"events":[{"domain":1100,"cmdId":5,"deviceId":"SENSOR001","channelNo":1,"value":1}],"actions":[{"domain":1100,"cmdId":1,"deviceId":"HUB000001","channelNo":1,"params":{},"delay":0}]}}]}]}})",
          R"({"event":{"deviceId":"SENSOR001","domain":1100,"cmdId":5,"channelNo":1,"value":1}})"});
-    const auto play = [&](const std::string &line) { return RunGateway("--json --linkage " + folder.Path("linkage"), home + line).lines; };
-    const std::set<std::string> objects = {"hub", "host", "link", "linkage", "event", "explain", "done"}; // the fields are within
+    const std::set<std::string> in_scripts = {"expect", "wait", "sleep", "include"};
+    std::ofstream(folder.Path("start.jsonl")) << "# Included.\n";
     std::string topic;
     std::vector<std::string> fields;
     for (const std::string &line : RunGateway("help --markdown", "").lines) {
         if (line.rfind("### ", 0) == 0) {
+    const auto play = [&](const std::string &line) {
+        if (in_scripts.count(topic) == 0) {
+            return RunGateway("--json --linkage " + folder.Path("linkage"), home + line).lines;
+        }
+        std::ofstream(folder.Path("script")) << line;
+        return RunGateway("test " + folder.Path("script") + " 2>/dev/null", "").lines;
+    };
+    const std::set<std::string> objects = {"hub", "host", "link", "linkage", "event", "explain", "done"}; // the fields are within
+    std::set<std::string> topics;
             topic = line.substr(4);
             fields.clear();
         } else if (line.rfind("| `", 0) == 0) {
@@ -354,12 +364,13 @@ TEST(Gateway, UnderstandsEverySampleOfItsReferenceAndKnowsItsFields) {
             }
         } else if (line.rfind("{\"", 0) == 0) {
             const std::string played = Joined(play(line));
-            EXPECT_FALSE(Contains(played, "\"error\"")) << line << '\n' << played;
+            EXPECT_FALSE(Contains(played, in_scripts.count(topic) > 0 ? "script:1: " + topic : "\"error\"")) << line << '\n' << played;
+            topics.insert(topic);
 
             auto json = nlohmann::ordered_json::parse(line);
             (objects.count(topic) > 0 ? json[topic] : json)["?"] = 0;
             std::string error = play(json.dump()).back();
-            error = error.substr(0, error.size() - 2) + ',';
+            error = (in_scripts.count(topic) > 0 ? error : error.substr(0, error.size() - 2)) + ',';
             for (const std::string &field : fields) {
                 if (topic != "report dclog" || field.rfind("st", 0) != 0) { // one of these, by the system name
                     EXPECT_TRUE(std::regex_search(error, std::regex(" " + field + "(,| or )"))) << topic << ": " << field << " in " << error;
@@ -370,6 +381,8 @@ TEST(Gateway, UnderstandsEverySampleOfItsReferenceAndKnowsItsFields) {
 }
 
 // ---- At a terminal. ----
+    EXPECT_TRUE(std::includes(topics.begin(), topics.end(), in_scripts.begin(), in_scripts.end()));
+    EXPECT_EQ(topics.count("id"), 1U);
 
 /// A gateway that a person types at.
 class Terminal {
@@ -486,6 +499,8 @@ TEST_F(AtTerminal, ShortFormsBecomeTheLinesThatAreShown) {
         {"help set", "set: The platform sets a device setting"},
     };
     Terminal terminal(home_.Path("state"));
+        {"help evnt", "error: help: expected event, "},
+        {R"(expect {"result":0})", "error: expect: is understood in scripts only"},
     for (const auto &[typed, shown] : rows) {
         terminal.Type(typed + '\r', "\r\n" + shown);
         terminal.Await("\r\n> ");

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <map>
-
 #include <regex>
 #include <set>
+
 #include <nlohmann/json.hpp>
 
 #include "check/command.h"
@@ -14,8 +14,8 @@
 #include "input/script.h"
 #include "lines/names.h"
 #include "lines/records.h"
-#include "lines/rule_lines.h"
 #include "lines/reference.h"
+#include "lines/rule_lines.h"
 #include "tqdev_host.h"
 
 namespace tqgateway {
@@ -662,8 +662,6 @@ std::vector<std::string> KnownNames(const char *key) {
     return {};
 }
 
-} // namespace
-
 /// Of an object that lacks a member, says which other one it should not have, if there is one: that is what
 /// was meant.
 void RefuseUnknown(const MissingMember &missing, const std::string &key, const std::string &heading) {
@@ -691,6 +689,8 @@ void RefuseUnknown(const MissingMember &missing, const std::string &key, const s
     }
 }
 
+} // namespace
+
 Rows<LineKind> LineKinds() {
     return kLineKinds;
 }
@@ -715,8 +715,8 @@ std::optional<int> CarryOut(const Parts &parts, const Json &line, const std::str
         known.emplace_back(row.key);
     }
     reader.Find(kId); // of no kind's own
-    if (const char *key = Script::KeyOf(line)) {
-        throw LineError(std::string(key) + ": is understood in scripts only");
+    if (const Script::Kind *script = Script::KindOf(line)) {
+        throw LineError(std::string(script->key) + ": is understood in scripts only");
     }
     if (kind == nullptr) {
         const std::string first = line.empty() ? "" : line.begin().key();

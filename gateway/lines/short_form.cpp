@@ -9,8 +9,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include "input/script.h"
 #include "lines/lines.h"
 #include "lines/reference.h"
+#include "output/output.h"
 
 namespace tqgateway {
 namespace {
@@ -114,6 +116,9 @@ const LineKind &KindMeant(const std::string &word) {
     if (knowing.size() == 1) {
         return *knowing.front();
     }
+    if (Script::KindOf({{word, nullptr}}) != nullptr) {
+        throw LineError(word + ": is understood in scripts only");
+    }
     if (knowing.empty()) {
         throw LineError(word + ": not known, " + Expected(word, {known.begin(), known.end()}, kNearest));
     }
@@ -215,8 +220,14 @@ std::size_t WordBegin(const std::string &typed) {
 std::vector<std::string> Completions(const std::string &typed) {
     const std::string before = typed.substr(0, WordBegin(typed));
     const std::string word = typed.substr(before.size());
-    const std::vector<Topic> topics = Topics();
-    const Topic *topic = before == "help " ? nullptr : TopicOf(before, topics);
+    const bool help = before == "help ";
+    std::vector<Topic> topics = Topics();
+    if (!help) {
+        topics.erase(
+            std::remove_if(topics.begin(), topics.end(), [](const Topic &row) { return !row.typed; }),
+            topics.end());
+    }
+    const Topic *topic = help ? nullptr : TopicOf(before, topics);
     std::set<std::string> words;
     if (topic != nullptr) {
         words.insert(topic->names.begin(), topic->names.end());
@@ -240,3 +251,4 @@ std::vector<std::string> Completions(const std::string &typed) {
 }
 
 } // namespace tqgateway
+        words.insert(kId);
