@@ -307,6 +307,9 @@ TEST(Gateway, SaysWhatIsWrongWithAnOption) {
     const std::pair<std::string, std::string> rows[] = {
         {"--jsn", "--jsn: no such option, expected --json, "},
         {"replay x --text", "replay: not together with --text"},
+        {"repaly x", "repaly: no such command, expected replay, "},
+        {"--jsn=x y", "--jsn: no such option, expected --json, "},
+        {"replay x y z", "y: not expected with replay"},
         {"help --text", "--text: not behind the command"},
         {"--text --json", "--text: not together with --json"},
         {"--log loud", "--log: expected non, error, warning, debug, info or 0 to 4"},
