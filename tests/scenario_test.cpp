@@ -140,10 +140,10 @@ TEST_F(Scenario, EachStartsAfreshAndIsReported) {
 
 TEST_F(Scenario, PrintsNothingThatCouldSteerATerminal) {
     const std::string expect = "{\"expect\":{\"log\":\"\xc2\x85\"}}";
-    EXPECT_EQ(Run({"\"\xe2\x80\xae\\u009b\"", expect}, 1),
-              Joined({"FAIL  s", "      s:2: did not come, caused by s:1", R"(        input     "\u202e\u009b")",
-                      R"(        expected  {"log":"\u0085"})", R"(        got       {"error":"expected an object"})",
-                      "      s:1: refused: expected an object"}));
+    EXPECT_EQ(
+        Run({"\"\xe2\x80\xae\\u009b\"", expect}, 1),
+        Joined({"FAIL  s", "      s:2: did not come, caused by s:1", R"(        input     "\u202e\u009b")", R"(        expected  {"log":"\u0085"})",
+                R"(        got       {"error":"expected an object"})", "      s:1: refused: expected an object"}));
     const Outcome outcome = RunGateway("test '" + Write("\x1b[2J\nok", {kAsleep}) + "'", "");
     EXPECT_EQ(outcome.lines.size(), 1U);
     EXPECT_TRUE(Contains(outcome.lines.front(), R"(/\u001b[2J\nok)")) << outcome.lines.front();

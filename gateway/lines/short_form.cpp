@@ -184,6 +184,35 @@ const Topic *TopicOf(const std::string &before, const std::vector<Topic> &topics
     return found;
 }
 
+/// What closes the quoted text in whose first word the beginning of a line ends: a quote, and behind a
+/// member's name a colon. Empty when it ends elsewhere.
+std::string EndOfQuoted(const std::string &json) {
+    std::string open; // the brackets
+    char last = '\0'; // the mark before the text
+    bool quoted = false;
+    for (std::size_t i = 0; i < json.size(); ++i) {
+        const char c = json[i];
+        if (c == '\\' && quoted) {
+            ++i;
+        } else if (c == '"') {
+            quoted = !quoted;
+        } else if (!quoted && (c == '{' || c == '[')) {
+            open += c;
+            last = c;
+        } else if (!quoted && (c == '}' || c == ']') && !open.empty()) {
+            open.pop_back();
+            last = c;
+        } else if (!quoted && (c == ',' || c == ':')) {
+            last = c;
+        }
+    }
+    if (!quoted || json[WordBegin(json) - 1] != '"') {
+        return "";
+    }
+    const bool name = !open.empty() && open.back() == '{' && last != ':';
+    return name ? "\":" : "\"";
+}
+
 } // namespace
 
 std::string LineOf(const std::string &typed) {
@@ -217,6 +246,11 @@ std::size_t WordBegin(const std::string &typed) {
     return static_cast<std::size_t>(typed.rend() - word);
 }
 
+std::string Completed(const std::string &typed, const std::string &word) {
+    const std::string rest = word.substr(typed.size() - WordBegin(typed));
+    return rest + EndOfQuoted(typed);
+}
+
 std::vector<std::string> Completions(const std::string &typed) {
     const std::string before = typed.substr(0, WordBegin(typed));
     const std::string word = typed.substr(before.size());
@@ -230,6 +264,7 @@ std::vector<std::string> Completions(const std::string &typed) {
     const Topic *topic = help ? nullptr : TopicOf(before, topics);
     std::set<std::string> words;
     if (topic != nullptr) {
+        words.insert(kId);
         words.insert(topic->names.begin(), topic->names.end());
         for (const FieldHelp &field : topic->fields) {
             words.insert(field.name.substr(field.name.find_last_of('.') + 1));
@@ -251,4 +286,3 @@ std::vector<std::string> Completions(const std::string &typed) {
 }
 
 } // namespace tqgateway
-        words.insert(kId);

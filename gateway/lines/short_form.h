@@ -26,6 +26,10 @@ std::string LineOf(const std::string &typed);
 /// once the text says which.
 std::vector<std::string> Completions(const std::string &typed);
 
+/// What is to be added to a typed text whose last word can only go on as this one: its rest and, in JSON,
+/// what closes it, a quote or behind a member's name `":`.
+std::string Completed(const std::string &typed, const std::string &word);
+
 /// Where the word begins that ends a typed text.
 std::size_t WordBegin(const std::string &typed);
 
