@@ -133,11 +133,11 @@ TEST(Gateway, KeepsNothingOfWhatTheModulePrinted) {
 
 TEST(Gateway, NamesAMisspeltFieldRatherThanTheOneThatIsMissing) {
     const std::pair<const char *, const char *> rows[] = {
-        {R"({"report":"event","channl":1,"id":7})", "channl: unknown field, expected channel, value, report or id"},
+        {R"({"report":"event","channl":1,"id":7})", "channl: unknown field, expected channel, value, id or report"},
         {R"({"event":{"deviceId":"S","domian":1}})", "event.domian: unknown field, expected domain, "},
         {R"({"report":"lan_centor","acCenterDeviceId":"H","uiVersion":3,"acExtend":"x","uiEnable":1,"pLanDevice":[{"acDeviceID":"C"}]})",
-         "pLanDevice[0].acDeviceID: unknown field, expected acDeviceId, uiVersion or obligate"},
-        {R"({"set":"device_video_time","valu":1})", R"(valu: unknown field, expected value, seq, set or id"})"},
+         "pLanDevice[0].acDeviceID: unknown field, expected acDeviceId, obligate or uiVersion"},
+        {R"({"set":"device_video_time","valu":1})", R"(valu: unknown field, expected value, id, seq or set"})"},
         {R"({"set":"device_video_time","seq":1})", "value: missing"},
         {R"({"report":"event","value":1,"id":7})", "channel: missing"},
     };

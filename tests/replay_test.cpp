@@ -65,7 +65,9 @@ TEST(Replay, WhateverWasTakenReplaysAndIsRecordedAlikeAnew) {
     EXPECT_EQ(outputs, shown.lines);
     EXPECT_EQ(RunGateway("replay " + file, "").code, 0);
 
-    std::ofstream(file) << recording.substr(0, recording.rfind(R"({"out":{"to":)")); // without what comes last
+    std::string shorter = recording;
+    const std::size_t last = shorter.rfind(R"({"out":{"to":)");
+    std::ofstream(file) << shorter.erase(last, shorter.find('\n', last) + 1 - last);
     EXPECT_EQ(RunGateway("replay " + file + " 2>/dev/null", "").code, 1);
     EXPECT_EQ(RunGateway("replay --update " + file, "").code, 0);
     EXPECT_EQ(Contents(file), recording);
