@@ -16,6 +16,10 @@ install(FILES cmake/${package}Config.cmake ${CMAKE_CURRENT_BINARY_DIR}/${package
   DESTINATION ${package_dir} COMPONENT development)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${package}.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+# Laid out as here, so that the links between them lead somewhere. A desk has them by this component.
+install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
+  FILES_MATCHING PATTERN *.md PATTERN *.svg)
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
 
 set(linkage_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tqDevSDK_linkage)
@@ -77,7 +81,8 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${runtime_package} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "smart control module, development files
-Header, CMake and pkg-config files, and examples of device applications.")
+Header, CMake and pkg-config files, documentation, and examples of device
+applications.")
 set(CPACK_DEBIAN_LINKAGE_PACKAGE_NAME libtqdevsdk-linkage1)
 set(CPACK_DEBIAN_LINKAGE_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_LINKAGE_DESCRIPTION "linkage engine of the device SDK

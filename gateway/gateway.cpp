@@ -103,6 +103,9 @@ void Gateway::Take(const std::string &line) {
             output_.Echo(Input::line, line, line);
             throw;
         }
+        if (json.is_object()) {
+            KeepText(json, kId, text);
+        }
         output_.Echo(Input::line, json.is_object() ? json : Json(line), text);
         TakeJson(json, text);
     } catch (const std::exception &error) {

@@ -251,7 +251,7 @@ int ReadLevel(std::string text) {
 
 // ---- What is wrong, in plain words. ----
 
-constexpr std::size_t kNearest = 3; // options shown for one that is none
+constexpr std::size_t kNearest = 3; // options or commands shown for one that is none
 
 struct Wording {
     const char *from;
@@ -259,7 +259,6 @@ struct Wording {
 };
 
 constexpr Wording kWordings[] = {
-    {R"(The following arguments? (?:was|were) not expected: (.*))", "$1: no such option"},
     {R"((.*) excludes (.*))", "$1: not together with $2"},
     {R"((.*) requires (.*))", "$1: not without $2"},
     {R"((.*): Value .* not in range (.*) to (.*))", "$1: expected a number from $2 to $3"},
@@ -268,27 +267,40 @@ constexpr Wording kWordings[] = {
     {R"((.*) is required)", "$1 is missing"},
 };
 
+template <typename Named>
+std::vector<std::string> NamesOf(const std::vector<Named *> &rows) {
+    std::vector<std::string> names;
+    std::transform(rows.begin(), rows.end(), std::back_inserter(names),
+                   [](const Named *row) { return row->get_name(); });
+    return names;
+}
+
+/// What is wrong with the first argument that nothing takes.
+std::string UnexpectedInPlainWords(const std::string &argument, const CLI::App &app) {
+    const bool option = argument.front() == '-';
+    const std::string name = option ? argument.substr(0, argument.find('=')) : argument;
+    const std::vector<std::string> names =
+        option ? NamesOf(app.get_options()) : NamesOf(app.get_subcommands({}));
+    const std::vector<CLI::App *> commands = app.get_subcommands();
+    if (option && std::find(names.begin(), names.end(), name) != names.end()) {
+        return name + ": not behind the command";
+    }
+    if (!option && !commands.empty()) {
+        return name + ": not expected with " + commands.front()->get_name();
+    }
+    return name + (option ? ": no such option, " : ": no such command, ") + Expected(name, names, kNearest);
+}
+
 std::string InPlainWords(const CLI::ParseError &error, const CLI::App &app) {
+    if (dynamic_cast<const CLI::ExtrasError *>(&error) != nullptr) {
+        return UnexpectedInPlainWords(app.remaining(true).front(), app);
+    }
     std::string text = error.what();
     for (const Wording &wording : kWordings) {
         text = std::regex_replace(text, std::regex(wording.from), wording.to);
     }
     for (const char *idle_digits : {R"((\.\d*?)0+\b)", R"(\.(?!\d))"}) { // of 0.001000 and 1000000.000000
         text = std::regex_replace(text, std::regex(idle_digits), "$1");
-    }
-    if (dynamic_cast<const CLI::ExtrasError *>(&error) != nullptr) {
-        const std::string name = text.substr(0, text.find_first_of(": "));
-        std::vector<std::string> names;
-        for (const CLI::Option *option : app.get_options()) {
-            names.push_back(option->get_name());
-        }
-        for (const CLI::App *command : app.get_subcommands({})) {
-            names.push_back(command->get_name());
-        }
-        if (std::find(names.begin(), names.end(), name) != names.end()) {
-            return name + ": not behind the command";
-        }
-        text += ", " + Expected(name, names, kNearest);
     }
     return text;
 }
@@ -337,7 +349,7 @@ struct Help {
 
 CLI::App *AddHelp(CLI::App &app, Help &help) {
     auto *command = app.add_subcommand("help", "Tell which lines there are, or all about one");
-    command->add_option("NAME", help.topic, "A line's key, or what a report reports");
+    command->add_option("NAME", help.topic, "A line's key, what a report reports, or id");
     command->add_flag("--markdown", help.markdown, "All, for the documents");
     command->add_flag("--man", help.man, "The manual page");
     return command;

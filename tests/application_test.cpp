@@ -127,6 +127,11 @@ TEST(Application, TellsEachMisuseAndGoesOn) {
     }
 }
 
+TEST(Application, HasNothingRegisteredOnceItHasFinalised) {
+    const Outcome outcome = RunMisuse("finalises on a thread", Joined({kCapture, kGetScene}));
+    EXPECT_TRUE(Contains(Joined(outcome.lines), R"({"error":"shadow_get: SceneLink is not registered"})")) << Joined(outcome.lines);
+}
+
 TEST(Application, IsServedAsOnADevice) {
     const std::string video = R"({"command":20036,"seq":8,"body":{"delay":0,"channelNo":1,"params":{}}})";
     const Outcome outcome = RunMisuse("nothing", Joined({kCapture, video, kRules, kScene, kGetRules, kGetScene, kPass, kSignals,

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // tq_gateway as a person or a script runs it: lines in, lines out.
+#include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <regex>
 #include <set>
@@ -127,6 +129,42 @@ TEST(Gateway, KeepsNothingOfWhatTheModulePrinted) {
     }
     gateway.Await(R"({"result":null})");
     EXPECT_EQ(std::filesystem::file_size("/proc/" + std::to_string(gateway.Pid()) + "/fd/1"), 0U);
+}
+
+TEST(Gateway, NamesAMisspeltFieldRatherThanTheOneThatIsMissing) {
+    const std::pair<const char *, const char *> rows[] = {
+        {R"({"report":"event","channl":1,"id":7})", "channl: unknown field, expected channel, value, id or report"},
+        {R"({"event":{"deviceId":"S","domian":1}})", "event.domian: unknown field, expected domain, "},
+        {R"({"report":"lan_centor","acCenterDeviceId":"H","uiVersion":3,"acExtend":"x","uiEnable":1,"pLanDevice":[{"acDeviceID":"C"}]})",
+         "pLanDevice[0].acDeviceID: unknown field, expected acDeviceId, obligate or uiVersion"},
+        {R"({"set":"device_video_time","valu":1})", R"(valu: unknown field, expected value, id, seq or set"})"},
+        {R"({"set":"device_video_time","seq":1})", "value: missing"},
+        {R"({"report":"event","value":1,"id":7})", "channel: missing"},
+    };
+    for (const auto &[line, error] : rows) {
+        const Outcome outcome = RunGateway("--json", line);
+        EXPECT_EQ(outcome.lines.back().substr(0, 10 + strlen(error)), std::string(R"({"error":")") + error);
+    }
+}
+
+TEST(Gateway, CarriesIdsOnAsTheyAreWritten) {
+    const Folder folder;
+    const std::string file = folder.Path("session.jsonl");
+    Lines input;
+    Lines output;
+    for (const std::string id : {"1.10", "12345678901234567890123", "-1e400", R"({"a":1,"a":2})", R"([1.0,{"b c":"\\"}])"}) {
+        input.push_back(R"({"status_reset":75,"id":)" + id + '}');
+        output.push_back(R"({"result":0,"id":)" + id + '}');
+    }
+    input.push_back("{\"id\": [ 1,\t\"a b\" ] ,\"status_reset\":75}");
+    output.push_back(R"({"result":0,"id":[1,"a b"]})");
+    EXPECT_EQ(RunGateway("--json --no-time --record " + file, Joined(input)).lines, output);
+    EXPECT_EQ(RunGateway("--text --no-time", input[0]).lines,
+              (Lines{"host     → module    status reset 75 id=1.10", "                     result 0 id=1.10"}));
+    const std::string recording = Contents(file);
+    EXPECT_EQ(RunGateway("replay " + file, "").code, 0);
+    EXPECT_EQ(RunGateway("replay --update " + file, "").code, 0);
+    EXPECT_EQ(Contents(file), recording);
 }
 
 TEST(Gateway, ExitCodesTellHowItEnded) {
@@ -269,6 +307,9 @@ TEST(Gateway, SaysWhatIsWrongWithAnOption) {
     const std::pair<std::string, std::string> rows[] = {
         {"--jsn", "--jsn: no such option, expected --json, "},
         {"replay x --text", "replay: not together with --text"},
+        {"repaly x", "repaly: no such command, expected replay, "},
+        {"--jsn=x y", "--jsn: no such option, expected --json, "},
+        {"replay x y z", "y: not expected with replay"},
         {"help --text", "--text: not behind the command"},
         {"--text --json", "--text: not together with --json"},
         {"--log loud", "--log: expected non, error, warning, debug, info or 0 to 4"},
@@ -278,6 +319,7 @@ TEST(Gateway, SaysWhatIsWrongWithAnOption) {
         {"--script x --script y", "--script: expected once"},
         {"replay", "FILE is missing"},
         {"help commands", "help: expected command, "},
+        {"help bogus", "help: expected done, host or hub"},
     };
     for (const auto &[arguments, words] : rows) {
         const Outcome outcome = RunGateway(arguments + " 2>&1", "");
@@ -296,9 +338,18 @@ TEST(Gateway, UnderstandsEverySampleOfItsReferenceAndKnowsItsFields) {
         {R"({"now":"2026-11-20T23:30:00"})",
          R"({"hub":{"rules":[{"channel":1,"status":[{"id":1,"userId":"","name":"","enable":1,"weekdays":["5"],"startTime":"22:00","endTime":"23:59","rule":{"condition":0,"events":[{"domain":1100,"cmdId":5,"deviceId":"SENSOR001","channelNo":1,"value":1}],"actions":[{"domain":1100,"cmdId":1,"deviceId":"HUB000001","channelNo":1,"params":{},"delay":0}]}}]}]}})",
          R"({"event":{"deviceId":"SENSOR001","domain":1100,"cmdId":5,"channelNo":1,"value":1}})"});
-    const auto play = [&](const std::string &line) { return RunGateway("--json --linkage " + folder.Path("linkage"), home + line).lines; };
-    const std::set<std::string> objects = {"hub", "host", "link", "linkage", "event", "explain", "done"}; // the fields are within
+    const std::set<std::string> in_scripts = {"expect", "wait", "sleep", "include"};
+    std::ofstream(folder.Path("start.jsonl")) << "# Included.\n";
     std::string topic;
+    const auto play = [&](const std::string &line) {
+        if (in_scripts.count(topic) == 0) {
+            return RunGateway("--json --linkage " + folder.Path("linkage"), home + line).lines;
+        }
+        std::ofstream(folder.Path("script")) << line;
+        return RunGateway("test " + folder.Path("script") + " 2>/dev/null", "").lines;
+    };
+    const std::set<std::string> objects = {"hub", "host", "link", "linkage", "event", "explain", "done"}; // the fields are within
+    std::set<std::string> topics;
     std::vector<std::string> fields;
     for (const std::string &line : RunGateway("help --markdown", "").lines) {
         if (line.rfind("### ", 0) == 0) {
@@ -316,12 +367,13 @@ TEST(Gateway, UnderstandsEverySampleOfItsReferenceAndKnowsItsFields) {
             }
         } else if (line.rfind("{\"", 0) == 0) {
             const std::string played = Joined(play(line));
-            EXPECT_FALSE(Contains(played, "\"error\"")) << line << '\n' << played;
+            EXPECT_FALSE(Contains(played, in_scripts.count(topic) > 0 ? "script:1: " + topic : "\"error\"")) << line << '\n' << played;
+            topics.insert(topic);
 
             auto json = nlohmann::ordered_json::parse(line);
             (objects.count(topic) > 0 ? json[topic] : json)["?"] = 0;
             std::string error = play(json.dump()).back();
-            error = error.substr(0, error.size() - 2) + ',';
+            error = (in_scripts.count(topic) > 0 ? error : error.substr(0, error.size() - 2)) + ',';
             for (const std::string &field : fields) {
                 if (topic != "report dclog" || field.rfind("st", 0) != 0) { // one of these, by the system name
                     EXPECT_TRUE(std::regex_search(error, std::regex(" " + field + "(,| or )"))) << topic << ": " << field << " in " << error;
@@ -329,6 +381,8 @@ TEST(Gateway, UnderstandsEverySampleOfItsReferenceAndKnowsItsFields) {
             }
         }
     }
+    EXPECT_TRUE(std::includes(topics.begin(), topics.end(), in_scripts.begin(), in_scripts.end()));
+    EXPECT_EQ(topics.count("id"), 1U);
 }
 
 // ---- At a terminal. ----
@@ -418,8 +472,15 @@ TEST_F(AtTerminal, ShortFormsBecomeTheLinesThatAreShown) {
     const std::pair<std::string, std::string> rows[] = {
         {"set device_screen_overtime 30", R"({"set":"device_screen_overtime","value":30})"},
         {R"(command 20034 {"delay":0, "channelNo":1,"params":{}} seq=9)",
-         R"({"command":20034,"body":{"delay":0,"channelNo":1,"params":{}},"seq":9})"},
-        {"event value=7", R"({"event":{"value":7}})"},
+         R"({"command":20034,"body":{"delay":0, "channelNo":1,"params":{}},"seq":9})"},
+        {R"(shadow LocalLink {"a":1.10,"a":2,"b":12345678901234567890123})",
+         R"({"shadow":"LocalLink","value":{"a":1.10,"a":2,"b":12345678901234567890123}})"},
+        {"set device_screen_overtime 1e400", R"({"set":"device_screen_overtime","value":1e400})"},
+        {R"(command 20034 {"delay":1.10,"params":{}} body.channelNo=1 body.params.value1=3)",
+         R"({"command":20034,"body":{"delay":1.10,"params":{"value1":3},"channelNo":1}})"},
+        {"event", R"({"event":{"deviceId":"SENSOR001","domain":1100,"cmdId":5,"channelNo":1,"value":1}})"},
+        {"explain value=7", R"({"explain":{"deviceId":"SENSOR001","domain":1100,"cmdId":5,"channelNo":1,"value":7}})"},
+        {"done result=cannot", R"({"done":{"token":1,"result":"cannot"}})"},
         {"report event value=7", R"({"report":"event","channel":1,"value":7})"},
         {"now 2026-11-20T23:30", R"({"now":"2026-11-20T23:30"})"},
         {"help event", "event: Something happens in the home"},
@@ -438,6 +499,8 @@ TEST_F(AtTerminal, ShortFormsBecomeTheLinesThatAreShown) {
         {"online now", "error: now: expected NAME=VALUE"},
         {"report event value.x=1", "error: value.x: not a place for a value"},
         {"help sets", "error: help: expected set, "},
+        {"help evnt", "error: help: expected event, "},
+        {R"(expect {"result":0})", "error: expect: is understood in scripts only"},
         {"help set", "set: The platform sets a device setting"},
     };
     Terminal terminal(home_.Path("state"));
@@ -460,10 +523,12 @@ TEST_F(AtTerminal, NamesAreCompleted) {
     terminal.Type(" 5\r", R"({"set":"device_screen_overtime","value":5})");
     terminal.Type("{\"mod\t", "el");
     terminal.Type("\t", "model        model_reply");
-    terminal.Type("\":\"Exe\t", "cManualScene");
-    terminal.Type("\",\"bo\t", "dy");
-    terminal.Type("\":{\"ru\t", "leId");
-    terminal.Type("\":\t\"7\"}}\r", R"("msg":"MANUAL_SCENE","uiSceneId":7)"); // a tab that is pasted is a blank
+    terminal.Type("\":\"Exe\t", "cManualScene\"");
+    terminal.Type(",\"bo\t", "dy\":");
+    terminal.Type("{\"ru\t", "leId\":");
+    terminal.Type("\t\"7\"}}\r", R"("msg":"MANUAL_SCENE","uiSceneId":7)"); // a tab that is pasted is a blank
+    terminal.Type("{\"kernel_event\":\"on\t", "line\"");
+    terminal.Type("}\r", R"({"result":null})");
     EXPECT_EQ(terminal.End(), 0);
 }
 

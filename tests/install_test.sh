@@ -199,7 +199,10 @@ expect "The package for development, without examples" "./usr/include/tqDevSDK/t
 ./usr/lib/cmake/tqDevSDK_smart_control/tqDevSDK_smart_controlConfig.cmake
 ./usr/lib/cmake/tqDevSDK_smart_control/tqDevSDK_smart_controlConfigVersion.cmake
 ./usr/lib/libtqDevSDK_smart_control.so
-./usr/lib/pkgconfig/tqDevSDK_smart_control.pc" "$(files libtqdevsdk-smart-control-dev | grep -v /examples/)"
+./usr/lib/pkgconfig/tqDevSDK_smart_control.pc
+./usr/share/doc/tqDevSDK_smart_control/README.md
+$(cd "$source" && find docs -name '*.md' -o -name '*.svg' | sed 's|^|./usr/share/doc/tqDevSDK_smart_control/|' | sort)" \
+    "$(files libtqdevsdk-smart-control-dev | grep -v /examples/)"
 expect "Its dependencies" "libtqdevsdk-smart-control2 (= 2.0.0)" "$(depends libtqdevsdk-smart-control-dev)"
 
 expect "The package of the linkage engine" "./usr/lib/libtqDevSDK_linkage.so.1

@@ -65,7 +65,9 @@ TEST(Replay, WhateverWasTakenReplaysAndIsRecordedAlikeAnew) {
     EXPECT_EQ(outputs, shown.lines);
     EXPECT_EQ(RunGateway("replay " + file, "").code, 0);
 
-    std::ofstream(file) << recording.substr(0, recording.rfind(R"({"out":{"to":)")); // without what comes last
+    std::string shorter = recording;
+    const std::size_t last = shorter.rfind(R"({"out":{"to":)");
+    std::ofstream(file) << shorter.erase(last, shorter.find('\n', last) + 1 - last);
     EXPECT_EQ(RunGateway("replay " + file + " 2>/dev/null", "").code, 1);
     EXPECT_EQ(RunGateway("replay --update " + file, "").code, 0);
     EXPECT_EQ(Contents(file), recording);
@@ -102,7 +104,7 @@ TEST(Replay, TellsTheFirstDifference) {
         return lines;
     };
     Lines shorter = good;
-    shorter.pop_back();
+    shorter.erase(shorter.begin() + 2);
     Lines longer = good;
     longer.push_back(kDone);
     Lines swapped = good;
@@ -112,7 +114,7 @@ TEST(Replay, TellsTheFirstDifference) {
     } rows[] = {
         {changed(5, "200", "500"), {":6: differs, caused by line 4", "at        /status: expected 500, got 200"}},
         {changed(2, "null", "0"), {":3: differs, caused by line 2", "expected  {\"result\":0}"}},
-        {shorter, {":6: differs, caused by line 4", "expected  no further line"}},
+        {shorter, {":2: differs, caused by line 2", "expected  no further line"}},
         {longer, {":8: differs, caused by line 4", "got       no further line"}},
         {swapped, {":5: differs, caused by line 4", "input     {\"model\":\"ExecManualScene\""}},
         {changed(3, "ruleId", "ruleIx"), {":5: differs, caused by line 4", "got       {\"to\":\"platform\""}},
@@ -152,12 +154,15 @@ TEST(Replay, PlaysARecordingThatWasCutOffToThere) {
     const Folder folder;
     const std::string file = folder.Path("session.jsonl");
     const std::string scene = std::string(R"({"in":)") + kScene + '}';
-    for (const std::string &last : {std::string(R"({"out":{"to":"device","ms)"), scene.substr(0, 30)}) {
+    for (const std::string &last : {std::string(R"({"out":{"to":"device","ms)"), scene.substr(0, 30), std::string()}) {
         std::ofstream(file) << Joined({kSession, scene}) << last;
         const Outcome outcome = RunGateway("replay " + file + " 2>&1", "");
         EXPECT_EQ(outcome.code, 0);
         EXPECT_EQ(outcome.lines, Lines{"tq_gateway: " + file + ":3: the recording was cut off; it ends before this line"});
     }
+    std::ofstream(file) << Joined({kSession, scene, R"({"out":{"to":"device","msg":"MANUAL_SCENE","uiSceneId":42}})"});
+    EXPECT_EQ(RunGateway("replay " + file + " 2>&1", "").lines,
+              Lines{"tq_gateway: " + file + ":4: the recording was cut off; it ends before this line"});
     ASSERT_EQ(RunGateway("replay --update " + file + " 2>&1", "").code, 0);
     EXPECT_EQ(Split(Contents(file)).size(), 5U) << "has all that the scene causes: " << Contents(file);
 }

@@ -138,6 +138,17 @@ TEST_F(Scenario, EachStartsAfreshAndIsReported) {
     EXPECT_EQ(RunGateway("test --junit /nowhere/report " + asleep + " 2>/dev/null", "").code, 2);
 }
 
+TEST_F(Scenario, PrintsNothingThatCouldSteerATerminal) {
+    const std::string expect = "{\"expect\":{\"log\":\"\xc2\x85\"}}";
+    EXPECT_EQ(
+        Run({"\"\xe2\x80\xae\\u009b\"", expect}, 1),
+        Joined({"FAIL  s", "      s:2: did not come, caused by s:1", R"(        input     "\u202e\u009b")", R"(        expected  {"log":"\u0085"})",
+                R"(        got       {"error":"expected an object"})", "      s:1: refused: expected an object"}));
+    const Outcome outcome = RunGateway("test '" + Write("\x1b[2J\nok", {kAsleep}) + "'", "");
+    EXPECT_EQ(outcome.lines.size(), 1U);
+    EXPECT_TRUE(Contains(outcome.lines.front(), R"(/\u001b[2J\nok)")) << outcome.lines.front();
+}
+
 TEST_F(Scenario, OneThatDiesFailsAndTheNextIsPlayed) {
     Program tests(TQ_GATEWAY " test " + Write("sleeps", {R"({"sleep":"1m"})"}) + ' ' + Write("next", {kAsleep}));
     const std::string children = "/proc/" + std::to_string(tests.Pid()) + "/task/" + std::to_string(tests.Pid()) + "/children";

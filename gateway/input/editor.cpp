@@ -186,8 +186,10 @@ private:
         const LineInfo *line = el_line(editor_.get());
         const std::string typed(line->buffer, line->cursor);
         const std::vector<std::string> words = Completions(typed);
-        const std::string more =
-            words.empty() ? "" : CommonBeginning(words).substr(typed.size() - WordBegin(typed));
+        const std::string more = words.empty() ? ""
+                                 : words.size() == 1 && line->cursor == line->lastchar
+                                     ? Completed(typed, words.front())
+                                     : CommonBeginning(words).substr(typed.size() - WordBegin(typed));
         if (!more.empty()) {
             el_insertstr(editor_.get(), more.c_str());
         } else if (words.size() > 1) {

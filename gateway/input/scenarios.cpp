@@ -21,6 +21,7 @@
 #include <pugixml.hpp>
 
 #include "input/script.h"
+#include "output/printable.h"
 #include "process.h"
 #include "recording/file_replacement.h"
 #include "status_thread.h"
@@ -149,11 +150,11 @@ std::string SecondsText(double seconds) {
 }
 
 void Print(const Verdict &verdict) {
-    printf("%s  %s  %s s\n", verdict.Passed() ? "ok  " : "FAIL", verdict.file.c_str(),
+    printf("%s  %s  %s s\n", verdict.Passed() ? "ok  " : "FAIL", Printable(verdict.file).c_str(),
            SecondsText(verdict.seconds).c_str());
     std::istringstream lines(verdict.failures + verdict.error);
     for (std::string line; std::getline(lines, line);) {
-        printf("      %s\n", line.c_str());
+        printf("      %s\n", Printable(line).c_str());
     }
     fflush(stdout);
 }

@@ -38,6 +38,9 @@ bool IsMessageOrError(const Json &line) {
 } // namespace
 
 bool Matches(const Json &pattern, const Json &value) {
+    if (value.is_binary()) { // an id, as it was written
+        return Matches(pattern, ParseJson(Dump(value)));
+    }
     if (pattern.is_object()) {
         const auto items = pattern.items();
         return value.is_object() && std::all_of(items.begin(), items.end(), [&](const auto &member) {
@@ -105,22 +108,41 @@ bool Causes::HasLeft(bool (*kind)(const Json &line)) const {
 
 // ---- Lines of scripts. ----
 
+constexpr const char *kDuration = "a number with \"ms\", \"s\" or \"m\", up to a day";
+
+constexpr LineField kExpectFields[] = {
+    {"expect",
+     "an object, all of whose members such a line has, and so on inwards, or \"none\": the last input "
+     "caused no message and no error besides those expected already"},
+};
+constexpr const char *kExpectSamples[] = {R"({"expect":{"command":20065,"body":{"result":0}}})",
+                                          R"({"expect":"none"})"};
+
+constexpr LineField kWaitFields[] = {{"wait", "an object, as that of expect"}, {"within", kDuration}};
+constexpr const char *kWaitSamples[] = {R"({"wait":{"command":20035,"seq":7},"within":"500ms"})"};
+
+constexpr LineField kSleepFields[] = {{"sleep", kDuration}};
+constexpr const char *kSleepSamples[] = {R"({"sleep":"100ms"})"};
+
+constexpr LineField kIncludeFields[] = {
+    {"include", "the script's path, which is relative to the file that the line is in"}};
+constexpr const char *kIncludeSamples[] = {R"({"include":"start.jsonl"})"};
+
 const Script::Kind Script::kKinds[] = {
-    {"expect", &Script::Expect},
-    {"wait", &Script::Wait},
-    {"sleep", &Script::Sleep},
-    {"include", &Script::Include},
+    {"expect", &Script::Expect,
+     "In a script: among the lines that the last input caused is such a line, in any order and each once.",
+     kExpectFields, kExpectSamples},
+    {"wait", &Script::Wait, "In a script: such a line comes in time, if it has not come yet.", kWaitFields,
+     kWaitSamples},
+    {"sleep", &Script::Sleep, "In a script: nothing is taken for a while.", kSleepFields, kSleepSamples},
+    {"include", &Script::Include, "In a script: another one is played here.", kIncludeFields,
+     kIncludeSamples},
 };
 
 const Script::Kind *Script::KindOf(const Json &line) {
     const Kind *kind = std::find_if(std::begin(kKinds), std::end(kKinds),
                                     [&](const Kind &row) { return line.contains(row.key); });
     return kind == std::end(kKinds) ? nullptr : kind;
-}
-
-const char *Script::KeyOf(const Json &line) {
-    const Kind *kind = KindOf(line);
-    return kind == nullptr ? nullptr : kind->key;
 }
 
 Script::Script(Gateway &gateway, Causes &causes, int stop_fd, std::string record, Failed failed)

@@ -1,13 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file script.h  Scripts: lines for a gateway, and lines that check what came of them.
 ///
-///     {"expect":{…}}                  among what the last input caused is a line with these members
-///     {"expect":"none"}               the last input caused nothing more that crosses, and no error
-///     {"wait":{…},"within":"2s"}      such a line comes, if it has not come yet
-///     {"sleep":"1s"}                  waits
-///     {"include":"file"}              plays another script here; relative to this one
-///
-/// A line of these causes no line of its own.
+/// A line that checks causes no line of its own.
 #ifndef TQGATEWAY_INPUT_SCRIPT_H
 #define TQGATEWAY_INPUT_SCRIPT_H
 
@@ -23,6 +17,7 @@
 #include "file_descriptor.h"
 #include "gateway.h"
 #include "input/line_source.h"
+#include "lines/lines.h"
 #include "output/output.h"
 
 namespace tqgateway {
@@ -76,8 +71,18 @@ public:
     /// True when playing ended because it was to.
     bool Stopped() const;
 
-    /// The key of a line that only scripts understand; null for any other line.
-    static const char *KeyOf(const Json &line);
+    /// A kind of line that only scripts understand, and what explains it.
+    struct Kind {
+        const char *key;
+        void (Script::*carry_out)(ObjectReader &line);
+        const char *summary;
+        Rows<LineField> fields; ///< The key first.
+        Rows<const char *> samples;
+    };
+    static Rows<Kind> Kinds() { return kKinds; }
+
+    /// The kind of a line; null for one that all understand, or none.
+    static const Kind *KindOf(const Json &line);
 
 private:
     struct Reading {
@@ -85,12 +90,7 @@ private:
         FileDescriptor fd;
         LineSource source;
     };
-    struct Kind {
-        const char *key;
-        void (Script::*carry_out)(ObjectReader &line);
-    };
     static const Kind kKinds[4];
-    static const Kind *KindOf(const Json &line);
 
     void Take(const std::string &text);
     void Refuse(const std::string &reason);

@@ -96,6 +96,12 @@ std::string WithinRange(const std::string &text) {
     return within;
 }
 
+/// Whether there is a value within that Written has made.
+bool HasWritten(const Json &value) {
+    return value.is_binary() ||
+           (value.is_structured() && std::any_of(value.begin(), value.end(), HasWritten));
+}
+
 /// How far names are from each other: the characters to add, take away or change to make one the other, by
 /// the length of the longer, so that short names are not near everything.
 double Distance(std::string_view from, std::string_view to) {
@@ -138,8 +144,39 @@ Json ParseOrText(const std::string &text) {
     return value.is_discarded() ? Json(text) : value;
 }
 
+Json Written(std::string_view json) {
+    return Json::binary({json.begin(), json.end()});
+}
+
+void KeepText(Json &object, const char *name, std::string_view text) {
+    const auto member = object.find(name);
+    if (member == object.end() || member->is_string()) {
+        return;
+    }
+    const std::string_view written = MemberText(text, name);
+    std::string kept;
+    for (std::size_t at = SkipBlanks(written, 0), end = 0; at < written.size();
+         at = SkipBlanks(written, end)) {
+        end = written[at] == '"' ? EndOfText(written, at) : at + 1;
+        kept += written.substr(at, end - at);
+    }
+    *member = Written(kept);
+}
+
 std::string Dump(const Json &value) {
-    return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+    if (!HasWritten(value)) {
+        return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+    }
+    if (value.is_binary()) {
+        return {value.get_binary().begin(), value.get_binary().end()};
+    }
+    std::string text;
+    for (const auto &item : value.items()) {
+        text += text.empty() ? "" : ",";
+        text += value.is_object() ? Dump(item.key()) + ':' : "";
+        text += Dump(item.value());
+    }
+    return value.is_object() ? '{' + text + '}' : '[' + text + ']';
 }
 
 std::string AsText(const Json &value) {
@@ -213,6 +250,19 @@ std::string ReadText(const Json &value, const std::string &path, std::size_t wid
     return value.get<std::string>();
 }
 
+MissingMember::MissingMember(const std::string &member, std::string path_of_object, const Json &object)
+    : LineError(member + ": missing"), path(std::move(path_of_object)) {
+    for (const auto &item : object.items()) {
+        given.push_back(item.key());
+    }
+}
+
+LineError UnknownField(const std::string &path, const std::string &member,
+                       const std::vector<std::string> &known) {
+    return LineError((path.empty() ? "" : path + '.') + Clipped(member, kShownNameBytes) +
+                     ": unknown field, " + Expected(member, known));
+}
+
 ObjectReader::ObjectReader(const Json &object, std::string path, std::string_view text)
     : object_(object), path_(std::move(path)), text_(text) {
     if (!object_.is_object()) {
@@ -231,7 +281,7 @@ const Json *ObjectReader::Find(const char *key) {
 const Json &ObjectReader::Get(const char *key) {
     const Json *value = Find(key);
     if (value == nullptr) {
-        throw LineError(Path(key) + ": missing");
+        throw MissingMember(Path(key), path_, object_);
     }
     return *value;
 }
@@ -253,8 +303,7 @@ std::string ObjectReader::Path(const char *key) const {
 void ObjectReader::Done() const {
     for (const auto &member : object_.items()) {
         if (std::find(asked_.begin(), asked_.end(), member.key()) == asked_.end()) {
-            throw LineError(Path(Clipped(member.key(), kShownNameBytes).c_str()) + ": unknown field, " +
-                            Expected(member.key(), asked_));
+            throw UnknownField(path_, member.key(), asked_);
         }
     }
 }

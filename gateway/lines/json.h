@@ -21,6 +21,18 @@ struct LineError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// An object lacks a member. What else it has tells whether that was misspelt.
+struct MissingMember : LineError {
+    MissingMember(const std::string &member, std::string path, const Json &object);
+
+    std::string path; ///< Of the object; empty for a line itself.
+    std::vector<std::string> given;
+};
+
+/// Says that a member is none of those that its object may have.
+LineError UnknownField(const std::string &path, const std::string &member,
+                       const std::vector<std::string> &known);
+
 /// Levels that a line may be nested: printing recurses.
 constexpr std::size_t kMaxDepth = 600;
 
@@ -32,7 +44,15 @@ Json ParseJson(const std::string &text, std::size_t max_depth = kMaxDepth);
 /// The value of a JSON text; a text that ParseJson refuses stays a text.
 Json ParseOrText(const std::string &text);
 
-/// The value on one line. Bytes that are not UTF-8 are replaced.
+/// A value to be carried on as it was written, a JSON text: of two equal keys both, of a number all digits.
+/// Nothing but Dump understands it.
+Json Written(std::string_view json);
+
+/// Has an object carry a member on as it stands in the object's text, blanks between its parts aside. A text
+/// value stays as it is.
+void KeepText(Json &object, const char *name, std::string_view text);
+
+/// The value on one line, unless one was written on more. Bytes that are not UTF-8 are replaced.
 std::string Dump(const Json &value);
 
 /// A text value as it is, any other value dumped.

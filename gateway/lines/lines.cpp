@@ -2,7 +2,10 @@
 // The kinds of lines: one function and one row each.
 #include "lines/lines.h"
 
+#include <algorithm>
 #include <map>
+#include <regex>
+#include <set>
 
 #include <nlohmann/json.hpp>
 
@@ -11,6 +14,7 @@
 #include "input/script.h"
 #include "lines/names.h"
 #include "lines/records.h"
+#include "lines/reference.h"
 #include "lines/rule_lines.h"
 #include "tqdev_host.h"
 
@@ -29,8 +33,9 @@ std::vector<std::string> KnownNames(const char *key);
 
 LineError NotRegistered(const char *key, const std::string &name) {
     const std::vector<std::string> names = KnownNames(key);
+    const bool known = std::find(names.begin(), names.end(), name) != names.end(); // by a module that runs
     return LineError(std::string(key) + ": " + name + " is not registered" +
-                     (names.empty() ? "" : ", " + Expected(name, names)));
+                     (names.empty() || known ? "" : ", " + Expected(name, names)));
 }
 
 /// The result of a call that has one only for targets that are registered.
@@ -630,17 +635,17 @@ constexpr LineKind kLineKinds[] = {
      "You have the virtual hub carry out its rules: the configuration of the linkage engine.", kLinkageFields,
      kLinkageSamples, nullptr, nullptr, true},
     {"event", Event, "home", "device", "event ", "Something happens in the home, which may fire rules.",
-     kEventFields, kEventSamples, nullptr, nullptr, true},
+     kEventFields, kEventSamples, nullptr, nullptr, true, true},
     {"members", Members, "home", "device", "members ", "Members of the home can be reached, or cannot.",
      kMembersFields, kMembersSamples, nullptr, nullptr, true},
     {"done", Done, "home", "device", "done ", "An action ends that runs.", kDoneFields, kDoneSamples, nullptr,
-     nullptr, true},
+     nullptr, true, true},
     {"explain", Explain, "you", "device", "explain ", "You ask what an event would do to each rule.",
-     kExplainFields, kExplainSamples, nullptr, nullptr, true},
+     kExplainFields, kExplainSamples, nullptr, nullptr, true, true},
     {"trace", Trace, "you", "device", "trace ", "You ask for the lines of a trace once more.", kTraceFields,
      kTraceSamples, TraceNames, nullptr, true},
-    {"now", Now, "you", "clock", "now ", "You set the local time.", kNowFields, kNowSamples, nullptr,
-     nullptr, true},
+    {"now", Now, "you", "clock", "now ", "You set the local time.", kNowFields, kNowSamples, nullptr, nullptr,
+     true},
     {"advance", Advance, "you", "clock", "advance ",
      "You move the time, which stops wherever something is due.", kAdvanceFields, kAdvanceSamples, nullptr,
      nullptr, true},
@@ -653,6 +658,33 @@ std::vector<std::string> KnownNames(const char *key) {
         }
     }
     return {};
+}
+
+/// Of an object that lacks a member, says which other one it should not have, if there is one: that is what
+/// was meant.
+void RefuseUnknown(const MissingMember &missing, const std::string &key, const std::string &heading) {
+    const std::vector<Topic> topics = Topics();
+    const Topic *topic = FindTopic(topics, heading);
+    const std::string within = std::regex_replace(missing.path, std::regex("\\[\\d+\\]"), "[]");
+    const std::string prefix = within.empty() ? "" : within + '.';
+    std::set<std::string> known;
+    for (const FieldHelp &field : topic == nullptr ? std::vector<FieldHelp>() : topic->fields) {
+        if (field.name.rfind(prefix, 0) == 0) {
+            const std::string member = field.name.substr(prefix.size());
+            known.insert(member.substr(0, member.find_first_of(".[")));
+        }
+    }
+    if (known.empty()) {
+        return; // not explained
+    }
+    if (prefix.empty()) {
+        known.insert({key, kId});
+    }
+    for (const std::string &member : missing.given) {
+        if (known.count(member) == 0) {
+            throw UnknownField(missing.path, member, {known.begin(), known.end()});
+        }
+    }
 }
 
 } // namespace
@@ -681,8 +713,8 @@ std::optional<int> CarryOut(const Parts &parts, const Json &line, const std::str
         known.emplace_back(row.key);
     }
     reader.Find(kId); // of no kind's own
-    if (const char *key = Script::KeyOf(line)) {
-        throw LineError(std::string(key) + ": is understood in scripts only");
+    if (const Script::Kind *script = Script::KindOf(line)) {
+        throw LineError(std::string(script->key) + ": is understood in scripts only");
     }
     if (kind == nullptr) {
         const std::string first = line.empty() ? "" : line.begin().key();
@@ -691,7 +723,13 @@ std::optional<int> CarryOut(const Parts &parts, const Json &line, const std::str
     if (kind->needs_hub) {
         NeedVirtualHub(parts, kind->key);
     }
-    return kind->carry_out(parts, reader);
+    try {
+        return kind->carry_out(parts, reader);
+    } catch (const MissingMember &missing) {
+        const bool report = line.contains("report");
+        RefuseUnknown(missing, kind->key, report ? "report " + AsText(line["report"]) : kind->key);
+        throw;
+    }
 }
 
 } // namespace tqgateway

@@ -57,9 +57,13 @@ struct LineKind {
     /// Values that the key is known to take; null where they are numbers or no texts.
     std::vector<std::string> (*names)();
 
-    const char *second; ///< The member that a short form's second word is for; null for none.
+    const char *second; ///< In short form, the member that the second word is for; null for none.
 
     bool needs_hub = false; ///< Acts for the virtual hub, and is refused where there is none.
+
+    /// In short form, what is not said is the first sample's: a line of this kind is nothing without all its
+    /// members.
+    bool needs_all = false;
 };
 
 Rows<LineKind> LineKinds();

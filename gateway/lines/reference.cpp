@@ -4,11 +4,27 @@
 
 #include <algorithm>
 #include <iterator>
+#include <set>
 
+#include "input/script.h"
 #include "lines/lines.h"
 
 namespace tqgateway {
 namespace {
+
+constexpr std::size_t kNearest = 3; // topics named for one that is none
+
+constexpr LineField kIdFields[] = {{kId, "any JSON, which those lines have as it is written here"}};
+constexpr const char *kIdSamples[] = {R"({"status_pass":true,"id":"pass-7"})"};
+
+Topic MakeTopic(const char *name, const char *summary, Rows<LineField> fields, Rows<const char *> samples) {
+    Topic topic{name, name, summary, {}, {}, {samples.begin(), samples.end()}};
+    std::transform(fields.begin(), fields.end(), std::back_inserter(topic.fields),
+                   [](const LineField &field) {
+                       return FieldHelp{field.name, field.takes};
+                   });
+    return topic;
+}
 
 std::string Listed(const std::vector<std::string> &names) {
     std::string text;
@@ -60,10 +76,7 @@ In short: a name, its value and members, for which the line is shown that they b
 std::vector<Topic> Topics() {
     std::vector<Topic> topics;
     for (const LineKind &kind : LineKinds()) {
-        Topic topic{kind.key, kind.key, kind.summary, {}, {}, {kind.samples.begin(), kind.samples.end()}};
-        for (const LineField &field : kind.fields) {
-            topic.fields.push_back({field.name, field.takes});
-        }
+        Topic topic = MakeTopic(kind.key, kind.summary, kind.fields, kind.samples);
         if (kind.names != nullptr) {
             topic.names = kind.names();
         }
@@ -78,6 +91,15 @@ std::vector<Topic> Topics() {
                                   {std::move(report.sample)}});
             }
         }
+    }
+    const auto add_untyped = [&](Topic topic) {
+        topic.typed = false;
+        topics.push_back(std::move(topic));
+    };
+    add_untyped(MakeTopic(kId, "A member of any line, which all lines that it causes have, too.", kIdFields,
+                          kIdSamples));
+    for (const Script::Kind &kind : Script::Kinds()) {
+        add_untyped(MakeTopic(kind.key, kind.summary, kind.fields, kind.samples));
     }
     return topics;
 }
@@ -101,10 +123,10 @@ std::string HelpText(const std::string &name) {
     if (const Topic *topic = FindTopic(topics, name)) {
         return TopicText(*topic);
     }
-    std::vector<std::string> names;
-    std::transform(topics.begin(), topics.end(), std::back_inserter(names),
+    std::set<std::string> names; // of which a line and a report may share one
+    std::transform(topics.begin(), topics.end(), std::inserter(names, names.end()),
                    [](const Topic &topic) { return topic.name; });
-    throw LineError("help: " + Expected(name, names));
+    throw LineError("help: " + Expected(name, {names.begin(), names.end()}, kNearest));
 }
 
 std::string HelpMarkdown() {

@@ -10,7 +10,7 @@
 
 namespace tqgateway {
 
-/// What can be asked about: a kind of line, or a kind of report.
+/// What can be asked about: a kind of line, be it one of scripts only, a kind of report, or the id.
 struct Topic {
     std::string name;    ///< "command", "event".
     std::string heading; ///< "command", "report event".
@@ -18,9 +18,10 @@ struct Topic {
     std::vector<FieldHelp> fields;
     std::vector<std::string> names; ///< What its key is known to take; empty for numbers and the like.
     std::vector<std::string> samples;
+    bool typed = true; ///< Says what a line at a prompt is; else it is for scripts, or a member of others.
 };
 
-/// All topics in the order of the rows, the kinds of report behind `report`.
+/// All topics in the order of the rows, the kinds of report behind `report`, what scripts have at the end.
 std::vector<Topic> Topics();
 
 /// The topic with this heading, else with this name, which a kind of line and a kind of report may share;

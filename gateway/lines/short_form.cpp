@@ -9,8 +9,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include "input/script.h"
 #include "lines/lines.h"
 #include "lines/reference.h"
+#include "output/output.h"
 
 namespace tqgateway {
 namespace {
@@ -53,27 +55,43 @@ std::vector<std::string> Words(const std::string &text) {
     return words;
 }
 
-/// A value where the line has another so far, or null.
+/// A value as it is typed, where the line has another so far, or null.
 Json ValueOf(const std::string &word, const Json &before) {
     if (before.is_string() && word.front() != '"') {
         return word;
     }
     try {
-        return ParseJson(word);
+        ParseJson(word);
+        return Written(word);
     } catch (const LineError &) {
         return word;
     }
 }
 
+/// Has an object that was typed as a whole take members one by one; any other value stays as it is.
+void Unfold(Json &value) {
+    const std::string text = value.is_binary() ? Dump(value) : "";
+    if (text.empty() || text.front() != '{') {
+        return;
+    }
+    value = ParseJson(text);
+    for (const auto &member : value.items()) {
+        member.value() = Written(MemberText(text, member.key()));
+    }
+}
+
 void SetMember(Json &line, const std::string &path, const std::string &word) {
-    std::string pointer = '/' + path;
-    std::replace(pointer.begin(), pointer.end(), '.', '/');
+    Json *member = &line;
     try {
-        Json &member = line[Json::json_pointer(pointer)];
-        member = ValueOf(word, member);
+        for (std::size_t begin = 0, end = 0; end < path.size(); begin = end + 1) {
+            end = std::min(path.find('.', begin), path.size());
+            Unfold(*member);
+            member = &(*member)[Json::json_pointer('/' + path.substr(begin, end - begin))];
+        }
     } catch (const Json::exception &) {
         throw LineError(path + ": not a place for a value");
     }
+    *member = ValueOf(word, *member);
 }
 
 bool IsName(char c) {
@@ -98,6 +116,9 @@ const LineKind &KindMeant(const std::string &word) {
     if (knowing.size() == 1) {
         return *knowing.front();
     }
+    if (Script::KindOf({{word, nullptr}}) != nullptr) {
+        throw LineError(word + ": is understood in scripts only");
+    }
     if (knowing.empty()) {
         throw LineError(word + ": not known, " + Expected(word, {known.begin(), known.end()}, kNearest));
     }
@@ -107,7 +128,7 @@ const LineKind &KindMeant(const std::string &word) {
     throw LineError(word + ": of more than one kind, " + Expected("", keys) + " before it");
 }
 
-/// The line of a kind before anything is said: the sample of a report, which is nothing without all its
+/// The line of a kind before anything is said: a sample, of a report and of what is nothing without all its
 /// members, or the key alone. Takes the value of the key from the words, where they have to say it.
 Json Beginning(const LineKind &kind, std::vector<std::string> &words) {
     for (const Topic &topic : Topics()) {
@@ -116,13 +137,12 @@ Json Beginning(const LineKind &kind, std::vector<std::string> &words) {
             return ParseJson(topic.samples.front());
         }
     }
-    const Json sample =
-        kind.samples.begin() == kind.samples.end() ? Json() : ParseJson(*kind.samples.begin())[kind.key];
+    const Json sample = ParseJson(*kind.samples.begin())[kind.key];
+    if (sample.is_boolean() || kind.needs_all) {
+        return {{kind.key, sample}};
+    }
     if (sample.is_object()) {
         return {{kind.key, Json::object()}};
-    }
-    if (sample.is_boolean()) {
-        return {{kind.key, sample}};
     }
     if (words.empty()) {
         throw LineError(std::string(kind.key) + ": a value is missing");
@@ -164,6 +184,35 @@ const Topic *TopicOf(const std::string &before, const std::vector<Topic> &topics
     return found;
 }
 
+/// What closes the quoted text in whose first word the beginning of a line ends: a quote, and behind a
+/// member's name a colon. Empty when it ends elsewhere.
+std::string EndOfQuoted(const std::string &json) {
+    std::string open; // the brackets
+    char last = '\0'; // the mark before the text
+    bool quoted = false;
+    for (std::size_t i = 0; i < json.size(); ++i) {
+        const char c = json[i];
+        if (c == '\\' && quoted) {
+            ++i;
+        } else if (c == '"') {
+            quoted = !quoted;
+        } else if (!quoted && (c == '{' || c == '[')) {
+            open += c;
+            last = c;
+        } else if (!quoted && (c == '}' || c == ']') && !open.empty()) {
+            open.pop_back();
+            last = c;
+        } else if (!quoted && (c == ',' || c == ':')) {
+            last = c;
+        }
+    }
+    if (!quoted || json[WordBegin(json) - 1] != '"') {
+        return "";
+    }
+    const bool name = !open.empty() && open.back() == '{' && last != ':';
+    return name ? "\":" : "\"";
+}
+
 } // namespace
 
 std::string LineOf(const std::string &typed) {
@@ -197,13 +246,25 @@ std::size_t WordBegin(const std::string &typed) {
     return static_cast<std::size_t>(typed.rend() - word);
 }
 
+std::string Completed(const std::string &typed, const std::string &word) {
+    const std::string rest = word.substr(typed.size() - WordBegin(typed));
+    return rest + EndOfQuoted(typed);
+}
+
 std::vector<std::string> Completions(const std::string &typed) {
     const std::string before = typed.substr(0, WordBegin(typed));
     const std::string word = typed.substr(before.size());
-    const std::vector<Topic> topics = Topics();
-    const Topic *topic = before == "help " ? nullptr : TopicOf(before, topics);
+    const bool help = before == "help ";
+    std::vector<Topic> topics = Topics();
+    if (!help) {
+        topics.erase(
+            std::remove_if(topics.begin(), topics.end(), [](const Topic &row) { return !row.typed; }),
+            topics.end());
+    }
+    const Topic *topic = help ? nullptr : TopicOf(before, topics);
     std::set<std::string> words;
     if (topic != nullptr) {
+        words.insert(kId);
         words.insert(topic->names.begin(), topic->names.end());
         for (const FieldHelp &field : topic->fields) {
             words.insert(field.name.substr(field.name.find_last_of('.') + 1));

@@ -12,7 +12,8 @@ namespace tqgateway {
 /// is.
 ///
 ///     set device_screen_overtime 30     a kind, the value of its key, and that of its main member
-///     event value=7                     a report, from its sample; members by name
+///     report event value=7              a report, from its sample; members by name
+///     event deviceId=DOOR               the same where a line is nothing without all its members
 ///     command 20034 body.delay=0        members within members
 ///     hub ssid=home signals.router=-52  those of hub and host are within that object
 ///     online                            a value that one kind alone knows, here a kernel's event
@@ -24,6 +25,10 @@ std::string LineOf(const std::string &typed);
 /// How the word that ends a typed text may go on: keys and names that begin like it. All of one kind of line
 /// once the text says which.
 std::vector<std::string> Completions(const std::string &typed);
+
+/// What is to be added to a typed text whose last word can only go on as this one: its rest and, in JSON,
+/// what closes it, a quote or behind a member's name `":`.
+std::string Completed(const std::string &typed, const std::string &word);
 
 /// Where the word begins that ends a typed text.
 std::size_t WordBegin(const std::string &typed);

@@ -141,7 +141,11 @@ void ReadStep(const Json &json, const std::string &text, std::size_t number, Rec
     const std::optional<Moment> time = ReadTime(line);
     if (const Json *output = line.Find("out")) {
         line.Done();
-        recording.steps.back().outputs.push_back({number, *output});
+        Json shown = *output;
+        if (shown.is_object()) {
+            KeepText(shown, kId, MemberText(text, "out"));
+        }
+        recording.steps.back().outputs.push_back({number, std::move(shown)});
         return;
     }
     for (const InputKey &row : kInputKeys) {
@@ -160,6 +164,14 @@ void ReadStep(const Json &json, const std::string &text, std::size_t number, Rec
         }
     }
     throw LineError("expected in, event, refusal or out");
+}
+
+/// Whether all is there that came of an input: a line or a refusal is closed by a result or an error.
+bool IsClosed(const RecordedStep &step) {
+    return step.input.is_null() || step.what == Input::event ||
+           std::any_of(step.outputs.begin(), step.outputs.end(), [](const RecordedOutput &output) {
+               return output.line.contains("result") || output.line.contains("error");
+           });
 }
 
 void ReadLine(const Json &json, const std::string &text, std::size_t number, Recording &recording) {
@@ -212,6 +224,9 @@ Recording ReadRecording(const std::string &file) {
     }
     if (stream.bad() || recording.steps.empty()) {
         throw std::invalid_argument(file + (stream.bad() ? ": cannot be read" : ": holds no recording"));
+    }
+    if (recording.cut_off == 0 && !IsClosed(recording.steps.back())) {
+        recording.cut_off = number + 1;
     }
     return recording;
 }

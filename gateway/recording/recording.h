@@ -54,7 +54,7 @@ struct Recording {
     Session session;
     std::vector<RecordedStep> steps;   ///< The first has no input: it is the start.
     std::vector<std::string> comments; ///< After the last step.
-    std::size_t cut_off = 0;           ///< The number of a last line that is not whole; 0: none.
+    std::size_t cut_off = 0; ///< The number of the line at the end that is not whole or missing; 0: none.
 };
 
 /// Reads a recording, however it is indented and its lines end. Throws std::invalid_argument for a file that

@@ -38,10 +38,15 @@ private:
     std::vector<Json> lines_;
 };
 
-/// The line as the recording has it, without what differs each time: the time in an action result, and in
-/// the log of it.
+/// The line as the recording has it, its id as it was written, without what differs each time: the time in an
+/// action result, and in the log of it.
 Json Comparable(const Json &line) {
-    Json comparable = Json::parse(Dump(line));
+    const auto id = line.find(kId);
+    Json plain = line;
+    if (id != line.end()) {
+        plain.erase(kId);
+    }
+    Json comparable = Json::parse(Dump(plain));
     if (!comparable.is_object()) {
         return comparable;
     }
@@ -55,6 +60,9 @@ Json Comparable(const Json &line) {
             const std::size_t begin = at + kTime.size();
             comparable["text"] = text.erase(begin, std::min(text.find('"', begin), text.size()) - begin);
         }
+    }
+    if (id != line.end()) {
+        comparable[kId] = *id;
     }
     return comparable;
 }
