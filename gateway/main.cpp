@@ -196,6 +196,7 @@ int RunReplay(const Options &options) {
 int main(int argc, char **argv) {
     try {
         OpenStandardStreams();
+        FailBeyondFileSize();
         Options options;
         if (const std::optional<int> code = ReadOptions(argc, argv, options)) {
             return *code;
