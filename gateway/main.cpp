@@ -97,7 +97,7 @@ int Conclude(const LineWriter &writer, const std::string &name) {
     if (writer.Error() == 0) {
         return EXIT_SUCCESS;
     }
-    Say(name + ": " + strerror(writer.Error()));
+    Say(name + ": " + (writer.Error() == EAGAIN ? "its reader stands still" : strerror(writer.Error())));
     return kExitFailed;
 }
 
@@ -121,7 +121,7 @@ int Run(const Options &options) {
     const int shown_fd = captured.Terminal();
     LineQueue standard_output(
         shown_fd, {stop.Get(), RequestStop, ShowsText(options, shown_fd) ? DroppedText : DroppedLine});
-    LineWriter record_file(record ? record->Fd() : -1, RequestStop);
+    LineWriter record_file(record ? record->Fd() : -1, RequestStop, stop.Get());
     const auto shown = MakeShown(options, shown_fd, standard_output);
     const auto recorder =
         record ? MakeRecorder(record_file, options.session, options.time.value_or(true)) : nullptr;

@@ -2,6 +2,8 @@
 // Recorded sessions: kept, replayed, changed.
 #include <regex>
 
+#include <sys/stat.h>
+
 #include "gateway_runner.h"
 
 namespace {
@@ -221,6 +223,16 @@ TEST(Recording, SurvivesAFullDisk) {
     EXPECT_EQ(outcome.lines, Lines{"tq_gateway: " + file + ".part: File too large"});
     EXPECT_EQ(Contents(file), Joined(lines));
     EXPECT_EQ(RunGateway("replay " + file + ".part 2>/dev/null", "").code, 0) << "what was recorded until then";
+}
+
+TEST(Recording, OntoAPipeDoesNotHoldUpAStop) {
+    const Folder folder;
+    const std::string pipe = folder.Path("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const int reader = open(pipe.c_str(), O_RDWR | O_CLOEXEC); // takes nothing
+    const Outcome outcome = RunProgram("sh -c 'yes \"[]\" | timeout -k 6 1 " TQ_GATEWAY " --quiet --record " + pipe + "; echo $?' 2>&1", "");
+    close(reader);
+    EXPECT_EQ(outcome.lines, (Lines{"tq_gateway: " + pipe + ": its reader stands still", "124"})) << "not killed";
 }
 
 TEST(Recording, KeepsTimesAndTheirDistances) {

@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 
@@ -56,7 +57,7 @@ FileReplacement::FileReplacement(const std::string &file) : target_(Resolved(fil
     const bool exists = stat(target_.c_str(), &status) == 0;
     if (exists && !S_ISREG(status.st_mode)) {
         fd_ = FileDescriptor(open(target_.c_str(), O_WRONLY | O_CLOEXEC));
-        if (Fd() < 0) {
+        if (Fd() < 0 || fcntl(Fd(), F_SETFL, O_NONBLOCK) != 0) {
             throw CannotReplace(file);
         }
         return;
@@ -120,8 +121,10 @@ void FileReplacement::Commit() {
 
 void FileReplacement::Replace(const std::string &text) {
     for (std::size_t done = 0; done < text.size();) {
+        pollfd ready = {Fd(), POLLOUT, 0};
+        poll(&ready, 1, -1);
         const ssize_t written = write(Fd(), text.data() + done, text.size() - done);
-        if (written < 0 && errno != EINTR) {
+        if (written < 0 && errno != EINTR && errno != EAGAIN) {
             throw std::runtime_error(Place() + ": " + strerror(errno));
         }
         done += written < 0 ? 0 : static_cast<std::size_t>(written);

@@ -15,7 +15,8 @@ bool IsSameFile(int fd, const std::string &file);
 
 /// Writes FILE.part beside FILE, which becomes FILE when all is written; until then FILE stays as it was.
 /// FILE.part is locked meanwhile, so that one process at a time replaces FILE. One that was left behind by a
-/// process that was killed becomes FILE.cut. What is no regular file, such as a pipe, is written itself.
+/// process that was killed becomes FILE.cut. What is no regular file, such as a pipe, is written itself, once
+/// it has a reader.
 class FileReplacement {
 public:
     /// Throws std::invalid_argument, which names the file, when it cannot be replaced or somebody does so.
@@ -27,7 +28,7 @@ public:
     FileReplacement(const FileReplacement &) = delete;
     FileReplacement &operator=(const FileReplacement &) = delete;
 
-    int Fd() const { return fd_.Get(); } ///< To write to.
+    int Fd() const { return fd_.Get(); } ///< To write to; a pipe or a device does not block.
 
     /// From now on, what was written stays in FILE.part if it cannot be committed.
     void Keep() { keep_ = true; }
