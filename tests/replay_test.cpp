@@ -180,14 +180,26 @@ TEST(Recording, TakesItsPlaceOnlyWhenItIsWhole) {
     untouched("--record " + file + " --script " + folder.Path("link"), 2, "is the script, too");
     untouched("--record " + file + " <" + file, 2, "is the standard input, too");
     EXPECT_EQ(RunGateway("--record " + file + " 2>/dev/null >>" + file, "").code, 2) << "is the standard output";
+    EXPECT_EQ(RunGateway("--record " + file + " 2>>" + file, "").code, 2) << "is the standard error, which says so";
+    std::ofstream(file) << old;
+    for (const std::string option : {"--module ", "--application ", "--serial a --mqtt localhost --ca-file ",
+                                     "--serial a --mqtt localhost --user u --password-file "}) {
+        untouched(option + folder.Path("link") + " --record " + file, 2, ", too");
+    }
     untouched("--record " + file + " --module /nowhere.so", 1, "/nowhere.so");
+    untouched("--record " + file + " --script /", 2, "Is a directory");
+    std::ofstream(folder.Path("includes")) << R"({"include":"nowhere"})";
+    untouched("--record " + file + " --script " + folder.Path("includes"), 3, "nowhere: No such file");
     untouched("--record " + file + " --serial a --mqtt localhost --ca-file /nowhere", 2, "--");
     EXPECT_NE(access(part.c_str(), F_OK), 0) << "a start that fails leaves nothing";
 
     Program gateway(TQ_GATEWAY " --json --record " + folder.Path("link"));
     gateway.Say("oops\n");
     gateway.Await("not JSON");
-    const std::string locked = file + ": is being written by another process";
+    const std::string written = ": is being written by another process";
+    const std::string locked = file + written;
+    link(file.c_str(), folder.Path("other").c_str());
+    untouched("--record " + folder.Path("other"), 2, folder.Path("other") + written);
     untouched("--record " + file, 2, locked);
     untouched("replay --update " + file, 2, locked);
     untouched("replay " + file, 0, "");
@@ -201,6 +213,17 @@ TEST(Recording, TakesItsPlaceOnlyWhenItIsWhole) {
     EXPECT_EQ(Contents(file), Joined({kSession, R"({"in":"[]"})", R"({"out":{"error":"expected an object"}})"}));
     EXPECT_EQ(Split(Contents(file + ".cut")).size(), 3U);
     EXPECT_NE(access(part.c_str(), F_OK), 0);
+}
+
+TEST(Recording, NothingIsReadFromItsOwnOutput) {
+    const Folder folder;
+    const std::string file = folder.Path("lines");
+    std::ofstream(file) << "oops\n";
+    for (const std::string &arguments : {"<" + file + " >>" + file, "--script " + file + " >>" + file, "<" + file + " 2>>" + file}) {
+        EXPECT_EQ(RunProgram("timeout -k 1 5 " TQ_GATEWAY " --json " + arguments, "").code, 2) << arguments;
+    }
+    EXPECT_EQ(Split(Contents(file)).size(), 2U) << "the last one's words: " << Contents(file);
+    EXPECT_EQ(RunProgram("sh -c 'cd " + folder.Path("") + "; : >out; " TQ_GATEWAY " --json <lines >>out'", "").code, 0);
 }
 
 TEST(Recording, SurvivesAFullDisk) {

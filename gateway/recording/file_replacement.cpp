@@ -52,6 +52,18 @@ bool IsSameFile(int fd, const std::string &file) {
     return fstat(fd, &status) == 0 && IsFileOf(status, file);
 }
 
+bool IsSameFile(const std::string &other, const std::string &file) {
+    struct stat status {};
+    return stat(other.c_str(), &status) == 0 && IsFileOf(status, file);
+}
+
+bool AreOneFile(int fd, int other) {
+    struct stat one {};
+    struct stat two {};
+    return fstat(fd, &one) == 0 && fstat(other, &two) == 0 && S_ISREG(one.st_mode) &&
+           one.st_dev == two.st_dev && one.st_ino == two.st_ino;
+}
+
 FileReplacement::FileReplacement(const std::string &file) : target_(Resolved(file)) {
     struct stat status {};
     const bool exists = stat(target_.c_str(), &status) == 0;
@@ -62,13 +74,24 @@ FileReplacement::FileReplacement(const std::string &file) : target_(Resolved(fil
         }
         return;
     }
-    if (exists && access(target_.c_str(), W_OK) != 0) {
-        throw CannotReplace(file);
+    if (exists) {
+        locked_ = FileDescriptor(open(target_.c_str(), O_WRONLY | O_CLOEXEC));
+        if (locked_.Get() < 0) {
+            throw CannotReplace(file);
+        }
+        Lock(locked_.Get());
     }
     OpenPart();
     part_ = target_ + ".part";
     if (exists) {
         fchmod(Fd(), status.st_mode & ALLPERMS);
+    }
+}
+
+void FileReplacement::Lock(int fd) const {
+    if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        throw errno == EWOULDBLOCK ? std::invalid_argument(target_ + ": is being written by another process")
+                                   : CannotReplace(target_);
     }
 }
 
@@ -80,11 +103,7 @@ void FileReplacement::OpenPart() {
         if (Fd() < 0) {
             throw CannotReplace(part);
         }
-        if (flock(Fd(), LOCK_EX | LOCK_NB) != 0) {
-            throw errno == EWOULDBLOCK
-                ? std::invalid_argument(target_ + ": is being written by another process")
-                : CannotReplace(part);
-        }
+        Lock(Fd());
         struct stat status {};
         if (fstat(Fd(), &status) != 0) {
             throw CannotReplace(part);
