@@ -42,19 +42,40 @@ FileDescriptor OpenNamed(const std::string &file, int flags) {
     return opened;
 }
 
-/// What is recorded into; null when nothing is. Nobody records onto what is read or shown meanwhile.
-std::unique_ptr<FileReplacement> OpenRecord(const std::string &file, int script) {
+/// What is recorded into; null when nothing is. Nobody records onto what is read or shown.
+std::unique_ptr<FileReplacement> OpenRecord(const Options &options) {
+    const std::string &file = options.record;
     if (file.empty()) {
         return nullptr;
     }
-    for (const auto &[fd, name] : {std::pair(script, "the script"),
-                                   {STDIN_FILENO, "the standard input"},
-                                   {STDOUT_FILENO, "the standard output"}}) {
-        if (IsSameFile(fd, file)) {
-            throw std::invalid_argument("--record " + file + ": is " + name + ", too");
+    const auto refuse_when = [&file](bool same, const std::string &what) {
+        if (same) {
+            throw std::invalid_argument("--record " + file + ": is " + what + ", too");
         }
+    };
+    const MqttOptions mqtt = options.mqtt.value_or(MqttOptions());
+    for (const auto &[what, other] : {std::pair("the script", options.script),
+                                      {"the file of --linkage", options.linkage},
+                                      {"the application", options.application.path},
+                                      {"the module", options.module},
+                                      {"the file of --password-file", mqtt.password_file},
+                                      {"the file of --ca-file", mqtt.ca_file},
+                                      {"the file of --cert-file", mqtt.cert_file},
+                                      {"the file of --key-file", mqtt.key_file}}) {
+        refuse_when(IsSameFile(other, file), what);
     }
+    refuse_when(IsSameFile(STDIN_FILENO, file), "the standard input");
+    refuse_when(IsSameFile(STDOUT_FILENO, file), "the standard output");
+    refuse_when(IsSameFile(STDERR_FILENO, file), "the standard error");
     return std::make_unique<FileReplacement>(file);
+}
+
+/// Throws std::invalid_argument for a script, or a standard input, that would be longer for each of its lines
+/// that is shown.
+void RefuseEndless(int fd, const std::string &name) {
+    if (AreOneFile(fd, STDOUT_FILENO) || AreOneFile(fd, STDERR_FILENO)) {
+        throw std::invalid_argument(name + ": is written to by its own output");
+    }
 }
 
 /// Whether the standard output shows a timeline.
@@ -97,14 +118,31 @@ int Conclude(const LineWriter &writer, const std::string &name) {
     if (writer.Error() == 0) {
         return EXIT_SUCCESS;
     }
-    Say(name + ": " + strerror(writer.Error()));
+    Say(name + ": " + (writer.Error() == EAGAIN ? "its reader stands still" : strerror(writer.Error())));
     return kExitFailed;
 }
 
-/// The same for a recording, which takes its place when it is whole.
-int ConcludeRecord(const LineWriter &writer, FileReplacement &record) {
-    const int code = Conclude(writer, record.Place());
-    if (code == EXIT_SUCCESS) {
+/// Has what is recorded kept from the first input on: a run that fails before leaves no recording.
+class RecordKeeper : public Sink {
+public:
+    void Begin(FileReplacement &record) { record_ = &record; } ///< What the options bring is taken.
+
+    void Show(const Json &, Moment) override {}
+    void Echo(Input, const Json &, const std::string &, Moment) override {
+        if (record_ != nullptr) {
+            record_->Keep();
+        }
+    }
+    void Heading(const std::string &) override {}
+
+private:
+    FileReplacement *record_ = nullptr;
+};
+
+/// The exit code of a recording, which takes its place when it is whole; `code` is the run's.
+int ConcludeRecord(const LineWriter &writer, FileReplacement &record, int code) {
+    code = std::max(code, Conclude(writer, record.Place()));
+    if (writer.Error() == 0 && (code == EXIT_SUCCESS || record.IsKept())) {
         record.Commit();
     }
     return code;
@@ -113,7 +151,9 @@ int ConcludeRecord(const LineWriter &writer, FileReplacement &record) {
 int Run(const Options &options) {
     const Json linkage = options.linkage.empty() ? Json() : ReadLinkageFile(options.linkage);
     FileDescriptor script = OpenNamed(options.script, O_RDONLY);
-    const auto record = OpenRecord(options.record, script.Get());
+    const bool scripted = !options.script.empty();
+    RefuseEndless(scripted ? script.Get() : STDIN_FILENO, scripted ? options.script : "standard input");
+    const auto record = OpenRecord(options);
     const auto link = options.mqtt ? MakeMqttLink(*options.mqtt) : nullptr;
     const FileDescriptor stop = OpenStopSignals();
 
@@ -121,13 +161,13 @@ int Run(const Options &options) {
     const int shown_fd = captured.Terminal();
     LineQueue standard_output(
         shown_fd, {stop.Get(), RequestStop, ShowsText(options, shown_fd) ? DroppedText : DroppedLine});
-    LineWriter record_file(record ? record->Fd() : -1, RequestStop);
+    LineWriter record_file(record ? record->Fd() : -1, RequestStop, stop.Get());
     const auto shown = MakeShown(options, shown_fd, standard_output);
     const auto recorder =
         record ? MakeRecorder(record_file, options.session, options.time.value_or(true)) : nullptr;
     Causes causes;
-    const bool scripted = !options.script.empty();
-    Output output(captured, {shown.get(), recorder.get(), link.get(), scripted ? &causes : nullptr});
+    RecordKeeper keeper;
+    Output output(captured, {shown.get(), recorder.get(), link.get(), scripted ? &causes : nullptr, &keeper});
 
     int code = EXIT_SUCCESS;
     Application application(options.application);
@@ -138,7 +178,7 @@ int Run(const Options &options) {
         }
         const StatusThread status(gateway, options.status_interval);
         if (record) {
-            record->Keep();
+            keeper.Begin(*record);
         }
         if (link) {
             gateway.UseLink([&link](const LinkFaults &faults) { link->SetFaults(faults); });
@@ -174,7 +214,7 @@ int Run(const Options &options) {
         code = kExitFailed;
     }
     code = std::max(code, Conclude(standard_output));
-    return record ? std::max(code, ConcludeRecord(record_file, *record)) : code;
+    return record ? ConcludeRecord(record_file, *record, code) : code;
 }
 
 int RunReplay(const Options &options) {
@@ -197,6 +237,7 @@ int RunReplay(const Options &options) {
 int main(int argc, char **argv) {
     try {
         OpenStandardStreams();
+        FailBeyondFileSize();
         Options options;
         if (const std::optional<int> code = ReadOptions(argc, argv, options)) {
             return *code;

@@ -56,7 +56,8 @@ constexpr const char *kFooter = R"(Examples:
 Exit codes:
   0  ended: by the end of the input, SIGINT, SIGTERM or the reader of the output; a replay without difference
   1  failed: the module or the application cannot be loaded or started, or the application did something
-     wrong; output cannot be written; the broker was never reached; a replay differs; a scenario fails
+     wrong; output cannot be written, or its reader missed lines; the broker was never reached, or lines
+     that had arrived from it were not carried out; a replay differs; a scenario fails
   2  wrong options, or a file that cannot be read
   3  a line of the script was refused, or what the script expects did not come
 A check ends with 0 when it finds nothing above a note, 1 when it does, 2 when it cannot be carried out, and 3 when the

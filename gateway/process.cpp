@@ -24,6 +24,10 @@ void OpenStandardStreams() {
     close(fd);
 }
 
+void FailBeyondFileSize() {
+    signal(SIGXFSZ, SIG_IGN);
+}
+
 FileDescriptor OpenStopSignals() {
     signal(SIGPIPE, SIG_IGN);
     sigset_t signals;

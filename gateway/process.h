@@ -16,6 +16,9 @@ void OpenStandardStreams();
 /// any thread starts. A stream whose reader is gone fails from then on, instead of ending the process.
 FileDescriptor OpenStopSignals();
 
+/// A file that has reached the limit on its size fails from now on, instead of ending the process.
+void FailBeyondFileSize();
+
 /// Stops the program as a signal from outside would.
 void RequestStop();
 

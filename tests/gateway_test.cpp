@@ -206,27 +206,42 @@ public:
         pid_ = Start(TQ_GATEWAY " --json " + arguments + " 2>/dev/null", in_[0], out_[1]);
         close(out_[1]);
     }
-    ~Unread() { close(out_[0]); }
+    ~Unread() {
+        EndInput();
+        close(out_[0]);
+    }
     Unread(const Unread &) = delete;
     Unread &operator=(const Unread &) = delete;
 
     void Say(const std::string &text) const { EXPECT_EQ(write(in_[1], text.data(), text.size()), static_cast<ssize_t>(text.size())); }
 
-    /// Has it end by a signal or, without one, by the end of its input; the exit code, when that takes two seconds at most.
-    int End(int signal) {
+    void EndInput() {
+        close(std::exchange(in_[0], -1));
+        close(std::exchange(in_[1], -1));
+    }
+
+    int WaitForEnd() const { return Wait(pid_); }
+
+    /// Has it end by a signal; the exit code, when that takes two seconds at most.
+    int End(int signal) const {
         const auto start = std::chrono::steady_clock::now();
-        close(in_[0]);
-        close(in_[1]);
-        if (signal != 0) {
-            kill(pid_, signal);
-        }
+        kill(pid_, signal);
         const int code = Wait(pid_);
         EXPECT_LE(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
         return code;
     }
 
+    Lines TakeAll() const {
+        std::string text;
+        char more[65536];
+        for (ssize_t got = 0; (got = read(out_[0], more, sizeof more)) > 0;) {
+            text.append(more, static_cast<std::size_t>(got));
+        }
+        return Split(text);
+    }
+
     /// Takes what is there up to a line with this in it.
-    std::string TakeUntil(const std::string &part) {
+    std::string TakeUntil(const std::string &part) const {
         std::string text;
         char more[65536];
         for (std::size_t searched = 0; text.find(part, searched) == std::string::npos;) {
@@ -247,22 +262,44 @@ private:
     pid_t pid_ = -1;
 };
 
-TEST(Gateway, EndsInTwoSecondsWhenItsReaderStandsStill) {
-    const std::string status = R"({"show":"host"})"
-                               "\n";
-    for (const int signal : {SIGINT, SIGTERM, 0}) {
+constexpr unsigned kLongPause = 1'200'000; // microseconds, beyond the gateway's patience while it runs
+
+/// Has a gateway take lines that cause 1000 lines, more than a pipe holds.
+void Fill(const Unread &gateway, const std::string &record) {
+    std::string lines;
+    for (int i = 0; i < 500; ++i) {
+        lines += "{\"show\":\"host\"}\n";
+    }
+    gateway.Say(lines);
+    while (Split(Contents(record + ".part")).size() < 1501) { // a recording is whole
+        usleep(1000);
+    }
+}
+
+TEST(Gateway, WaitsAtItsEndForAReaderThatPauses) {
+    const Folder folder;
+    Unread gateway("--record " + folder.Path("record"));
+    Fill(gateway, folder.Path("record"));
+    gateway.EndInput();
+    usleep(kLongPause);
+    EXPECT_EQ(gateway.TakeAll().size(), 1000);
+    EXPECT_EQ(gateway.WaitForEnd(), 0);
+}
+
+TEST(Gateway, EndsInTwoSecondsOfASignalWhenItsReaderStandsStill) {
+    for (const bool at_its_end : {false, true}) {
         const Folder folder;
         Unread gateway("--record " + folder.Path("record"));
-        std::string lines;
-        for (int i = 0; i < 500; ++i) { // more than a pipe holds
-            lines += status;
+        Fill(gateway, folder.Path("record"));
+        if (at_its_end) {
+            gateway.EndInput();
+            usleep(kLongPause);
         }
-        gateway.Say(lines);
-        while (Split(Contents(folder.Path("record.part"))).size() < 1501) { // a recording is whole
-            usleep(1000);
-        }
-        EXPECT_EQ(gateway.End(signal), 1);
+        EXPECT_EQ(gateway.End(at_its_end ? SIGTERM : SIGINT), 1);
         EXPECT_EQ(Split(Contents(folder.Path("record"))).size(), 1501);
+
+        const Lines lines = gateway.TakeAll();
+        EXPECT_EQ(lines.back(), "{\"dropped\":" + std::to_string(1001 - lines.size()) + '}') << "after whole lines";
     }
 }
 

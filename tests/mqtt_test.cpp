@@ -382,7 +382,7 @@ TEST_F(Mqtt, CountsWhatItCannotTake) {
         gateway->Await("connected");
         Must("mosquitto_pub -q 1 -t tq/A/down " + Address() + "-f " + payload);
         AwaitInFile(record + ".part", "99999");
-        EXPECT_EQ(gateway->End(SIGTERM), 0);
+        EXPECT_EQ(gateway->End(SIGTERM), 1);
         gateway->Drain();
         const Lines lines = Split(Contents(record));
         const auto taken = std::count_if(lines.begin(), lines.end(), [](const auto &line) { return line.rfind(R"({"in")", 0) == 0; });
@@ -395,7 +395,7 @@ TEST_F(Mqtt, CountsWhatItCannotTake) {
                                                  " || exit 1; done; echo flooded'");
     gateway->Await("payloads come faster than they can be taken");
     flood->Await("flooded");
-    EXPECT_EQ(gateway->End(SIGTERM), 0);
+    EXPECT_EQ(gateway->End(SIGTERM), 1);
     gateway->Drain();
     const std::size_t lost = NumberSaid(*gateway, "in all came faster");
     EXPECT_GE(lost, kLines);

@@ -2,6 +2,8 @@
 // Recorded sessions: kept, replayed, changed.
 #include <regex>
 
+#include <sys/stat.h>
+
 #include "gateway_runner.h"
 
 namespace {
@@ -183,14 +185,26 @@ TEST(Recording, TakesItsPlaceOnlyWhenItIsWhole) {
     untouched("--record " + file + " --script " + folder.Path("link"), 2, "is the script, too");
     untouched("--record " + file + " <" + file, 2, "is the standard input, too");
     EXPECT_EQ(RunGateway("--record " + file + " 2>/dev/null >>" + file, "").code, 2) << "is the standard output";
+    EXPECT_EQ(RunGateway("--record " + file + " 2>>" + file, "").code, 2) << "is the standard error, which says so";
+    std::ofstream(file) << old;
+    for (const std::string option : {"--module ", "--application ", "--serial a --mqtt localhost --ca-file ",
+                                     "--serial a --mqtt localhost --user u --password-file "}) {
+        untouched(option + folder.Path("link") + " --record " + file, 2, ", too");
+    }
     untouched("--record " + file + " --module /nowhere.so", 1, "/nowhere.so");
+    untouched("--record " + file + " --script /", 2, "Is a directory");
+    std::ofstream(folder.Path("includes")) << R"({"include":"nowhere"})";
+    untouched("--record " + file + " --script " + folder.Path("includes"), 3, "nowhere: No such file");
     untouched("--record " + file + " --serial a --mqtt localhost --ca-file /nowhere", 2, "--");
     EXPECT_NE(access(part.c_str(), F_OK), 0) << "a start that fails leaves nothing";
 
     Program gateway(TQ_GATEWAY " --json --record " + folder.Path("link"));
     gateway.Say("oops\n");
     gateway.Await("not JSON");
-    const std::string locked = file + ": is being written by another process";
+    const std::string written = ": is being written by another process";
+    const std::string locked = file + written;
+    link(file.c_str(), folder.Path("other").c_str());
+    untouched("--record " + folder.Path("other"), 2, folder.Path("other") + written);
     untouched("--record " + file, 2, locked);
     untouched("replay --update " + file, 2, locked);
     untouched("replay " + file, 0, "");
@@ -206,6 +220,17 @@ TEST(Recording, TakesItsPlaceOnlyWhenItIsWhole) {
     EXPECT_NE(access(part.c_str(), F_OK), 0);
 }
 
+TEST(Recording, NothingIsReadFromItsOwnOutput) {
+    const Folder folder;
+    const std::string file = folder.Path("lines");
+    std::ofstream(file) << "oops\n";
+    for (const std::string &arguments : {"<" + file + " >>" + file, "--script " + file + " >>" + file, "<" + file + " 2>>" + file}) {
+        EXPECT_EQ(RunProgram("timeout -k 1 5 " TQ_GATEWAY " --json " + arguments, "").code, 2) << arguments;
+    }
+    EXPECT_EQ(Split(Contents(file)).size(), 2U) << "the last one's words: " << Contents(file);
+    EXPECT_EQ(RunProgram("sh -c 'cd " + folder.Path("") + "; : >out; " TQ_GATEWAY " --json <lines >>out'", "").code, 0);
+}
+
 TEST(Recording, SurvivesAFullDisk) {
     const Folder folder;
     const std::string file = folder.Path("session.jsonl");
@@ -214,7 +239,7 @@ TEST(Recording, SurvivesAFullDisk) {
         lines.insert(lines.end(), {kSleep, kDone});
     }
     std::ofstream(file) << Joined(lines);
-    const std::string full = "sh -c 'trap \"\" XFSZ; ulimit -f 1; exec " TQ_GATEWAY " "; // a file may have 512 bytes
+    const std::string full = "sh -c 'ulimit -f 1; exec " TQ_GATEWAY " "; // a file may have 512 bytes
     EXPECT_EQ(RunProgram(full + "replay --update " + file + "' 2>/dev/null", "").code, 1);
     EXPECT_EQ(Contents(file), Joined(lines));
     std::string input;
@@ -226,6 +251,16 @@ TEST(Recording, SurvivesAFullDisk) {
     EXPECT_EQ(outcome.lines, Lines{"tq_gateway: " + file + ".part: File too large"});
     EXPECT_EQ(Contents(file), Joined(lines));
     EXPECT_EQ(RunGateway("replay " + file + ".part 2>/dev/null", "").code, 0) << "what was recorded until then";
+}
+
+TEST(Recording, OntoAPipeDoesNotHoldUpAStop) {
+    const Folder folder;
+    const std::string pipe = folder.Path("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const int reader = open(pipe.c_str(), O_RDWR | O_CLOEXEC); // takes nothing
+    const Outcome outcome = RunProgram("sh -c 'yes \"[]\" | timeout -k 6 1 " TQ_GATEWAY " --quiet --record " + pipe + "; echo $?' 2>&1", "");
+    close(reader);
+    EXPECT_EQ(outcome.lines, (Lines{"tq_gateway: " + pipe + ": its reader stands still", "124"})) << "not killed";
 }
 
 TEST(Recording, KeepsTimesAndTheirDistances) {

@@ -25,11 +25,11 @@ std::string StateFolder() {
     return home == nullptr || *home == '\0' ? std::string() : std::string(home) + "/.local/state";
 }
 
-void WriteAll(const std::string &path, int flags, const std::string &text) {
+/// False when not all could be written, such as on a full disk.
+bool WriteAll(const std::string &path, int flags, const std::string &text) {
     const FileDescriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0600));
-    if (file.Get() >= 0 && write(file.Get(), text.data(), text.size()) < 0) {
-        return; // such as a full disk
-    }
+    return file.Get() >= 0 &&
+           write(file.Get(), text.data(), text.size()) == static_cast<ssize_t>(text.size());
 }
 
 } // namespace
@@ -59,9 +59,13 @@ std::vector<std::string> HistoryFile::Read() const {
         for (const std::string &line : lines) {
             text += line + '\n';
         }
-        WriteAll(path_ + ".new", O_TRUNC, text);
+        const std::string shorter = path_ + ".new";
         std::error_code error;
-        std::filesystem::rename(path_ + ".new", path_, error);
+        if (WriteAll(shorter, O_TRUNC, text)) {
+            std::filesystem::rename(shorter, path_, error);
+        } else {
+            std::filesystem::remove(shorter, error);
+        }
     }
     return lines;
 }

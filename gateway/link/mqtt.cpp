@@ -96,7 +96,7 @@ public:
     void SetFaults(const LinkFaults &faults);
     void Close();
 
-    /// Says what was lost in all; whether the link was ever up.
+    /// Says what was lost in all; whether the link was ever up, and all that had arrived was carried out.
     bool Conclude();
 
 private:
@@ -510,7 +510,7 @@ bool Connection::Conclude() {
     if (!ever_up_) {
         Say("never reached " + address_ + (last_failure_.empty() ? "" : ": " + last_failure_));
     }
-    return ever_up_;
+    return ever_up_ && left + all_lost_ + lost_ == 0;
 }
 
 /// Both threads hold the connection: the networking thread may be left behind in a look-up of the host's

@@ -76,7 +76,8 @@ public:
     virtual void SetFaults(const LinkFaults &faults) = 0;
 
     /// Sends what waits and "offline", waits about a second for the broker to have them, disconnects, and
-    /// says how many lines were lost in either direction since the start. False when the link was never up.
+    /// says how many lines were lost in either direction since the start. False when the link was never up,
+    /// or when lines that had arrived were not carried out.
     virtual bool Close() = 0;
 };
 

@@ -9,8 +9,10 @@
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
+#include <string_view>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -28,15 +30,24 @@ using std::chrono::steady_clock;
 constexpr std::size_t kMostBytes = std::size_t{16} << 20;
 constexpr milliseconds kPatience{800}; // twice, for a line and for the end, is less than two seconds
 constexpr milliseconds kLook{50};      // the longest until a stop is noticed
+constexpr milliseconds kEnding{300};   // for the thread to notice that it is to end
 
 constexpr const char *kClearLine = "\r\033[K";
 
-/// Bytes written at once, few enough that a reader's progress shows.
+/// Bytes written at once, few enough that a reader's progress shows, and that a pipe which takes any takes
+/// them all.
 constexpr std::size_t kChunk = PIPE_BUF;
 
-bool Ready(int fd, short events, int timeout_ms) {
+/// What is written at once of a text: whole lines, or a part of one that is longer.
+std::string_view Portion(std::string_view text) {
+    const std::string_view most = text.substr(0, kChunk);
+    const std::size_t end = most.rfind('\n');
+    return end == std::string_view::npos ? most : most.substr(0, end + 1);
+}
+
+bool Ready(int fd, short events, milliseconds timeout) {
     pollfd waiting = {fd, events, 0};
-    return poll(&waiting, 1, timeout_ms) > 0;
+    return poll(&waiting, 1, static_cast<int>(timeout.count())) > 0;
 }
 
 } // namespace
@@ -47,34 +58,36 @@ public:
         : fd_(fcntl(fd, F_DUPFD_CLOEXEC, 3)), between_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
           owner_(owner) {}
 
-    /// The thread's: writes until the queue is closed and empty.
+    /// The thread's: writes until the queue is closed, and empty or given up.
     void Run() {
         std::unique_lock lock(mutex_);
-        for (;;) {
+        while (!given_up_) {
             changed_.wait(lock, [this] { return closed_ || !waiting_.empty(); });
             if (waiting_.empty()) {
-                return;
+                break;
             }
             std::string text = std::exchange(waiting_, {});
             if (prompting_) {
                 text.insert(0, kClearLine);
                 unwritten_ += strlen(kClearLine);
             }
-            for (std::size_t done = 0; done < text.size() && error_ == 0;) {
+            for (std::string_view left = text; !left.empty() && error_ == 0 && !given_up_;) {
                 lock.unlock();
-                const std::size_t written =
-                    WriteSome(text.data() + done, std::min(kChunk, text.size() - done));
+                const std::size_t written = WriteSome(Portion(left));
                 lock.lock();
-                const char *begin = text.data() + done;
-                unwritten_lines_ -= static_cast<std::size_t>(std::count(begin, begin + written, '\n'));
+                unwritten_lines_ -= static_cast<std::size_t>(
+                    std::count(left.begin(), left.begin() + static_cast<std::ptrdiff_t>(written), '\n'));
                 unwritten_ -= written;
-                done += written;
+                within_line_ = written == 0 ? within_line_ : left[written - 1] != '\n';
+                left.remove_prefix(written);
                 changed_.notify_all();
             }
             if (prompting_) {
                 eventfd_write(between_.Get(), 1);
             }
         }
+        ended_ = true;
+        changed_.notify_all();
     }
 
     int Prompting(bool prompting) {
@@ -109,12 +122,20 @@ public:
         if (std::exchange(closed_, true)) {
             return;
         }
-        const std::size_t told = untold_ > 0 ? 1 : 0; // a line that nobody misses
         Tell();
-        if (!Await(lock, [this] { return unwritten_ == 0; })) {
-            left_out_ += unwritten_lines_ - told;
-        }
         changed_.notify_all();
+        if (Await(lock, [this] { return unwritten_ == 0; })) {
+            return;
+        }
+        given_up_ = true;
+        const bool ended = changed_.wait_for(lock, kEnding, [this] { return ended_; });
+        const std::size_t cut = CutOff();
+        const std::string mark = (within_line_ ? "\n" : "") + owner_.left_out(cut) + '\n';
+        lock.unlock();
+        if (ended && cut > 0) {
+            MakeRoom();
+            WriteSome(mark);
+        }
     }
 
     int Error() {
@@ -128,14 +149,22 @@ public:
     }
 
 private:
-    std::size_t WriteSome(const char *text, std::size_t bytes) {
-        const ssize_t written = write(fd_.Get(), text, bytes);
+    /// A line that stands for others.
+    struct Mark {
+        std::size_t number; ///< Among all lines, from 1.
+        std::size_t lines;  ///< Those that it stands for.
+    };
+
+    /// Writes what the reader takes soon; the number of bytes.
+    std::size_t WriteSome(std::string_view text) {
+        if (!Ready(fd_.Get(), POLLOUT, kLook)) {
+            return 0;
+        }
+        const ssize_t written = write(fd_.Get(), text.data(), text.size());
         if (written >= 0) {
             return static_cast<std::size_t>(written);
         }
-        if (errno == EAGAIN) {
-            Ready(fd_.Get(), POLLOUT, -1);
-        } else if (errno != EINTR) {
+        if (errno != EAGAIN && errno != EINTR) {
             const int error = errno;
             const std::lock_guard lock(mutex_);
             error_ = error;
@@ -144,8 +173,26 @@ private:
         return 0;
     }
 
-    /// Waits until `done` or a failure; false when the reader takes nothing for a while, or too long over it
-    /// once the program is to stop.
+    /// A pipe that is full gets room for one write more.
+    void MakeRoom() {
+        fcntl(fd_.Get(), F_SETPIPE_SZ, fcntl(fd_.Get(), F_GETPIPE_SZ) + static_cast<int>(kChunk));
+    }
+
+    /// Counts what is not written as left out; how many lines the marks that are written do not tell of.
+    std::size_t CutOff() {
+        std::size_t cut = unwritten_lines_;
+        for (const Mark &mark : marks_) {
+            if (mark.number > lines_ - unwritten_lines_) {
+                left_out_ -= mark.lines;
+                cut += mark.lines - 1;
+            }
+        }
+        left_out_ += cut;
+        return cut;
+    }
+
+    /// Waits until `done` or a failure; false when the reader takes nothing for a while, unless the queue is
+    /// closed, or too long over it once the program is to stop.
     template <typename Done>
     bool Await(std::unique_lock<std::mutex> &lock, Done done) {
         auto deadline = steady_clock::now() + kPatience;
@@ -154,7 +201,8 @@ private:
                 return false;
             }
             changed_.wait_for(lock, kLook);
-            if (unwritten_ < std::exchange(left, unwritten_) && !Ready(owner_.stop_fd, POLLIN, 0)) {
+            const bool moves = unwritten_ < std::exchange(left, unwritten_);
+            if ((moves || closed_) && !Ready(owner_.stop_fd, POLLIN, milliseconds::zero())) {
                 deadline = steady_clock::now() + kPatience;
             }
         }
@@ -164,7 +212,8 @@ private:
     /// Puts a line in the place of those left out.
     void Tell() {
         if (untold_ > 0) {
-            Append(owner_.left_out(std::exchange(untold_, 0)) + '\n');
+            Append(owner_.left_out(untold_) + '\n');
+            marks_.push_back({lines_, std::exchange(untold_, 0)});
         }
     }
 
@@ -173,6 +222,7 @@ private:
             waiting_ += line;
             unwritten_ += line.size();
             ++unwritten_lines_;
+            ++lines_;
             changed_.notify_all();
         }
     }
@@ -186,12 +236,17 @@ private:
     std::string waiting_;             ///< What the thread has not begun with.
     std::size_t unwritten_ = 0;       ///< Bytes that wait or are being written.
     std::size_t unwritten_lines_ = 0; ///< Lines likewise.
+    std::size_t lines_ = 0;           ///< All that are written or to be.
+    std::vector<Mark> marks_;         ///< Those among them.
+    bool within_line_ = false;        ///< The last that was written ends no line.
     bool stood_still_ = false; ///< The last line was left out, and so is the next, with so many bytes left:
     std::size_t unwritten_then_ = 0;
     std::size_t left_out_ = 0;
     std::size_t untold_ = 0; ///< Left out, and no line says so yet.
     bool prompting_ = false;
     bool closed_ = false;
+    bool given_up_ = false;
+    bool ended_ = false; ///< The thread writes nothing more.
     int error_ = 0;
 };
 

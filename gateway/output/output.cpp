@@ -10,6 +10,7 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -34,6 +35,8 @@ private:
 /// The id of the line that this thread carries out.
 thread_local const Json *t_id = nullptr;
 
+constexpr std::chrono::milliseconds kPatienceAtStop{500};
+
 Moment Now() {
     return std::chrono::system_clock::now();
 }
@@ -46,11 +49,29 @@ void LineWriter::Write(std::string text) {
         const ssize_t written = write(fd_, text.data() + done, text.size() - done);
         if (written >= 0) {
             done += static_cast<std::size_t>(written);
-        } else if (errno != EINTR) {
+        } else if (errno != EINTR && !(errno == EAGAIN && Await())) {
             error_ = errno;
             failed_();
         }
     }
+}
+
+/// Waits until the reader may take more; false, with EAGAIN, when the program can wait no longer.
+bool LineWriter::Await() {
+    using std::chrono::milliseconds;
+    using std::chrono::steady_clock;
+    pollfd waiting[] = {{fd_, POLLOUT, 0}, {deadline_ ? -1 : stop_fd_, POLLIN, 0}};
+    const auto left =
+        std::chrono::ceil<milliseconds>(deadline_.value_or(steady_clock::time_point()) - steady_clock::now());
+    const int timeout = deadline_ ? static_cast<int>(std::max(left, milliseconds::zero()).count()) : -1;
+    if (poll(waiting, std::size(waiting), timeout) == 0) {
+        errno = EAGAIN;
+        return false;
+    }
+    if (waiting[1].revents != 0) {
+        deadline_ = steady_clock::now() + kPatienceAtStop;
+    }
+    return true;
 }
 
 std::string DumpOut(const Json &line, Moment when, bool timed) {

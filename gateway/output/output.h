@@ -3,9 +3,11 @@
 #ifndef TQGATEWAY_OUTPUT_OUTPUT_H
 #define TQGATEWAY_OUTPUT_OUTPUT_H
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,17 +36,23 @@ public:
 using WriteLine = std::function<void(std::string line)>;
 
 /// Writes lines to a file descriptor, each before the next thing happens, until that fails, which asks the
-/// program to stop.
+/// program to stop. A reader is waited for; one of a descriptor that does not block no longer than half a
+/// second once the program is to stop.
 class LineWriter {
 public:
-    LineWriter(int fd, void (*failed)()) : fd_(fd), failed_(failed) {}
+    /// `stop_fd` is readable when the program is to stop; -1 for none.
+    LineWriter(int fd, void (*failed)(), int stop_fd = -1) : fd_(fd), failed_(failed), stop_fd_(stop_fd) {}
 
     void Write(std::string text);        ///< The text and a newline.
-    int Error() const { return error_; } ///< An errno; 0 while all could be written.
+    int Error() const { return error_; } ///< An errno; 0 while all could be written, EAGAIN for a reader.
 
 private:
+    bool Await();
+
     int fd_;
     void (*failed_)();
+    int stop_fd_;
+    std::optional<std::chrono::steady_clock::time_point> deadline_; ///< Once the program is to stop.
     int error_ = 0;
 };
 

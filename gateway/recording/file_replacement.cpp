@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 
@@ -51,23 +52,46 @@ bool IsSameFile(int fd, const std::string &file) {
     return fstat(fd, &status) == 0 && IsFileOf(status, file);
 }
 
+bool IsSameFile(const std::string &other, const std::string &file) {
+    struct stat status {};
+    return stat(other.c_str(), &status) == 0 && IsFileOf(status, file);
+}
+
+bool AreOneFile(int fd, int other) {
+    struct stat one {};
+    struct stat two {};
+    return fstat(fd, &one) == 0 && fstat(other, &two) == 0 && S_ISREG(one.st_mode) &&
+           one.st_dev == two.st_dev && one.st_ino == two.st_ino;
+}
+
 FileReplacement::FileReplacement(const std::string &file) : target_(Resolved(file)) {
     struct stat status {};
     const bool exists = stat(target_.c_str(), &status) == 0;
     if (exists && !S_ISREG(status.st_mode)) {
         fd_ = FileDescriptor(open(target_.c_str(), O_WRONLY | O_CLOEXEC));
-        if (Fd() < 0) {
+        if (Fd() < 0 || fcntl(Fd(), F_SETFL, O_NONBLOCK) != 0) {
             throw CannotReplace(file);
         }
         return;
     }
-    if (exists && access(target_.c_str(), W_OK) != 0) {
-        throw CannotReplace(file);
+    if (exists) {
+        locked_ = FileDescriptor(open(target_.c_str(), O_WRONLY | O_CLOEXEC));
+        if (locked_.Get() < 0) {
+            throw CannotReplace(file);
+        }
+        Lock(locked_.Get());
     }
     OpenPart();
     part_ = target_ + ".part";
     if (exists) {
         fchmod(Fd(), status.st_mode & 07777);
+    }
+}
+
+void FileReplacement::Lock(int fd) const {
+    if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        throw errno == EWOULDBLOCK ? std::invalid_argument(target_ + ": is being written by another process")
+                                   : CannotReplace(target_);
     }
 }
 
@@ -79,11 +103,7 @@ void FileReplacement::OpenPart() {
         if (Fd() < 0) {
             throw CannotReplace(part);
         }
-        if (flock(Fd(), LOCK_EX | LOCK_NB) != 0) {
-            throw errno == EWOULDBLOCK
-                ? std::invalid_argument(target_ + ": is being written by another process")
-                : CannotReplace(part);
-        }
+        Lock(Fd());
         struct stat status {};
         if (fstat(Fd(), &status) != 0) {
             throw CannotReplace(part);
@@ -120,8 +140,10 @@ void FileReplacement::Commit() {
 
 void FileReplacement::Replace(const std::string &text) {
     for (std::size_t done = 0; done < text.size();) {
+        pollfd ready = {Fd(), POLLOUT, 0};
+        poll(&ready, 1, -1);
         const ssize_t written = write(Fd(), text.data() + done, text.size() - done);
-        if (written < 0 && errno != EINTR) {
+        if (written < 0 && errno != EINTR && errno != EAGAIN) {
             throw std::runtime_error(Place() + ": " + strerror(errno));
         }
         done += written < 0 ? 0 : static_cast<std::size_t>(written);
