@@ -221,8 +221,7 @@ CLI::App &AddExplain(CLI::App &app, ExplainOptions &explain) {
     CLI::App *command =
         app.add_subcommand("explain", "Tell for each rule whether an event would fire it, or why not");
     command
-        ->add_option("FILE", explain.file,
-                     "A rule value, as the platform sends it; - is the standard input")
+        ->add_option("FILE", explain.file, "A rule value, as the platform sends it; - is the standard input")
         ->required();
     command->add_option("--event", explain.event, "The event: deviceId, domain, cmdId, channelNo and value")
         ->type_name("JSON")

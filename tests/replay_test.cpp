@@ -187,8 +187,8 @@ TEST(Recording, TakesItsPlaceOnlyWhenItIsWhole) {
     EXPECT_EQ(RunGateway("--record " + file + " 2>/dev/null >>" + file, "").code, 2) << "is the standard output";
     EXPECT_EQ(RunGateway("--record " + file + " 2>>" + file, "").code, 2) << "is the standard error, which says so";
     std::ofstream(file) << old;
-    for (const std::string option : {"--module ", "--application ", "--serial a --mqtt localhost --ca-file ",
-                                     "--serial a --mqtt localhost --user u --password-file "}) {
+    for (const std::string option :
+         {"--module ", "--application ", "--serial a --mqtt localhost --ca-file ", "--serial a --mqtt localhost --user u --password-file "}) {
         untouched(option + folder.Path("link") + " --record " + file, 2, ", too");
     }
     untouched("--record " + file + " --module /nowhere.so", 1, "/nowhere.so");

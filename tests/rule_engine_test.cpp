@@ -133,7 +133,8 @@ TEST(RuleEngine, RulesThatShareAnIdAreNotMixedUp) {
 }
 
 TEST(RuleEngine, StatisticsBeginBeforeTheyEnd) {
-    const std::string post = R"({"report":"dclog","from":"linkage"})" "\n";
+    const std::string post = R"({"report":"dclog","from":"linkage"})"
+                             "\n";
     const auto now = [](const std::string &day) { return R"({"now":)" + day + "}\n"; };
     const std::string lines = R"({"linkage":)" + kLinkage + "}\n" + now(R"("1970-01-03T00:00")") + R"({"advance":"1d"})" + '\n' +
                               now(R"("1970-01-02T00:00")") + post + now("null") + post + now(R"("1970-01-02T00:00")") + post;

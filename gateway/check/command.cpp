@@ -313,8 +313,8 @@ int RunCheck(const CheckOptions &options) {
 std::string ToText(const Finding &finding, const std::string &file) {
     // Without what a terminal would not show, and without the quotation marks.
     const std::string pointer = Dump(finding.pointer);
-    return Printable(file) + ':' + std::to_string(finding.line) + ':' + std::to_string(finding.column) + ": " +
-           Name(finding.what) +
+    return Printable(file) + ':' + std::to_string(finding.line) + ':' + std::to_string(finding.column) +
+           ": " + Name(finding.what) +
            (finding.pointer.empty() ? "" : ' ' + pointer.substr(1, pointer.size() - 2)) + ": " + finding.text;
 }
 

@@ -25,8 +25,8 @@ constexpr int kExitDisagrees = 3;
 
 /// Checks all values in all files and prints what is found, a line each. The exit code: 0 when there is
 /// nothing above a note, else kExitFindings; kExitUsage when a file or a line cannot be read, a file holds no
-/// value, or the check cannot be carried out; kExitDisagrees when the module makes something else of a value than the
-/// findings say. The worst counts.
+/// value, or the check cannot be carried out; kExitDisagrees when the module makes something else of a value
+/// than the findings say. The worst counts.
 int RunCheck(const CheckOptions &options);
 
 /// A finding as compilers say it, on one line that a terminal may show.

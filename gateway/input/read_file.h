@@ -12,8 +12,8 @@ constexpr const char *kStandardInput = "-"; ///< Where a file of rules is named.
 /// The contents of a file. Throws std::invalid_argument, which names it.
 std::string ReadFile(const std::string &file);
 
-/// The contents of a file of rules, which may be the standard input. Throws std::invalid_argument, which names
-/// it.
+/// The contents of a file of rules, which may be the standard input. Throws std::invalid_argument, which
+/// names it.
 std::string ReadRulesFile(const std::string &file);
 
 /// How messages call a file of rules.

@@ -7,8 +7,9 @@
 namespace tqgateway {
 
 std::unique_ptr<MqttLink> MakeMqttLink(const MqttOptions &) {
-    throw std::invalid_argument("--mqtt: this program was built without MQTT; install libmosquitto-dev and libssl-dev, "
-                                "configure and build it again");
+    throw std::invalid_argument(
+        "--mqtt: this program was built without MQTT; install libmosquitto-dev and libssl-dev, "
+        "configure and build it again");
 }
 
 } // namespace tqgateway

@@ -150,8 +150,7 @@ Json RuleEngine::OtherDevice(const Rule &rule, const RuleEvent &event) const {
 
 void RuleEngine::Explain(const RuleEvent &event, std::uint64_t token) {
     Require("explain");
-    std::vector<Json> lines =
-        Verdicts(event, EngineToken(token, "explain.token"), "explain", Whose::all);
+    std::vector<Json> lines = Verdicts(event, EngineToken(token, "explain.token"), "explain", Whose::all);
     std::stable_sort(lines.begin(), lines.end(), ComesBefore);
     for (const Json &line : lines) {
         Show(line);
@@ -167,8 +166,8 @@ std::string RuleEngine::EngineText(const Trace &entry) const {
     return text;
 }
 
-/// An entry in the engine's words, behind the rule's id and its name. The engine itself names a rule by its id
-/// alone, which several may have.
+/// An entry in the engine's words, behind the rule's id and its name. The engine itself names a rule by its
+/// id alone, which several may have.
 std::string RuleEngine::TextOf(const Trace &entry, const std::optional<std::string> &name) const {
     static const std::string kNoVerdict = "saw no event"; // of an entry without one
     Trace rule{};

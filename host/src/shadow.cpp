@@ -73,11 +73,12 @@ const int8_t *Bytes(const std::string &text) {
     return reinterpret_cast<const int8_t *>(text.c_str());
 }
 
-/// By the first character that counts for the JSON library, which skips a byte order mark and all characters up
-/// to the blank.
+/// By the first character that counts for the JSON library, which skips a byte order mark and all characters
+/// up to the blank.
 tqDevSDK_Shadow_data_type_t TypeOf(const std::string &text) {
     constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
-    std::size_t first = text.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0 ? kByteOrderMark.size() : 0;
+    std::size_t first =
+        text.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0 ? kByteOrderMark.size() : 0;
     while (text[first] > '\0' && text[first] <= ' ') {
         ++first;
     }
