@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include <nlohmann/json.hpp>
+
 #include "lines/lines.h"
 
 namespace tqgateway {
@@ -60,7 +62,7 @@ In short: a name, its value and members, for which the line is shown that they b
 std::vector<Topic> Topics() {
     std::vector<Topic> topics;
     for (const LineKind &kind : LineKinds()) {
-        Topic topic{kind.key, kind.key, kind.summary, {}, {}, {kind.samples.begin(), kind.samples.end()}};
+        Topic topic{kind.key, kind.key, kind.summary, {}, {}, {kind.samples.begin(), kind.samples.end()}, &kind};
         for (const LineField &field : kind.fields) {
             topic.fields.push_back({field.name, field.takes});
         }
@@ -75,7 +77,8 @@ std::vector<Topic> Topics() {
                                   std::move(report.summary),
                                   std::move(report.fields),
                                   {},
-                                  {std::move(report.sample)}});
+                                  {std::move(report.sample)},
+                                  &kind});
             }
         }
     }
@@ -127,6 +130,25 @@ std::string HelpMarkdown() {
         text += '\n';
     }
     return text;
+}
+
+Json HelpJson() {
+    Json all = Json::array();
+    for (const Topic &topic : Topics()) {
+        Json fields = Json::array();
+        for (const FieldHelp &field : topic.fields) {
+            fields.push_back({{"name", field.name}, {"takes", field.takes}});
+        }
+        all.push_back({{"heading", topic.heading},
+                       {"summary", topic.summary},
+                       {"fields", fields},
+                       {"samples", topic.samples},
+                       {"key", topic.kind->key},
+                       {"from", topic.kind->from},
+                       {"to", topic.kind->to},
+                       {"label", topic.kind->label}});
+    }
+    return all;
 }
 
 std::string Roff(const std::string &text) {
