@@ -34,6 +34,7 @@
 #include "http/log_reader.h"
 #include "http/page_files.h"
 #include "lines/reference.h"
+#include "output/timeline.h"
 #include "recording/recording.h"
 #include "tqdev_host.h"
 
@@ -305,7 +306,7 @@ private:
         for (const auto &[function, code] : tqhost::CurrentSettings().failures) {
             functions.push_back(function);
         }
-        return Dump({{"lines", HelpJson()}, {"host_functions", functions}}) + '\n';
+        return Dump({{"lines", HelpJson()}, {"commands", CommandNames()}, {"host_functions", functions}}) + '\n';
     }
 
     // ---- The server's thread. ----
