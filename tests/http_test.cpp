@@ -2,6 +2,7 @@
 // tq_gateway --http as a script, a browser, or somebody with bad intentions asks it.
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -86,7 +87,7 @@ std::string Body(const std::string &answer) {
 std::string Unchunked(const std::string &body) {
     std::string text;
     for (std::size_t at = 0; at < body.size();) {
-        const std::size_t size = std::stoul(body.substr(at), nullptr, 16);
+        const std::size_t size = std::strtoul(body.c_str() + at, nullptr, 16);
         at = body.find("\r\n", at) + 2;
         text += body.substr(at, size);
         at += size + 2;

@@ -236,6 +236,7 @@ function listen() {
         $('filter-kind').append(el('option', {value}, label));
     }
     $('filters').addEventListener('input', setFilters);
+    $('filter-kind').addEventListener('change', setFilters);
     $('filters').addEventListener('submit', (event) => event.preventDefault());
     $('pause').addEventListener('click', () => pause($('pause').getAttribute('aria-pressed') !== 'true'));
     $('newest').addEventListener('click', () => timeline.follow());

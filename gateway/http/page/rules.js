@@ -170,10 +170,10 @@ export class RulesView {
         }}, rule.name || '(no name)');
         const row = el('tr', {class: rule.enable ? 'rule' : 'rule off', 'data-rule': rule.id},
             el('td', {}, name, el('div', {class: 'note'}, `id ${rule.id}${rule.enable ? '' : ', disabled'}`)),
-            el('td', {}, String(unit.channel ?? '')),
+            el('td', {'data-label': 'Channel'}, String(unit.channel ?? '')),
             el('td', {}, weekStrip(rule, this.history.firstDay), el('div', {class: 'note'}, `${rule.startTime} – ${rule.endTime.replace(/^n/, '')}${rule.endTime.startsWith('n') ? ' next day' : ''}`)),
             el('td', {class: 'verdict'}, past.verdict ? past.verdict.replace(/^rule \d+ "[^]*?" (?=held|fired)/, '') : el('span', {class: 'note'}, 'no event yet')),
-            el('td', {class: 'count'}, String(past.fired)),
+            el('td', {class: 'count', 'data-label': 'Fired'}, String(past.fired)),
             el('td', {}, el('span', {class: serious ? 'tag bad' : 'tag'}, findings.length === 0 ? 'clean' : `${findings.length} ${findings.length === 1 ? 'finding' : 'findings'}`)));
         return open ? [row, el('tr', {class: 'detail'}, el('td', {colspan: 6}, this.#detail(rule, past, findings)))] : [row];
     }

@@ -106,16 +106,21 @@ export class Timeline {
         }
         const first = Math.max(0, this.#placeAt(this.scroller.scrollTop) - SPARE);
         const last = Math.min(this.shown.length, this.#placeAt(this.scroller.scrollTop + this.scroller.clientHeight) + SPARE);
-        for (const place of [...this.drawn.keys()]) {
+        for (const place of [...this.drawn.keys()].sort((left, right) => left - right)) {
             if (place < first || place >= last) {
                 this.#release(place);
             }
         }
+        let next = this.canvas.firstChild; // rows stand in their order, also for those who hear them
         for (let place = first; place < last; ++place) {
-            if (!this.drawn.has(place)) {
-                this.#drawRow(place);
+            const row = this.drawn.get(place) ?? this.#drawRow(place);
+            if (row === next) {
+                next = next.nextSibling;
+            } else {
+                this.canvas.insertBefore(row, next);
             }
         }
+        this.free.forEach((row) => row.remove());
         this.changed();
     }
 
@@ -174,7 +179,7 @@ export class Timeline {
 
     #drawRow(place) {
         const message = this.shown[place];
-        const row = this.free.pop() ?? this.#makeRow();
+        const row = this.free.shift() ?? this.#makeRow();
         const {parts, button} = row;
         row.place = place;
         row.className = `row ${message.heading ? 'heading' : `k-${message.kind}`} ${message.tone ?? ''}`;
@@ -199,13 +204,12 @@ export class Timeline {
             row.append(body);
         }
         this.drawn.set(place, row);
-        this.canvas.append(row);
+        return row;
     }
 
     #release(place) {
         const row = this.drawn.get(place);
         this.drawn.delete(place);
-        row.remove();
         row.querySelector('pre')?.remove();
         this.free.push(row);
     }
