@@ -130,7 +130,8 @@ int Run(const Options &options) {
     const auto http = options.http ? MakeHttpServer(*options.http, options.session, recorded_timed) : nullptr;
     Causes causes;
     const bool scripted = !options.script.empty();
-    Output output(captured, {shown.get(), recorder.get(), link.get(), http.get(), scripted ? &causes : nullptr});
+    Output output(captured,
+                  {shown.get(), recorder.get(), link.get(), http.get(), scripted ? &causes : nullptr});
 
     int code = EXIT_SUCCESS;
     Application application(options.application);

@@ -74,9 +74,7 @@ private:
 };
 
 /// Of an answer, the number in its first line.
-std::string Status(const std::string &answer) {
-    return answer.substr(0, answer.find("\r\n")).substr(0, 12);
-}
+std::string Status(const std::string &answer) { return answer.substr(0, answer.find("\r\n")).substr(0, 12); }
 
 std::string Body(const std::string &answer) {
     const std::size_t end = answer.find("\r\n\r\n");
@@ -153,7 +151,8 @@ TEST_F(Http, AnswersWithWhatALineCausesOrItsError) {
     EXPECT_EQ(Body(Post("{\"status_pass\":1,\"id\":7}\n# a comment\n\n{\"hub\":{\"ssid\":\"attic\"}}\n")),
               "{\"error\":\"status_pass: expected true\",\"id\":7}\n{\"result\":null}\n");
     EXPECT_EQ(Body(Post("")), "");
-    EXPECT_EQ(Body(Post("\xff")), "{\"error\":\"not JSON: parse error at line 1, column 1: syntax error while parsing value - invalid literal; last read: '�'\"}\n");
+    EXPECT_EQ(Body(Post("\xff")),
+              "{\"error\":\"not JSON: parse error at line 1, column 1: syntax error while parsing value - invalid literal; last read: '�'\"}\n");
 }
 
 TEST_F(Http, RefusesWhoMayNotAskAndWhatThereIsNot) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The server: one thread, an event loop around libmicrohttpd, and the lines that requests have for the gateway.
+// The server: one thread, an event loop around libmicrohttpd, and the lines that requests have for the
+// gateway.
 #include "http/http.h"
 
 #include <algorithm>
@@ -47,13 +48,13 @@ using std::chrono::steady_clock;
 constexpr std::size_t kLogBytes = std::size_t{64} << 20;
 constexpr std::size_t kLongestBody = std::size_t{1} << 20;
 constexpr std::size_t kMostReaders = 1000;
-constexpr std::size_t kMostWaiting = 64;     // requests with lines that the gateway has not taken yet
+constexpr std::size_t kMostWaiting = 64; // requests with lines that the gateway has not taken yet
 constexpr unsigned kMostConnections = 1100;
-constexpr unsigned kOtherFiles = 200;        // that the process may have open besides
-constexpr unsigned kIdleSeconds = 30;        // until a connection on which nothing moves is closed
+constexpr unsigned kOtherFiles = 200;                 // that the process may have open besides
+constexpr unsigned kIdleSeconds = 30;                 // until a connection on which nothing moves is closed
 constexpr std::size_t kBlock = std::size_t{16} << 10; // of an answer that grows
-constexpr int kSendBuffer = 64 << 10;        // the system's, for each reader; what does not fit waits in the log
-constexpr milliseconds kBeat{10'000};        // a reader that is gone is noticed when it is written to
+constexpr int kSendBuffer = 64 << 10; // the system's, for each reader; what does not fit waits in the log
+constexpr milliseconds kBeat{10'000}; // a reader that is gone is noticed when it is written to
 constexpr milliseconds kFarewell{500};
 
 struct ResponseFree {
@@ -118,7 +119,8 @@ Response Finished(MHD_Response *made, const char *type) {
 }
 
 Response TextResponse(std::string_view text, const char *type, MHD_ResponseMemoryMode mode) {
-    return Finished(MHD_create_response_from_buffer(text.size(), const_cast<char *>(text.data()), mode), type);
+    return Finished(MHD_create_response_from_buffer(text.size(), const_cast<char *>(text.data()), mode),
+                    type);
 }
 
 std::string_view HeaderOf(MHD_Connection *connection, const char *name) {
@@ -146,8 +148,7 @@ FileDescriptor Listen(const HttpOptions &options) {
         throw std::invalid_argument(where + gai_strerror(failed));
     }
     const std::unique_ptr<addrinfo, void (*)(addrinfo *)> address(found, freeaddrinfo);
-    FileDescriptor listening(
-        socket(address->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    FileDescriptor listening(socket(address->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const int yes = 1;
     setsockopt(listening.Get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     setsockopt(listening.Get(), SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof kSendBuffer);
@@ -176,7 +177,8 @@ std::string AddressOf(int listening) {
 unsigned MostConnections() {
     rlimit files{};
     getrlimit(RLIMIT_NOFILE, &files);
-    files.rlim_cur = std::max(files.rlim_cur, std::min<rlim_t>(files.rlim_max, kMostConnections + kOtherFiles));
+    files.rlim_cur =
+        std::max(files.rlim_cur, std::min<rlim_t>(files.rlim_max, kMostConnections + kOtherFiles));
     setrlimit(RLIMIT_NOFILE, &files);
     const auto free = files.rlim_cur > kOtherFiles ? files.rlim_cur - kOtherFiles : files.rlim_cur / 2;
     return static_cast<unsigned>(std::min<rlim_t>(kMostConnections, free));
@@ -185,13 +187,14 @@ unsigned MostConnections() {
 class Server : public HttpServer {
 public:
     Server(const HttpOptions &options, const Session &session, bool timed)
-        : log_(kLogBytes), recorder_(MakeRecorder([this](std::string line) { Append(std::move(line)); }, session, timed)),
+        : log_(kLogBytes),
+          recorder_(MakeRecorder([this](std::string line) { Append(std::move(line)); }, session, timed)),
           listening_(Listen(options)), address_(AddressOf(listening_.Get())), kinds_(KindsText()) {
         daemon_.reset(MHD_start_daemon(
             MHD_USE_EPOLL | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr, &Server::Answer, this,
-            MHD_OPTION_LISTEN_SOCKET, fcntl(listening_.Get(), F_DUPFD_CLOEXEC, 3), MHD_OPTION_CONNECTION_LIMIT, MostConnections(),
-            MHD_OPTION_CONNECTION_TIMEOUT, kIdleSeconds, MHD_OPTION_NOTIFY_COMPLETED, &Server::Completed, this,
-            MHD_OPTION_END));
+            MHD_OPTION_LISTEN_SOCKET, fcntl(listening_.Get(), F_DUPFD_CLOEXEC, 3),
+            MHD_OPTION_CONNECTION_LIMIT, MostConnections(), MHD_OPTION_CONNECTION_TIMEOUT, kIdleSeconds,
+            MHD_OPTION_NOTIFY_COMPLETED, &Server::Completed, this, MHD_OPTION_END));
         if (!daemon_) {
             throw std::runtime_error("--http: the server cannot be started");
         }
@@ -256,7 +259,7 @@ private:
     struct Endpoint {
         std::string_view path;
         std::string_view method;
-        bool guarded; ///< Needs the token.
+        bool guarded;                                 ///< Needs the token.
         Response (Server::*answer)(Request &request); ///< Null: the answer comes later. May throw a Refusal.
     };
 
@@ -306,14 +309,16 @@ private:
         for (const auto &[function, code] : tqhost::CurrentSettings().failures) {
             functions.push_back(function);
         }
-        return Dump({{"lines", HelpJson()}, {"commands", CommandNames()}, {"host_functions", functions}}) + '\n';
+        return Dump({{"lines", HelpJson()}, {"commands", CommandNames()}, {"host_functions", functions}}) +
+               '\n';
     }
 
     // ---- The server's thread. ----
 
     void Run() {
         const FileDescriptor poll(epoll_create1(EPOLL_CLOEXEC));
-        for (const int fd : {MHD_get_daemon_info(daemon_.get(), MHD_DAEMON_INFO_EPOLL_FD)->epoll_fd, wake_.Get()}) {
+        for (const int fd :
+             {MHD_get_daemon_info(daemon_.get(), MHD_DAEMON_INFO_EPOLL_FD)->epoll_fd, wake_.Get()}) {
             epoll_event event{};
             event.events = EPOLLIN;
             epoll_ctl(poll.Get(), EPOLL_CTL_ADD, fd, &event);
@@ -385,8 +390,8 @@ private:
     static MHD_Result Answer(void *server, MHD_Connection *connection, const char *path, const char *method,
                              const char *, const char *upload, std::size_t *upload_size, void **state) {
         try {
-            return static_cast<Server *>(server)->Answer(connection, path, method, {upload, *upload_size}, *upload_size,
-                                                         *state);
+            return static_cast<Server *>(server)->Answer(connection, path, method, {upload, *upload_size},
+                                                         *upload_size, *state);
         } catch (const std::exception &) {
             return MHD_NO; // closes the connection
         }
@@ -432,7 +437,8 @@ private:
         Find(request, path);
         const Endpoint &endpoint = *request.endpoint;
         if (method != endpoint.method && !(method == "HEAD" && endpoint.method == "GET")) {
-            throw Refusal{MHD_HTTP_METHOD_NOT_ALLOWED, "expected " + std::string(endpoint.method),
+            throw Refusal{MHD_HTTP_METHOD_NOT_ALLOWED,
+                          "expected " + std::string(endpoint.method),
                           {MHD_HTTP_HEADER_ALLOW, endpoint.method.data()}};
         }
         if (endpoint.guarded && !HasToken(header(MHD_HTTP_HEADER_AUTHORIZATION), token_)) {
@@ -478,7 +484,8 @@ private:
         if (!request.waits) {
             const std::lock_guard lock(mutex_);
             if (closing_ || waiting_.size() >= kMostWaiting) {
-                throw Refusal{MHD_HTTP_SERVICE_UNAVAILABLE, closing_ ? "the gateway has ended" : "too many requests wait"};
+                throw Refusal{MHD_HTTP_SERVICE_UNAVAILABLE,
+                              closing_ ? "the gateway has ended" : "too many requests wait"};
             }
             request.waits = true;
             MHD_suspend_connection(request.connection);
@@ -494,14 +501,16 @@ private:
         const std::uint64_t had = strtoull(given.c_str(), nullptr, 10);
         if (given.size() > 18 || had > log_.Last() ||
             given.find_first_not_of("0123456789") != std::string::npos) {
-            throw Refusal{MHD_HTTP_BAD_REQUEST, "Last-Event-ID: expected the number of an event that there was"};
+            throw Refusal{MHD_HTTP_BAD_REQUEST,
+                          "Last-Event-ID: expected the number of an event that there was"};
         }
         return Streamed(request, LogReader::OfEvents(log_, had + 1), "text/event-stream");
     }
 
     Response Recording(Request &request) {
         if (log_.From(1)->number > 1) {
-            throw Refusal{MHD_HTTP_GONE, "the beginning of the session is forgotten; --record FILE keeps all of it"};
+            throw Refusal{MHD_HTTP_GONE,
+                          "the beginning of the session is forgotten; --record FILE keeps all of it"};
         }
         Response response = Streamed(request, LogReader::OfRecording(log_), kJsonLines);
         MHD_add_response_header(response.get(), MHD_HTTP_HEADER_CONTENT_DISPOSITION,
@@ -511,12 +520,14 @@ private:
 
     Response Streamed(Request &request, const LogReader &reader, const char *type) {
         if (readers_ >= kMostReaders) {
-            throw Refusal{MHD_HTTP_SERVICE_UNAVAILABLE, "there are " + std::to_string(kMostReaders) + " readers already"};
+            throw Refusal{MHD_HTTP_SERVICE_UNAVAILABLE,
+                          "there are " + std::to_string(kMostReaders) + " readers already"};
         }
         auto stream = std::make_unique<Stream>(Stream{*this, request.connection, reader});
-        Response response = Finished(MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, kBlock, &Server::Read,
-                                                                       stream.get(), &Server::EndStream),
-                                     type);
+        Response response =
+            Finished(MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, kBlock, &Server::Read, stream.get(),
+                                                       &Server::EndStream),
+                     type);
         stream.release();
         ++readers_;
         return response;
@@ -584,7 +595,9 @@ void Server::Find(Request &request, const std::string &path) {
     const auto *endpoint = std::find_if(std::begin(kEndpoints), std::end(kEndpoints),
                                         [&](const Endpoint &row) { return row.path == path; });
     request.file = FindPageFile(path == "/" ? "/index.html" : path);
-    request.endpoint = endpoint != std::end(kEndpoints) ? endpoint : request.file != nullptr ? &kFile : nullptr;
+    request.endpoint = endpoint != std::end(kEndpoints) ? endpoint
+                       : request.file != nullptr        ? &kFile
+                                                        : nullptr;
     if (request.endpoint == nullptr) {
         throw Refusal{MHD_HTTP_NOT_FOUND, "there is nothing of this name"};
     }

@@ -32,7 +32,8 @@ public:
     void Beat();
 
 private:
-    LogReader(const EventLog &log, std::uint64_t from, std::uint64_t last) : log_(log), next_(from), last_(last) {}
+    LogReader(const EventLog &log, std::uint64_t from, std::uint64_t last)
+        : log_(log), next_(from), last_(last) {}
 
     bool Begin();
     void Begin(std::string head, std::shared_ptr<const std::string> line, std::string_view tail);

@@ -600,8 +600,9 @@ constexpr LineField kNowFields[] = {
 constexpr const char *kNowSamples[] = {R"({"now":"2026-11-21T23:30:00"})", R"({"now":null})"};
 
 constexpr LineField kAdvanceFields[] = {
-    {"advance", "a number of seconds, minutes, hours or days with s, m, h or d, up to a hundred years; \"next\": "
-                "to when the next action is due"}};
+    {"advance",
+     "a number of seconds, minutes, hours or days with s, m, h or d, up to a hundred years; \"next\": "
+     "to when the next action is due"}};
 constexpr const char *kAdvanceSamples[] = {R"({"advance":"90s"})", R"({"advance":"next"})"};
 
 constexpr LineField kCheckFields[] = {

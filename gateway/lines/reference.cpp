@@ -62,7 +62,8 @@ In short: a name, its value and members, for which the line is shown that they b
 std::vector<Topic> Topics() {
     std::vector<Topic> topics;
     for (const LineKind &kind : LineKinds()) {
-        Topic topic{kind.key, kind.key, kind.summary, {}, {}, {kind.samples.begin(), kind.samples.end()}, &kind};
+        Topic topic{kind.key, kind.key, kind.summary, {}, {}, {kind.samples.begin(), kind.samples.end()},
+                    &kind};
         for (const LineField &field : kind.fields) {
             topic.fields.push_back({field.name, field.takes});
         }

@@ -95,7 +95,8 @@ std::optional<int> Now(const Parts &parts, ObjectReader &line) {
 
 std::optional<int> Advance(const Parts &parts, ObjectReader &line) {
     const std::string span = AsText(line.Get("advance"));
-    const std::optional<std::uint64_t> ms = span == "next" ? std::nullopt : std::optional(ReadSpan(span, "advance"));
+    const std::optional<std::uint64_t> ms =
+        span == "next" ? std::nullopt : std::optional(ReadSpan(span, "advance"));
     line.Done();
     parts.rules.Advance(ms ? *ms : parts.rules.UntilNext());
     return std::nullopt;

@@ -83,9 +83,7 @@ public:
         write_(SessionLine(session, Kept(std::chrono::system_clock::now())));
     }
 
-    void Show(const Json &line, Moment when) override {
-        write_(RecordedLine("out", Dump(line), Kept(when)));
-    }
+    void Show(const Json &line, Moment when) override { write_(RecordedLine("out", Dump(line), Kept(when))); }
     void Echo(Input what, const Json &input, const std::string &text, Moment when) override {
         write_(InputLine(what, input, text, Kept(when)));
     }

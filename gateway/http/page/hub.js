@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The hub and the host as they are; each change is a line, which is shown.
 import {OWN} from './messages.js';
-import {copyButton, el, printable} from './text.js';
+import {copyButton, editable, el, printable} from './text.js';
 
-/** What kind of input a member has: a number, a text, or a long text that may be JSON. */
 const SETTINGS = ['screen_overtime', 'video_time', 'auto_rouse', 'screen_lightness'];
 const ICR = [['mode', 'number'], ['sensitivity', 'number'], ['autoTimeBegin', 'text'], ['autoTimeEnd', 'text']];
 
@@ -108,7 +107,7 @@ export class HubView {
         const fields = ['scene_rules', 'ai_rules'].flatMap((key) => {
             const id = `${card}-${key}`.replace(/\W/g, '_');
             const area = el('textarea', {id, rows: 3, spellcheck: 'false', class: 'full', placeholder: 'none'});
-            area.value = hub[key] === null ? '' : typeof hub[key] === 'string' ? hub[key] : JSON.stringify(hub[key]);
+            area.value = editable(hub[key] === null ? '' : typeof hub[key] === 'string' ? hub[key] : JSON.stringify(hub[key]));
             area.addEventListener('input', () => { this.changed = area; });
             area.addEventListener('change', () => {
                 let value = area.value === '' ? null : area.value;
@@ -138,7 +137,7 @@ export class HubView {
 
     #answers(hub) {
         const card = 'Callbacks';
-        return this.#card(card, 'what they return; unless 0 they do nothing else',
+        return this.#card(card, 'results; unless 0 they do nothing',
             ...['recv_msg', 'on_get_runtime_info'].flatMap((key) => this.#field(card, key, hub[key], 'number', (value) => ({hub: {[key]: value}}))));
     }
 

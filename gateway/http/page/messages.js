@@ -84,7 +84,7 @@ function describeLinkage(line) {
     const what = line.linkage;
     const lanes = what === 'run' ? {from: LINKAGE, to: HUB} : {from: LINKAGE, to: LINKAGE};
     const tone = what === 'fired' || what === 'fires' ? 'strong' : what === 'held' || what === 'misses' ? 'dim' : '';
-    return {...lanes, kind: 'linkage', name: line.text ?? what, tone, rule: line.rule, what,
+    return {...lanes, kind: 'linkage', name: line.text ?? what, tone, rule: line.rule, became: what,
         fields: line.stAction ? fieldsOf(line.stAction) : ''};
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The hub's rules: when they are active, what became of them, and what is wrong with them.
 import {OWN} from './messages.js';
-import {el, svg} from './text.js';
+import {el, printable, svg} from './text.js';
 
 const WEEK = ['Monday', 'Tuesday', 'Wednesday', 'Thursday', 'Friday', 'Saturday', 'Sunday'];
 const DAY_MINUTES = 24 * 60;
@@ -16,6 +16,7 @@ export class RuleHistory {
     clear() {
         this.rules = new Map();
         this.firstDay = null; // the name of day 1
+        this.asked = false;   // what comes now answers a question, so it did not happen
     }
 
     take(message) {
@@ -23,13 +24,16 @@ export class RuleHistory {
             const day = /"day_1"\s*:\s*"(\w+)"/.exec(message.raw)?.[1];
             this.firstDay = day ?? this.firstDay;
         }
-        if (message.rule === undefined || message.own) {
+        if (message.what === 'in') {
+            this.asked = message.key === 'trace' || message.key === 'explain';
+        }
+        if (message.rule === undefined || this.asked) {
             return;
         }
         const rule = this.of(message.rule);
-        rule.fired += message.what === 'fired' ? 1 : 0;
+        rule.fired += message.became === 'fired' ? 1 : 0;
         rule.entries.push({number: message.number, text: message.name});
-        if (message.what === 'fired' || message.what === 'held') {
+        if (message.became === 'fired' || message.became === 'held') {
             rule.verdict = message.name;
         }
         if (rule.entries.length > TRACE) {
@@ -84,6 +88,12 @@ function weekStrip(rule, firstDay) {
         drawing.append(svg('rect', {class: 'active', x: day * WIDTH + 1 + from * scale, y: 12, width: Math.max(1, (to - from) * scale), height: 12}));
     }
     return drawing;
+}
+
+/** What a trace says of a rule, without the rule. */
+function withoutRule(rule, text) {
+    const begin = `rule ${rule.id} "${printable(rule.name)}" `;
+    return text.startsWith(begin) ? text.slice(begin.length) : text;
 }
 
 function eventText(event) {
@@ -172,7 +182,7 @@ export class RulesView {
             el('td', {}, name, el('div', {class: 'note'}, `id ${rule.id}${rule.enable ? '' : ', disabled'}`)),
             el('td', {'data-label': 'Channel'}, String(unit.channel ?? '')),
             el('td', {}, weekStrip(rule, this.history.firstDay), el('div', {class: 'note'}, `${rule.startTime} – ${rule.endTime.replace(/^n/, '')}${rule.endTime.startsWith('n') ? ' next day' : ''}`)),
-            el('td', {class: 'verdict'}, past.verdict ? past.verdict.replace(/^rule \d+ "[^]*?" (?=held|fired)/, '') : el('span', {class: 'note'}, 'no event yet')),
+            el('td', {class: 'verdict'}, past.verdict ? withoutRule(rule, past.verdict) : el('span', {class: 'note'}, 'no event yet')),
             el('td', {class: 'count', 'data-label': 'Fired'}, String(past.fired)),
             el('td', {}, el('span', {class: serious ? 'tag bad' : 'tag'}, findings.length === 0 ? 'clean' : `${findings.length} ${findings.length === 1 ? 'finding' : 'findings'}`)));
         return open ? [row, el('tr', {class: 'detail'}, el('td', {colspan: 6}, this.#detail(rule, past, findings)))] : [row];
@@ -187,7 +197,7 @@ export class RulesView {
                 explain ?? '', explained ? el('p', {role: 'status'}, explained) : '',
                 el('h3', {}, 'Actions'), list((rule.rule?.actions ?? []).map(actionText), 'It has none.')),
             el('div', {}, el('h3', {}, `Trace`),
-                list(past.entries.slice().reverse().map(({number, text}) => [el('a', {href: '#' + number}, '#' + number), text]), 'Nothing happened to it yet.')),
+                list(past.entries.slice().reverse().map(({number, text}) => [el('a', {href: '#' + number}, '#' + number), withoutRule(rule, text)]), 'Nothing happened to it yet.')),
             el('div', {}, el('h3', {}, 'Check'),
                 list(findings.map((finding) => [el('span', {class: finding.class === 'note' ? 'tag' : 'tag bad'}, finding.class), ' ' + finding.text]), 'Nothing is wrong with it.')));
     }

@@ -9,6 +9,11 @@ export function printable(text) {
         c === '\n' ? '\\n' : c === '\t' ? '\\t' : '\\u' + c.charCodeAt(0).toString(16).padStart(4, '0'));
 }
 
+/** The same for a text that is edited: its lines and tabs stay. */
+export function editable(text) {
+    return text.split(/([\n\t])/).map((piece) => (piece === '\n' || piece === '\t' ? piece : printable(piece))).join('');
+}
+
 /** An element with attributes ("on…" is a listener) and children, which are elements or texts. */
 export function el(name, attributes = {}, ...children) {
     const element = document.createElement(name);
