@@ -95,10 +95,10 @@ std::optional<int> Now(const Parts &parts, ObjectReader &line) {
 
 std::optional<int> Advance(const Parts &parts, ObjectReader &line) {
     const std::string span = AsText(line.Get("advance"));
-    const std::optional<std::uint64_t> ms =
-        span == "next" ? std::nullopt : std::optional(ReadSpan(span, "advance"));
+    const bool to_next = span == "next";
+    const std::uint64_t ms = to_next ? 0 : ReadSpan(span, "advance");
     line.Done();
-    parts.rules.Advance(ms ? *ms : parts.rules.UntilNext());
+    parts.rules.Advance(to_next ? parts.rules.UntilNext() : ms);
     return std::nullopt;
 }
 

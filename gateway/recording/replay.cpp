@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <thread>
@@ -156,7 +157,7 @@ void Play(const Recording &recording, const Module &module, bool paced,
     StdoutCapture captured;
     Collector collector;
     Output output(captured, {&collector});
-    const std::optional<Pace> pace = paced ? std::optional<Pace>(recording) : std::nullopt;
+    const auto pace = paced ? std::make_unique<Pace>(recording) : nullptr;
     std::optional<Gateway> gateway;
     gateway.emplace(module, output, recording.session);
     for (std::size_t i = 0; i < recording.steps.size(); ++i) {
