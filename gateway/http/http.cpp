@@ -184,7 +184,7 @@ unsigned MostConnections() {
     return static_cast<unsigned>(std::min<rlim_t>(kMostConnections, free));
 }
 
-class Server : public HttpServer {
+class Server final : public HttpServer {
 public:
     Server(const HttpOptions &options, const Session &session, bool timed)
         : log_(kLogBytes),
@@ -528,7 +528,7 @@ private:
             Finished(MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, kBlock, &Server::Read, stream.get(),
                                                        &Server::EndStream),
                      type);
-        stream.release();
+        static_cast<void>(stream.release()); // it is EndStream's now
         ++readers_;
         return response;
     }
