@@ -2,8 +2,13 @@
 // Between the lines and the module: start, stop, and every line's result or error.
 #include "gateway.h"
 
+#include <cerrno>
 #include <exception>
 #include <stdexcept>
+#include <system_error>
+
+#include <poll.h>
+#include <sys/epoll.h>
 
 #include <nlohmann/json.hpp>
 
@@ -32,7 +37,9 @@ int GetRuntimeInfo(tqDevSDK_SmartControl_runtime_info *info) {
 } // namespace
 
 Gateway::Gateway(const Module &module, Output &output, const Session &session)
-    : session_(session), module_(module), output_(output), rules_(module, output), hub_(output, rules_) {
+    : session_(session), module_(module), output_(output), due_(epoll_create1(EPOLL_CLOEXEC)),
+      rules_(module, output), hub_(output, rules_) {
+    Attend(rules_.DueFd(), [this] { rules_.CarryOutDue(); });
     tqhost::SetLogLevel(session.log);
     if (!session.serial.empty()) {
         tqhost::SetDeviceInfo("dev_subserial", session.serial);
@@ -139,8 +146,22 @@ void Gateway::ShowError(const std::string &reason) {
     output_.Show({{"error", Clipped(reason, kShownErrorBytes)}});
 }
 
+void Gateway::Attend(int fd, std::function<void()> carry_out) {
+    epoll_event event{};
+    event.events = EPOLLIN;
+    if (epoll_ctl(due_.Get(), EPOLL_CTL_ADD, fd, &event) != 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot wait for what is due");
+    }
+    attended_.push_back({fd, std::move(carry_out)});
+}
+
 void Gateway::CarryOutDue() {
-    rules_.CarryOutDue();
+    for (const Attended &attended : attended_) {
+        pollfd due = {attended.fd, POLLIN, 0};
+        if (poll(&due, 1, 0) > 0) {
+            attended.carry_out();
+        }
+    }
     output_.ShowPrinted();
 }
 

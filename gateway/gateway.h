@@ -3,9 +3,12 @@
 #ifndef TQGATEWAY_GATEWAY_H
 #define TQGATEWAY_GATEWAY_H
 
+#include <functional>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "file_descriptor.h"
 #include "hub.h"
 #include "link/link_faults.h"
 #include "module.h"
@@ -60,8 +63,12 @@ public:
     /// Closes a line that could not be taken.
     void Refuse(const std::string &reason);
 
-    /// Readable when something is due by the machine's time, which CarryOutDue is to be called for.
-    int DueFd() const { return rules_.DueFd(); }
+    /// Has `carry_out` called by CarryOutDue while `fd` is readable.
+    void Attend(int fd, std::function<void()> carry_out);
+
+    /// Readable when something is due, by the machine's time or for who is attended to, which CarryOutDue is
+    /// to be called for.
+    int DueFd() const { return due_.Get(); }
     void CarryOutDue();
 
     /// One pass of the status-report service, on any thread.
@@ -76,6 +83,12 @@ private:
     Session session_;
     Module module_;
     Output &output_;
+    struct Attended {
+        int fd;
+        std::function<void()> carry_out;
+    };
+    FileDescriptor due_;
+    std::vector<Attended> attended_;
     RuleEngine rules_;
     Hub hub_;
     SetLinkFaults set_link_faults_ = [](const LinkFaults &) {};

@@ -13,6 +13,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "http/http.h"
 #include "input/editor.h"
 #include "input/feed.h"
 #include "input/scenarios.h"
@@ -163,11 +164,14 @@ int Run(const Options &options) {
         shown_fd, {stop.Get(), RequestStop, ShowsText(options, shown_fd) ? DroppedText : DroppedLine});
     LineWriter record_file(record ? record->Fd() : -1, RequestStop, stop.Get());
     const auto shown = MakeShown(options, shown_fd, standard_output);
-    const auto recorder =
-        record ? MakeRecorder(record_file, options.session, options.time.value_or(true)) : nullptr;
+    const bool recorded_timed = options.time.value_or(true);
+    const auto write_record = [&record_file](const std::string &line) { record_file.Write(line); };
+    const auto recorder = record ? MakeRecorder(write_record, options.session, recorded_timed) : nullptr;
+    const auto http = options.http ? MakeHttpServer(*options.http, options.session, recorded_timed) : nullptr;
     Causes causes;
     RecordKeeper keeper;
-    Output output(captured, {shown.get(), recorder.get(), link.get(), scripted ? &causes : nullptr, &keeper});
+    Output output(captured, {shown.get(), recorder.get(), link.get(), http.get(),
+                             scripted ? &causes : nullptr, &keeper});
 
     int code = EXIT_SUCCESS;
     Application application(options.application);
@@ -179,6 +183,10 @@ int Run(const Options &options) {
         const StatusThread status(gateway, options.status_interval);
         if (record) {
             keeper.Begin(*record);
+        }
+        if (http) {
+            gateway.Attend(http->WakeFd(), [&] { http->CarryOut(gateway); });
+            Say(http->Url());
         }
         if (link) {
             gateway.UseLink([&link](const LinkFaults &faults) { link->SetFaults(faults); });
@@ -197,6 +205,9 @@ int Run(const Options &options) {
             } else if (!scripted) {
                 FeedLines(STDIN_FILENO, stop.Get(), gateway);
             }
+            if (http && !link) {
+                FeedNothing(stop.Get(), gateway);
+            }
         } catch (const std::system_error &error) {
             Say((options.script.empty() ? "standard input" : options.script) + ": " + error.code().message());
             code = kExitUsage;
@@ -205,6 +216,9 @@ int Run(const Options &options) {
 
     if (link && !link->Close()) { // with all that the gateway's end caused
         code = std::max(code, kExitFailed);
+    }
+    if (http) {
+        http->Close();
     }
     standard_output.Close();
     // Behind the lines that tell of them.

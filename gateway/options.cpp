@@ -30,6 +30,8 @@ constexpr const char *kFooter = R"(Examples:
     tq_gateway --mqtt broker.example:8883 --ca-file ca.pem --serial HUB1 --user hub --password-file secret
     mosquitto_sub -t 'tq/HUB1/#' -v
     mosquitto_pub -t tq/HUB1/down -q 1 -m '{"status_pass":true}'
+  A page in the browser that shows it all; the address with its token is said at start:
+    tq_gateway --http 8080
   What happened, kept and compared; the first and the last of these record the tour anew:
     tq_gateway --no-time --script gateway/scenarios/tour.jsonl --record gateway/scenarios/tour.recorded.jsonl
     tq_gateway replay gateway/scenarios/tour.recorded.jsonl
@@ -103,6 +105,20 @@ std::string ReadBroker(const std::string &text, MqttOptions &mqtt) {
         }
     }
     return "expected HOST or HOST:PORT, an IPv6 address in brackets";
+}
+
+/// Reads PORT, ADDRESS:PORT or [ADDRESS]:PORT. Empty when all is well.
+std::string ReadListening(const std::string &text, HttpOptions &http) {
+    static const std::regex kListening(R"((?:(?:([0-9.]+)|\[([0-9a-fA-F:.]+)\]):)?([0-9]{1,5}))");
+    std::smatch match;
+    if (!std::regex_match(text, match, kListening) || std::stoi(match[3]) > UINT16_MAX) {
+        return "expected PORT or ADDRESS:PORT, the address in numbers, an IPv6 address in brackets";
+    }
+    http.port = static_cast<std::uint16_t>(std::stoi(match[3]));
+    for (const auto &address : {match[1], match[2]}) {
+        http.address = address.matched ? address.str() : http.address;
+    }
+    return {};
 }
 
 void AddTls(CLI::App &app, CLI::Option *broker, MqttOptions &mqtt) {
@@ -418,6 +434,12 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
                    "Carry out the rules that the hub takes; FILE has what a linkage line has")
         ->type_name("FILE")
         ->excludes(app.get_option("--application"));
+    HttpOptions http;
+    app.add_option_function<std::string>(
+           "--http", [](const std::string &) {},
+           "Serve a page that shows it all, until a signal, at 127.0.0.1 or ADDRESS; 0 is a free port")
+        ->type_name("[ADDRESS:]PORT")
+        ->check([&http](const std::string &where) { return ReadListening(where, http); }, "");
     MqttOptions mqtt;
     AddMqtt(app, serial, mqtt);
 
@@ -458,6 +480,9 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
         mqtt.serial = options.session.serial;
         mqtt.timed = options.time.value_or(false);
         options.mqtt = mqtt;
+    }
+    if (app.count("--http") > 0) {
+        options.http = http;
     }
     return std::nullopt;
 }

@@ -9,6 +9,7 @@
 
 #include "application/application.h"
 #include "check/command.h"
+#include "http/http.h"
 #include "link/mqtt.h"
 #include "recording/recording.h"
 #include "rules/explain.h"
@@ -32,6 +33,7 @@ struct Options {
     std::optional<bool> time;   ///< Lines carry times; unset: those of a timeline and of a recording.
     std::string linkage;        ///< File of the linkage engine's configuration; empty: there is none.
     std::optional<MqttOptions> mqtt;
+    std::optional<HttpOptions> http;
     std::string replay;                 ///< Empty: no replay.
     bool replay_update = false;         ///< Record anew instead of comparing.
     bool replay_paced = false;          ///< Keep the recording's distances in time.

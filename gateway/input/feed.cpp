@@ -95,4 +95,11 @@ void FeedArrivals(MqttLink &link, int stop_fd, Gateway &gateway) {
     }
 }
 
+void FeedNothing(int stop_fd, Gateway &gateway) {
+    pollfd waiting[] = {{stop_fd, POLLIN, 0}, {gateway.DueFd(), POLLIN, 0}};
+    while (poll(waiting, std::size(waiting), -1) < 0 || waiting[0].revents == 0) {
+        gateway.CarryOutDue();
+    }
+}
+
 } // namespace tqgateway

@@ -9,12 +9,15 @@
 namespace tqgateway {
 
 /// Feeds all lines of a file, which is read as it grows. Throws std::system_error when it cannot be read to
-/// its end. For both: `stop_fd` becomes readable when the feeding is to end.
+/// its end. For all: `stop_fd` becomes readable when the feeding is to end.
 void FeedLines(int fd, int stop_fd, Gateway &gateway);
 
 /// Connects the link and feeds all that arrives; the link's own ups and downs are kernel events. When it is
 /// to end, what has arrived is still fed, for less than a second.
 void FeedArrivals(MqttLink &link, int stop_fd, Gateway &gateway);
+
+/// Feeds nothing: carries out what is due.
+void FeedNothing(int stop_fd, Gateway &gateway);
 
 } // namespace tqgateway
 

@@ -150,17 +150,22 @@ std::optional<int> ModelReply(const Parts &, ObjectReader &line) {
     return Registered(tqhost::DeliverModelReply(message), "model_reply", "domain " + message.domain);
 }
 
+/// Shows what is wrong with a rule value.
+void ShowFindings(const Parts &parts, const std::string &value) {
+    Json findings = Json::array();
+    for (const Finding &finding : CheckRules(value)) {
+        findings.push_back(ToJson(finding));
+    }
+    parts.output.Show({{"check", findings}});
+}
+
 std::optional<int> Shadow(const Parts &parts, ObjectReader &line) {
     const std::string key = line.Text("shadow", SIZE_MAX);
     const std::string value = line.AsWritten("value");
     line.Done();
     const int result = Registered(tqhost::ShadowDesire(key, value), "shadow", key);
     if (result != 0 && parts.session.explain_refusals && key == kRulesKey) {
-        Json findings = Json::array();
-        for (const Finding &finding : CheckRules(value)) {
-            findings.push_back(ToJson(finding));
-        }
-        parts.output.Show({{"check", findings}});
+        ShowFindings(parts, value);
     }
     return result;
 }
@@ -351,6 +356,13 @@ std::optional<int> Show(const Parts &parts, ObjectReader &line) {
     const Shown &shown = RowNamed(line.Text("show", SIZE_MAX), "show", kShown);
     line.Done();
     parts.output.Show({{"to", "you"}, {shown.name, shown.describe(parts)}});
+    return std::nullopt;
+}
+
+std::optional<int> Check(const Parts &parts, ObjectReader &line) {
+    const std::string value = line.AsWritten("check");
+    line.Done();
+    ShowFindings(parts, value);
     return std::nullopt;
 }
 
@@ -591,8 +603,14 @@ constexpr LineField kNowFields[] = {
 constexpr const char *kNowSamples[] = {R"({"now":"2026-11-21T23:30:00"})", R"({"now":null})"};
 
 constexpr LineField kAdvanceFields[] = {
-    {"advance", "a number of seconds, minutes, hours or days with s, m, h or d, up to a hundred years"}};
-constexpr const char *kAdvanceSamples[] = {R"({"advance":"90s"})"};
+    {"advance",
+     "a number of seconds, minutes, hours or days with s, m, h or d, up to a hundred years; \"next\": "
+     "to when the next action is due"}};
+constexpr const char *kAdvanceSamples[] = {R"({"advance":"90s"})", R"({"advance":"next"})"};
+
+constexpr LineField kCheckFields[] = {
+    {"check", "linkage rules, as InterconnectionRule takes them: any JSON, or a text"}};
+constexpr const char *kCheckSamples[] = {R"({"check":[{"channel":1,"status":[]}]})"};
 
 constexpr LineField kShowFields[] = {{"show", "what to show, in the form that a line of that kind takes"}};
 constexpr const char *kShowSamples[] = {R"({"show":"hub"})", R"({"show":"host"})"};
@@ -629,6 +647,8 @@ constexpr LineKind kLineKinds[] = {
      nullptr},
     {"show", Show, "you", "gateway", "show ", "You ask how something is.", kShowFields, kShowSamples,
      ShowNames, nullptr},
+    {"check", Check, "you", "gateway", "check", "You ask what is wrong with linkage rules.", kCheckFields,
+     kCheckSamples, nullptr, nullptr},
     {"link", Link, "you", "link", "faults ", "You make the link to the broker a bad one.", kLinkFields,
      kLinkSamples, nullptr, nullptr},
     {"linkage", Linkage, "you", "device", "linkage ",

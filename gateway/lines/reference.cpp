@@ -6,6 +6,8 @@
 #include <iterator>
 #include <set>
 
+#include <nlohmann/json.hpp>
+
 #include "input/script.h"
 #include "lines/lines.h"
 
@@ -18,7 +20,7 @@ constexpr LineField kIdFields[] = {{kId, "any JSON, which those lines have as it
 constexpr const char *kIdSamples[] = {R"({"status_pass":true,"id":"pass-7"})"};
 
 Topic MakeTopic(const char *name, const char *summary, Rows<LineField> fields, Rows<const char *> samples) {
-    Topic topic{name, name, summary, {}, {}, {samples.begin(), samples.end()}};
+    Topic topic{name, name, summary, {}, {}, {samples.begin(), samples.end()}, nullptr};
     std::transform(fields.begin(), fields.end(), std::back_inserter(topic.fields),
                    [](const LineField &field) {
                        return FieldHelp{field.name, field.takes};
@@ -77,6 +79,7 @@ std::vector<Topic> Topics() {
     std::vector<Topic> topics;
     for (const LineKind &kind : LineKinds()) {
         Topic topic = MakeTopic(kind.key, kind.summary, kind.fields, kind.samples);
+        topic.kind = &kind;
         if (kind.names != nullptr) {
             topic.names = kind.names();
         }
@@ -88,18 +91,15 @@ std::vector<Topic> Topics() {
                                   std::move(report.summary),
                                   std::move(report.fields),
                                   {},
-                                  {std::move(report.sample)}});
+                                  {std::move(report.sample)},
+                                  &kind});
             }
         }
     }
-    const auto add_untyped = [&](Topic topic) {
-        topic.typed = false;
-        topics.push_back(std::move(topic));
-    };
-    add_untyped(MakeTopic(kId, "A member of any line, which all lines that it causes have, too.", kIdFields,
-                          kIdSamples));
+    topics.push_back(MakeTopic(kId, "A member of any line, which all lines that it causes have, too.",
+                               kIdFields, kIdSamples));
     for (const Script::Kind &kind : Script::Kinds()) {
-        add_untyped(MakeTopic(kind.key, kind.summary, kind.fields, kind.samples));
+        topics.push_back(MakeTopic(kind.key, kind.summary, kind.fields, kind.samples));
     }
     return topics;
 }
@@ -149,6 +149,28 @@ std::string HelpMarkdown() {
         text += '\n';
     }
     return text;
+}
+
+Json HelpJson() {
+    Json all = Json::array();
+    for (const Topic &topic : Topics()) {
+        if (topic.kind == nullptr) {
+            continue; // no line that can be sent
+        }
+        Json fields = Json::array();
+        for (const FieldHelp &field : topic.fields) {
+            fields.push_back({{"name", field.name}, {"takes", field.takes}});
+        }
+        all.push_back({{"heading", topic.heading},
+                       {"summary", topic.summary},
+                       {"fields", fields},
+                       {"samples", topic.samples},
+                       {"key", topic.kind->key},
+                       {"from", topic.kind->from},
+                       {"to", topic.kind->to},
+                       {"label", topic.kind->label}});
+    }
+    return all;
 }
 
 std::string Roff(const std::string &text) {

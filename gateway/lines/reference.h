@@ -6,9 +6,12 @@
 #include <string>
 #include <vector>
 
+#include "lines/json.h"
 #include "lines/records.h"
 
 namespace tqgateway {
+
+struct LineKind;
 
 /// What can be asked about: a kind of line, be it one of scripts only, a kind of report, or the id.
 struct Topic {
@@ -18,7 +21,7 @@ struct Topic {
     std::vector<FieldHelp> fields;
     std::vector<std::string> names; ///< What its key is known to take; empty for numbers and the like.
     std::vector<std::string> samples;
-    bool typed = true; ///< Says what a line at a prompt is; else it is for scripts, or a member of others.
+    const LineKind *kind = nullptr; ///< Of lines that it is about; null where a line at a prompt is none.
 };
 
 /// All topics in the order of the rows, the kinds of report behind `report`, what scripts have at the end.
@@ -35,6 +38,10 @@ std::string HelpText(const std::string &name);
 /// All topics as Markdown sections of the third level, and as sections of a manual page.
 std::string HelpMarkdown();
 std::string HelpRoff();
+
+/// All topics as an array of objects: `heading`, `summary`, `fields`, `samples`, and of the kind of line its
+/// `key`, from whom `from` and to whom `to` it goes, and the `label` before its key's value.
+Json HelpJson();
 
 /// A text as it stands in a manual page.
 std::string Roff(const std::string &text);

@@ -94,9 +94,11 @@ std::optional<int> Now(const Parts &parts, ObjectReader &line) {
 }
 
 std::optional<int> Advance(const Parts &parts, ObjectReader &line) {
-    const std::uint64_t span = ReadSpan(AsText(line.Get("advance")), "advance");
+    const std::string span = AsText(line.Get("advance"));
+    const bool to_next = span == "next";
+    const std::uint64_t ms = to_next ? 0 : ReadSpan(span, "advance");
     line.Done();
-    parts.rules.Advance(span);
+    parts.rules.Advance(to_next ? parts.rules.UntilNext() : ms);
     return std::nullopt;
 }
 

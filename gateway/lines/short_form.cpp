@@ -257,9 +257,9 @@ std::vector<std::string> Completions(const std::string &typed) {
     const bool help = before == "help ";
     std::vector<Topic> topics = Topics();
     if (!help) {
-        topics.erase(
-            std::remove_if(topics.begin(), topics.end(), [](const Topic &row) { return !row.typed; }),
-            topics.end());
+        topics.erase(std::remove_if(topics.begin(), topics.end(),
+                                    [](const Topic &row) { return row.kind == nullptr; }),
+                     topics.end());
     }
     const Topic *topic = help ? nullptr : TopicOf(before, topics);
     std::set<std::string> words;

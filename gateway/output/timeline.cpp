@@ -276,6 +276,15 @@ std::unique_ptr<Sink> MakeTimeline(WriteLine write, bool coloured, bool timed) {
     return std::make_unique<Timeline>(std::move(write), coloured, timed);
 }
 
+Json CommandNames() {
+    Json names = Json::object();
+    for (const CommandName &row : kCommandNames) {
+        names[std::to_string(row.request)] = row.name;
+        names[std::to_string(row.request + 1)] = row.name + std::string(" reply");
+    }
+    return names;
+}
+
 std::string DroppedText(std::size_t lines) {
     return "... " + std::to_string(lines) + (lines == 1 ? " line" : " lines") +
            " left out: the reader stood still";

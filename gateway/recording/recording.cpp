@@ -77,24 +77,22 @@ std::string InputLine(Input what, const Json &input, const std::string &text, st
 /// Records at once, so that nothing is lost when the program ends.
 class Recorder : public Sink {
 public:
-    Recorder(LineWriter &writer, bool timed) : writer_(writer), timed_(timed) {}
+    Recorder(WriteLine write, bool timed) : write_(std::move(write)), timed_(timed) {}
 
     void Begin(const Session &session) {
-        writer_.Write(SessionLine(session, Kept(std::chrono::system_clock::now())));
+        write_(SessionLine(session, Kept(std::chrono::system_clock::now())));
     }
 
-    void Show(const Json &line, Moment when) override {
-        writer_.Write(RecordedLine("out", Dump(line), Kept(when)));
-    }
+    void Show(const Json &line, Moment when) override { write_(RecordedLine("out", Dump(line), Kept(when))); }
     void Echo(Input what, const Json &input, const std::string &text, Moment when) override {
-        writer_.Write(InputLine(what, input, text, Kept(when)));
+        write_(InputLine(what, input, text, Kept(when)));
     }
-    void Heading(const std::string &comment) override { writer_.Write(comment); }
+    void Heading(const std::string &comment) override { write_(comment); }
 
 private:
     std::optional<Moment> Kept(Moment when) const { return timed_ ? std::optional(when) : std::nullopt; }
 
-    LineWriter &writer_;
+    WriteLine write_;
     bool timed_;
 };
 
@@ -187,8 +185,8 @@ void ReadLine(const Json &json, const std::string &text, std::size_t number, Rec
 
 } // namespace
 
-std::unique_ptr<Sink> MakeRecorder(LineWriter &writer, const Session &session, bool timed) {
-    auto recorder = std::make_unique<Recorder>(writer, timed);
+std::unique_ptr<Sink> MakeRecorder(WriteLine write, const Session &session, bool timed) {
+    auto recorder = std::make_unique<Recorder>(std::move(write), timed);
     recorder->Begin(session);
     return recorder;
 }

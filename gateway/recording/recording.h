@@ -30,7 +30,7 @@
 namespace tqgateway {
 
 /// Begins a recording with its session; the sink writes the rest.
-std::unique_ptr<Sink> MakeRecorder(LineWriter &writer, const Session &session, bool timed);
+std::unique_ptr<Sink> MakeRecorder(WriteLine write, const Session &session, bool timed);
 
 /// A line that came out, and where the recording has it.
 struct RecordedOutput {

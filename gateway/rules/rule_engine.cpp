@@ -208,6 +208,14 @@ void RuleEngine::Advance(std::uint64_t ms) {
     clock_.MoveTo(end);
 }
 
+std::uint64_t RuleEngine::UntilNext() const {
+    const std::uint64_t deadline = tqDevSDK_Linkage_Deadline(engine_.get());
+    if (deadline == UINT64_MAX) {
+        throw LineError("advance: no action waits");
+    }
+    return deadline - std::min(deadline, clock_.Now().mono_ms);
+}
+
 tqDevSDK_Linkage_Now_S RuleEngine::Now() const {
     const ClockTime now = clock_.Now();
     tqDevSDK_Linkage_Now_S record{now.mono_ms, 0, 0, 0};

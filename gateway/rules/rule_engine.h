@@ -71,6 +71,9 @@ public:
     /// Moves the clock on, and stops at each moment at which something is due. Throws LineError.
     void Advance(std::uint64_t ms);
 
+    /// Milliseconds until the next action is due. Throws LineError when none waits.
+    std::uint64_t UntilNext() const;
+
     /// Readable when something is due by the machine's time, which CarryOutDue is to be called for.
     int DueFd() const { return timer_.Get(); }
     void CarryOutDue();
