@@ -370,10 +370,10 @@ TEST(Gateway, SaysWhatIsWrongWithAnOption) {
 TEST(Gateway, UnderstandsEverySampleOfItsReferenceAndKnowsItsFields) {
     const Folder folder;
     std::ofstream(folder.Path("linkage")) << R"({"delay_unit_ms":1000,"day_1":"Monday","condition":{"0":"any"},"auto_done":null})";
-    // A home in which an action runs.
+    // A home in which one action runs and another waits.
     const std::string home = Joined(
         {R"({"now":"2026-11-20T23:30:00"})",
-         R"({"hub":{"rules":[{"channel":1,"status":[{"id":1,"userId":"","name":"","enable":1,"weekdays":["5"],"startTime":"22:00","endTime":"23:59","rule":{"condition":0,"events":[{"domain":1100,"cmdId":5,"deviceId":"SENSOR001","channelNo":1,"value":1}],"actions":[{"domain":1100,"cmdId":1,"deviceId":"HUB000001","channelNo":1,"params":{},"delay":0}]}}]}]}})",
+         R"({"hub":{"rules":[{"channel":1,"status":[{"id":1,"userId":"","name":"","enable":1,"weekdays":["5"],"startTime":"22:00","endTime":"23:59","rule":{"condition":0,"events":[{"domain":1100,"cmdId":5,"deviceId":"SENSOR001","channelNo":1,"value":1}],"actions":[{"domain":1100,"cmdId":1,"deviceId":"HUB000001","channelNo":1,"params":{},"delay":0},{"domain":1100,"cmdId":1,"deviceId":"HUB000001","channelNo":2,"params":{},"delay":60}]}}]}]}})",
          R"({"event":{"deviceId":"SENSOR001","domain":1100,"cmdId":5,"channelNo":1,"value":1}})"});
     const std::set<std::string> in_scripts = {"expect", "wait", "sleep", "include"};
     std::ofstream(folder.Path("start.jsonl")) << "# Included.\n";
