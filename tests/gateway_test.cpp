@@ -369,7 +369,8 @@ TEST(Gateway, SaysWhatIsWrongWithAnOption) {
 
 TEST(Gateway, UnderstandsEverySampleOfItsReferenceAndKnowsItsFields) {
     const Folder folder;
-    std::ofstream(folder.Path("linkage")) << R"({"delay_unit_ms":1000,"day_1":"Monday","condition":{"0":"any"},"auto_done":null})";
+    std::ofstream(folder.Path("linkage"))
+        << R"({"serial":"HUB000001","delay_unit_ms":1000,"day_1":"Monday","condition":{"0":"any"},"auto_done":null})";
     // A home in which one action runs and another waits.
     const std::string home = Joined(
         {R"({"now":"2026-11-20T23:30:00"})",

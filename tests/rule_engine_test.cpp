@@ -5,7 +5,7 @@
 
 namespace {
 
-const std::string kLinkage = R"({"delay_unit_ms":100,"day_1":"Monday"})";
+const std::string kLinkage = R"({"serial":"HUB000001","delay_unit_ms":100,"day_1":"Monday"})";
 
 std::string RuleText(int id, const std::string &name, const std::string &weekdays, const std::string &device, int delay) {
     return R"({"id":)" + std::to_string(id) + R"(,"userId":"u","name":")" + name + R"(","enable":1,"weekdays":)" + weekdays +
@@ -72,7 +72,7 @@ TEST(RuleEngine, AdvanceStopsWhereSomethingIsDue) {
 }
 
 TEST(RuleEngine, SaysWhatDidNotFitIntoATrace) {
-    const std::string lines = R"({"linkage":{"delay_unit_ms":1,"day_1":"Monday","held_max":1}})"
+    const std::string lines = R"({"linkage":{"serial":"HUB000001","delay_unit_ms":1,"day_1":"Monday","held_max":1}})"
                               "\n"
                               R"({"hub":{"rules":)" +
                               RuleValue({RuleText(1, "x", "[]", "A", 0), RuleText(2, "y", "[]", "A", 0), RuleText(3, "z", "[]", "A", 0)}) + "}}\n" +
@@ -83,6 +83,18 @@ TEST(RuleEngine, SaysWhatDidNotFitIntoATrace) {
     EXPECT_EQ(shown[3], R"({"linkage":"lost","entries":2,"text":"2 entries did not fit into the traces: fired_max, held_max"})");
     EXPECT_EQ(shown[4].substr(0, held.size()), held);
     EXPECT_EQ(shown[6], shown[4]);
+}
+
+TEST(RuleEngine, KnowsTheDeviceByItsOwnSerial) {
+    const std::string lines = R"({"linkage":{"delay_unit_ms":1,"day_1":"Monday","condition":{"0":"any"}}})"
+                              "\n"
+                              R"({"hub":{"rules":)" +
+                              RuleValue({RuleText(1, "x", kEveryDay, "A", 0)}) + "}}\n" + R"({"event":)" + kEvent + "}\n";
+    const auto shows = [&](const std::string &options, const std::string &kind) {
+        return Contains(Joined(RunGateway("--json " + options, lines).lines), R"({"linkage":")" + kind + '"');
+    };
+    EXPECT_TRUE(shows("--serial HUB000001", "run"));
+    EXPECT_TRUE(shows("", "undone")) << "its action is for another device";
 }
 
 TEST(RuleEngine, HeldRulesAreDim) {

@@ -534,7 +534,7 @@ constexpr const char *kLinkSamples[] = {
 constexpr LineField kLinkageFields[] = {
     {"linkage", "an object of the members below, or null, which ends the engine; once there is one, what is "
                 "missing stays as it is"},
-    {"linkage.serial", "the device's own, text of 1 to 31 bytes; \"HUB000001\" when missing"},
+    {"linkage.serial", "the device's own, text of 1 to 31 bytes; that of the host when missing"},
     {"linkage.delay_unit_ms", "1 to 4294967295; has to be given to the first"},
     {"linkage.day_1", "\"Monday\" to \"Sunday\"; has to be given to the first"},
     {"linkage.condition",
@@ -552,7 +552,7 @@ constexpr LineField kLinkageFields[] = {
      "it running; 0 when missing"},
 };
 constexpr const char *kLinkageSamples[] = {
-    R"({"linkage":{"delay_unit_ms":1000,"day_1":"Monday","condition":{"0":"any","1":"all"}}})",
+    R"({"linkage":{"serial":"HUB000001","delay_unit_ms":1000,"day_1":"Monday","condition":{"0":"any","1":"all"}}})",
     R"({"linkage":null})",
 };
 

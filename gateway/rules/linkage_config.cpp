@@ -22,7 +22,6 @@ constexpr NamedNumber kHows[] = {{"any", TQDEVSDK_LINKAGE_HOW_ANY}, {"all", TQDE
 
 LinkageConfig Defaults() {
     LinkageConfig config;
-    strcpy(config.engine.acSerial, "HUB000001");
     config.engine.usRunningMax = 64;
     config.engine.usMemberMax = 64;
     config.engine.usFiredMax = 256;

@@ -15,6 +15,7 @@
 
 #include "lines/records.h"
 #include "rules/rules.h"
+#include "tqdev_host.h"
 
 namespace tqgateway {
 namespace {
@@ -29,6 +30,15 @@ constexpr UINT32 Statistics::*kCounters[] = {&Statistics::uiSelfEvtCnt,    &Stat
                                              &Statistics::uiSelfActCnt,    &Statistics::uiLanActSuccCnt,
                                              &Statistics::uiLanActFailCnt, &Statistics::uiUndoActCnt,
                                              &Statistics::uiSelfActRetCnt, &Statistics::uiLanActRetCnt};
+
+/// Throws LineError when the device has none that rules could name.
+void CopyDeviceSerial(char (&field)[32]) {
+    const std::string serial = tqhost::CurrentSettings().device_info["dev_subserial"];
+    if (serial.empty() || serial.size() >= sizeof field) {
+        throw LineError("linkage.serial: missing, and the device's own has not 1 to 31 bytes");
+    }
+    serial.copy(field, sizeof field);
+}
 
 } // namespace
 
@@ -48,8 +58,10 @@ void RuleEngine::Configure(const Json &json) {
         ArmTimer();
         return;
     }
-    const LinkageConfig config =
-        ReadLinkageConfig(ObjectReader(json, "linkage"), config_ ? &*config_ : nullptr);
+    LinkageConfig config = ReadLinkageConfig(ObjectReader(json, "linkage"), config_ ? &*config_ : nullptr);
+    if (config.engine.acSerial[0] == '\0') {
+        CopyDeviceSerial(config.engine.acSerial);
+    }
     const bool restart = !engine_ || json.size() > 1 || !json.contains("auto_done");
     if (restart) {
         CarryOutDue();
