@@ -491,6 +491,22 @@ TEST_F(Mqtt, TellsWhyThereIsNoLink) {
     }
 }
 
+TEST_F(Mqtt, CarriesOutWhatFallsDueBetweenLines) {
+    StartBroker();
+    std::ofstream(folder_.Path("linkage")) << R"({"delay_unit_ms":100,"day_1":"Monday","condition":{"0":"any"}})";
+    const auto watch = Watch();
+    const auto gateway = Gateway("A", "--json --linkage " + folder_.Path("linkage"));
+    watch->Await("tq/A/status online");
+    Publish(
+        "A",
+        R"({"hub":{"rules":[{"channel":1,"status":[{"id":7,"userId":"","name":"","enable":1,"weekdays":["1","2","3","4","5","6","7"],"startTime":"00:00","endTime":"23:59","rule":{"condition":0,"events":[{"domain":1,"cmdId":1,"deviceId":"B","channelNo":1,"value":1}],"actions":[{"domain":1,"cmdId":2,"deviceId":"A","channelNo":1,"params":{},"delay":3}]}}]}]}})");
+    Publish("A", R"({"event":{"deviceId":"B","domain":1,"cmdId":1,"channelNo":1,"value":1}})");
+    watch->Await(R"("linkage":"delayed","rule":7,"action":1,"ms":300)");
+    watch->Await(R"("linkage":"run","rule":7,"action":1)");
+    watch->Await(R"(tq/A/up {"to":"platform","command":19988,)");
+    EXPECT_EQ(gateway->End(SIGTERM), 0);
+}
+
 TEST_F(Mqtt, ComesBackAsSoonOverTls) {
     MakeCertificate("mine", "IP:127.0.0.1");
     StartBroker("allow_anonymous true\n" + Serve("mine"));
