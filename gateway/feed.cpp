@@ -3,8 +3,6 @@
 #include "feed.h"
 
 #include <cerrno>
-#include <chrono>
-#include <iterator>
 #include <system_error>
 
 #include <poll.h>
@@ -16,11 +14,6 @@
 
 namespace tqgateway {
 namespace {
-
-using std::chrono::steady_clock;
-
-constexpr std::chrono::milliseconds kFinishingTime{600};
-constexpr int kWaitMilliseconds = 50;
 
 void Take(const Arrival &arrival, Gateway &gateway) {
     switch (arrival.kind) {
@@ -39,51 +32,42 @@ void Take(const Arrival &arrival, Gateway &gateway) {
     }
 }
 
-/// Feeds the next arrival, if there is one.
-bool FeedNext(MqttLink &link, Gateway &gateway) {
-    const std::optional<Arrival> arrival = link.Next();
-    if (arrival) {
-        Take(*arrival, gateway);
-    }
-    return arrival.has_value();
-}
-
-void ClearWake(const MqttLink &link) {
-    eventfd_t count = 0;
-    eventfd_read(link.WakeFd(), &count);
-}
-
 } // namespace
 
 void FeedLines(int fd, int stop_fd, Gateway &gateway) {
-    LineSource source(fd, stop_fd, gateway.DueFd());
-    GiveLines(
-        source, [&](const std::string &line) { gateway.Take(line); },
-        [&](const std::string &reason) { gateway.Refuse(reason); }, [&] { gateway.CarryOutDue(); });
+    LineSource source(fd, stop_fd);
+    std::string line;
+    for (;;) {
+        switch (source.Next(line)) {
+        case LineSource::Got::line:
+            gateway.Take(line);
+            break;
+        case LineSource::Got::too_long:
+            gateway.Refuse("a line longer than 64 MiB");
+            break;
+        case LineSource::Got::end:
+            return;
+        case LineSource::Got::error:
+            throw std::system_error(errno, std::generic_category());
+        }
+    }
 }
 
 void FeedArrivals(MqttLink &link, int stop_fd, Gateway &gateway) {
     link.Connect();
-    pollfd waiting[] = {{link.WakeFd(), POLLIN, 0}, {stop_fd, POLLIN, 0}, {gateway.DueFd(), POLLIN, 0}};
+    pollfd waiting[] = {{link.WakeFd(), POLLIN, 0}, {stop_fd, POLLIN, 0}};
     for (bool more = false;;) {
-        const bool polled = poll(waiting, std::size(waiting), more ? 0 : -1) >= 0;
-        if (polled && waiting[1].revents != 0) {
-            break;
-        }
-        if (polled && waiting[2].revents != 0) {
-            gateway.CarryOutDue();
+        if (poll(waiting, 2, more ? 0 : -1) >= 0 && waiting[1].revents != 0) {
+            return;
         }
         if (!more) {
-            ClearWake(link);
+            eventfd_t count = 0;
+            eventfd_read(link.WakeFd(), &count);
         }
-        more = FeedNext(link, gateway);
-    }
-    // The broker believes all that has arrived to be taken.
-    const auto end = steady_clock::now() + kFinishingTime;
-    while (steady_clock::now() < end && !link.Finish()) {
-        if (!FeedNext(link, gateway)) {
-            poll(waiting, 1, kWaitMilliseconds);
-            ClearWake(link);
+        const std::optional<Arrival> arrival = link.Next();
+        more = arrival.has_value();
+        if (arrival) {
+            Take(*arrival, gateway);
         }
     }
 }

@@ -12,8 +12,7 @@ namespace tqgateway {
 /// its end. For both: `stop_fd` becomes readable when the feeding is to end.
 void FeedLines(int fd, int stop_fd, Gateway &gateway);
 
-/// Connects the link and feeds all that arrives; the link's own ups and downs are kernel events. When it is
-/// to end, what has arrived is still fed, for less than a second.
+/// Connects the link and feeds all that arrives; the link's own ups and downs are kernel events.
 void FeedArrivals(MqttLink &link, int stop_fd, Gateway &gateway);
 
 } // namespace tqgateway

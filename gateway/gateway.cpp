@@ -7,8 +7,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "application.h"
-#include "line_source.h"
 #include "lines.h"
 #include "platform.h"
 #include "tqdev_host.h"
@@ -21,6 +19,16 @@ constexpr std::size_t kShownErrorBytes = 400;
 /// The hub behind the module's callbacks, which carry no context.
 Hub *g_hub = nullptr;
 
+/// No exception may pass through the module's frames: what does not fit into memory has failed.
+template <typename Function>
+int Guarded(Function function) noexcept {
+    try {
+        return function();
+    } catch (const std::exception &) {
+        return -1;
+    }
+}
+
 int ReceiveMessage(tqDevSDK_SmartControl_msg_to_dev *message) {
     return Guarded([&] { return g_hub->Receive(*message); });
 }
@@ -31,12 +39,8 @@ int GetRuntimeInfo(tqDevSDK_SmartControl_runtime_info *info) {
 
 } // namespace
 
-Gateway::Gateway(const Module &module, Output &output, const Session &session)
-    : session_(session), module_(module), output_(output), rules_(module, output), hub_(output, rules_) {
-    tqhost::SetLogLevel(session.log);
-    if (!session.serial.empty()) {
-        tqhost::SetDeviceInfo("dev_subserial", session.serial);
-    }
+Gateway::Gateway(const Module &module, Output &output, bool reset_report_all)
+    : module_(module), output_(output), hub_(output) {
     g_hub = &hub_;
     tqhost::Observe([this](const tqhost::Observation &observation) {
         Guarded([&] {
@@ -46,27 +50,14 @@ Gateway::Gateway(const Module &module, Output &output, const Session &session)
             return 0;
         });
     });
-    try {
-        Begin();
-    } catch (const std::exception &) {
+    const tqDevSDK_SmartControl_init_info info = {{ReceiveMessage, GetRuntimeInfo}, reset_report_all ? 1 : 0};
+    if (const int result = module_.init(&info); result != 0) {
         Finish();
-        throw;
+        throw std::runtime_error("the module could not be initialised: " + std::to_string(result));
     }
     tqhost::StartExtensions();
     tqhost::ShadowReportOwed();
     output_.ShowPrinted();
-}
-
-void Gateway::Begin() {
-    if (module_.application != nullptr) {
-        module_.application->Start(module_, output_);
-        return;
-    }
-    const tqDevSDK_SmartControl_init_info info = {{ReceiveMessage, GetRuntimeInfo},
-                                                  session_.reset_report_all ? 1 : 0};
-    if (const int result = module_.init(&info); result != 0) {
-        throw std::runtime_error("the module could not be initialised: " + std::to_string(result));
-    }
 }
 
 Gateway::~Gateway() {
@@ -75,11 +66,7 @@ Gateway::~Gateway() {
 }
 
 void Gateway::Finish() noexcept {
-    if (module_.application != nullptr) {
-        module_.application->Stop();
-    } else {
-        module_.fini();
-    }
+    module_.fini();
     Guarded([&] {
         output_.ShowPrinted();
         return 0;
@@ -88,12 +75,13 @@ void Gateway::Finish() noexcept {
 }
 
 void Gateway::Take(const std::string &line) {
+    const std::size_t begin = line.find_first_not_of(" \t\r");
+    if (begin == std::string::npos) {
+        return;
+    }
     try {
-        const std::string_view trimmed = Trimmed(line);
-        if (SaysNothing(trimmed)) {
-            if (!trimmed.empty()) {
-                output_.Heading(std::string(trimmed));
-            }
+        if (line[begin] == '#') {
+            output_.Heading(line.substr(begin, line.find_last_not_of(" \t\r") + 1 - begin));
             return;
         }
         Json json;
@@ -104,16 +92,7 @@ void Gateway::Take(const std::string &line) {
             throw;
         }
         output_.Echo(Input::line, json.is_object() ? json : Json(line));
-        TakeJson(json);
-    } catch (const std::exception &error) {
-        ShowError(error.what());
-    }
-}
-
-void Gateway::TakeJson(const Json &line) {
-    const Cause cause(line.contains(kId) ? &line[kId] : nullptr);
-    try {
-        const std::optional<int> result = CarryOut(parts_, line);
+        const std::optional<int> result = CarryOut(parts_, json);
         output_.Show({{"result", result ? Json(*result) : Json()}});
     } catch (const std::exception &error) {
         ShowError(error.what());
@@ -134,11 +113,6 @@ void Gateway::Refuse(const std::string &reason) {
 void Gateway::ShowError(const std::string &reason) {
     output_.Show(
         {{"error", reason.size() <= kShownErrorBytes ? reason : reason.substr(0, kShownErrorBytes) + "…"}});
-}
-
-void Gateway::CarryOutDue() {
-    rules_.CarryOutDue();
-    output_.ShowPrinted();
 }
 
 void Gateway::StatusPass() {

@@ -48,7 +48,7 @@ constexpr RuleTextRow kRuleTexts[] = {
      TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_AI_RULES, &HubState::ai_rules},
 };
 
-void SetRules(HubState &state, SharedRules rules) {
+void SetRules(HubState &state, RuleSet rules) {
     state.rules = std::move(rules);
     ++state.rules_version;
 }
@@ -148,9 +148,6 @@ void Hub::Change(const Json &changes) {
     v.Whole("recv_msg", next.recv_msg);
     v.Whole("on_get_runtime_info", next.on_get_runtime_info);
     v.Done();
-    if (next.rules != state_.rules && !engine_.Take(next.rules)) {
-        throw LineError("hub.rules: the linkage engine refuses them");
-    }
 
     std::swap(state_, next);
 }
@@ -177,11 +174,7 @@ int Hub::Receive(const tqDevSDK_SmartControl_msg_to_dev &message) {
         state_.icr_dss = As<tqDevSDK_SmartControl_msg_IcrDss_S>(message.data);
     }
     if (message.type == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_RULES) {
-        SharedRules rules = CopyRules(As<tqDevSDK_SmartControl_ConfigRules>(message.data));
-        if (!engine_.Take(rules)) {
-            return -1;
-        }
-        SetRules(state_, std::move(rules));
+        SetRules(state_, CopyRules(As<tqDevSDK_SmartControl_ConfigRules>(message.data)));
     }
     return 0;
 }

@@ -10,7 +10,6 @@
 #include <string>
 
 #include "output.h"
-#include "rule_engine.h"
 #include "tqDevSDK_SmartControl_def.h"
 
 namespace tqgateway {
@@ -29,7 +28,7 @@ struct HubState {
     tqDevSDK_SmartControl_msg_IcrDss_S icr_dss{0, 1, {0, 0}};
 
     UINT32 rules_version = 0; ///< Counts the changes, unless set by hand.
-    SharedRules rules;        ///< Null: none.
+    std::shared_ptr<const tqDevSDK_SmartControl_ConfigRules> rules; ///< Null: none.
     RuleText scene_rules;
     RuleText ai_rules;
 
@@ -43,8 +42,7 @@ struct HubState {
 /// Takes what the module hands over and answers what it asks, on any thread.
 class Hub {
 public:
-    /// Its linkage rules are carried out by the engine.
-    Hub(Output &output, RuleEngine &engine) : output_(output), engine_(engine) {}
+    explicit Hub(Output &output) : output_(output) {}
 
     /// Changes the hub as if by hand, as a `{"hub":{…}}` line says. Throws LineError, then unchanged.
     void Change(const Json &changes);
@@ -55,7 +53,6 @@ public:
 
 private:
     Output &output_;
-    RuleEngine &engine_;
     std::mutex mutex_;
     HubState state_;
 };

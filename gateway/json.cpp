@@ -93,13 +93,6 @@ std::int64_t ReadWhole(const Json &value, const std::string &path, std::int64_t 
     return static_cast<std::int64_t>(number);
 }
 
-bool ReadBool(const Json &value, const std::string &path) {
-    if (!value.is_boolean()) {
-        throw LineError(path + ": expected true or false");
-    }
-    return value.get<bool>();
-}
-
 std::string ReadText(const Json &value, const std::string &path, std::size_t width) {
     if (!value.is_string() || value.get_ref<const std::string &>().size() > width) {
         throw LineError(path + ": expected a text" +

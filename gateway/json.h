@@ -52,9 +52,6 @@ std::string FieldText(const char (&field)[N]) {
 /// A whole number within bounds, however it is written. `path` names the value in errors.
 std::int64_t ReadWhole(const Json &value, const std::string &path, std::int64_t low, std::int64_t high);
 
-/// True or false.
-bool ReadBool(const Json &value, const std::string &path);
-
 /// A text of at most `width` bytes.
 std::string ReadText(const Json &value, const std::string &path, std::size_t width);
 

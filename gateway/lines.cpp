@@ -6,12 +6,9 @@
 
 #include <nlohmann/json.hpp>
 
-#include "check_command.h"
 #include "gateway.h"
 #include "names.h"
 #include "records.h"
-#include "rule_lines.h"
-#include "script.h"
 #include "tqdev_host.h"
 
 namespace tqgateway {
@@ -129,19 +126,11 @@ std::optional<int> ModelReply(const Parts &, ObjectReader &line) {
     return Registered(tqhost::DeliverModelReply(message), "model_reply", "domain " + message.domain);
 }
 
-std::optional<int> Shadow(const Parts &parts, ObjectReader &line) {
+std::optional<int> Shadow(const Parts &, ObjectReader &line) {
     const std::string key = line.Text("shadow", SIZE_MAX);
     const std::string value = AsText(line.Get("value"));
     line.Done();
-    const int result = Registered(tqhost::ShadowDesire(key, value), "shadow", key);
-    if (result != 0 && parts.session.explain_refusals && key == kRulesKey) {
-        Json findings = Json::array();
-        for (const Finding &finding : CheckRules(value)) {
-            findings.push_back(ToJson(finding));
-        }
-        parts.output.Show({{"check", findings}});
-    }
-    return result;
+    return Registered(tqhost::ShadowDesire(key, value), "shadow", key);
 }
 
 std::optional<int> ShadowGet(const Parts &, ObjectReader &line) {
@@ -233,48 +222,9 @@ std::optional<int> Host(const Parts &, ObjectReader &line) {
     return std::nullopt;
 }
 
-// ---- The link. ----
-
-/// A share of all messages.
-double ReadShare(ObjectReader &object, const char *key) {
-    const Json *value = object.Find(key);
-    if (value == nullptr) {
-        return 0;
-    }
-    const double share = value->is_number() ? value->get<double>() : -1;
-    if (!(share >= 0 && share <= 1)) {
-        throw LineError(object.Path(key) + ": expected a number from 0 to 1");
-    }
-    return share;
-}
-
-std::optional<int> Link(const Parts &parts, ObjectReader &line) {
-    constexpr std::int64_t kLongestDelay = 60'000;
-    ObjectReader link(line.Get("link"), "link");
-    line.Done();
-    LinkFaults faults;
-    link.Whole("seed", faults.seed);
-    if (const Json *delay = link.Find("delay")) {
-        faults.delay = std::chrono::milliseconds(ReadWhole(*delay, link.Path("delay"), 0, kLongestDelay));
-    }
-    faults.loss = ReadShare(link, "loss");
-    faults.duplicates = ReadShare(link, "duplicates");
-    link.Done();
-    parts.set_link_faults(faults);
-    return std::nullopt;
-}
-
 // ---- The device. ----
 
-/// Refuses a line that acts for the virtual hub where there is none.
-void NeedVirtualHub(const Parts &parts, const char *key) {
-    if (parts.module.application != nullptr) {
-        throw LineError(std::string(key) + ": there is no virtual hub, --application has taken its place");
-    }
-}
-
 std::optional<int> HubChange(const Parts &parts, ObjectReader &line) {
-    NeedVirtualHub(parts, "hub");
     const Json &changes = line.Get("hub");
     line.Done();
     parts.hub.Change(changes);
@@ -282,10 +232,6 @@ std::optional<int> HubChange(const Parts &parts, ObjectReader &line) {
 }
 
 std::optional<int> SendReport(const Parts &parts, ObjectReader &line) {
-    NeedVirtualHub(parts, "report");
-    if (line.Find("from") != nullptr) {
-        return ReportStatistics(parts, line);
-    }
     const Report report = ReadReport(line);
     if (report.dclog) {
         const tqDevSDK_SmartControl_DclogMsg_S message = {report.type, report.record.get(), report.length};
@@ -308,15 +254,6 @@ constexpr LineKind kLineKinds[] = {
     {"report", SendReport, "device", "module", "report "},
     {"hub", HubChange, "you", "device", "change"},
     {"host", Host, "you", "host", "change"},
-    {"link", Link, "you", "link", "faults "},
-    {"linkage", Linkage, "you", "device", "linkage "},
-    {"event", Event, "home", "device", "event "},
-    {"members", Members, "home", "device", "members "},
-    {"done", Done, "home", "device", "done "},
-    {"explain", Explain, "you", "device", "explain "},
-    {"trace", Trace, "you", "device", "trace "},
-    {"now", Now, "you", "clock", "now "},
-    {"advance", Advance, "you", "clock", "advance "},
 };
 
 } // namespace
@@ -339,10 +276,6 @@ std::optional<int> CarryOut(const Parts &parts, const Json &line) {
             throw LineError("both " + std::string(kind->key) + " and " + row.key + ": expected one of them");
         }
         known += (known.empty() ? "" : ", ") + std::string(row.key);
-    }
-    reader.Find(kId); // of no kind's own
-    if (const char *key = Script::KeyOf(line)) {
-        throw LineError(std::string(key) + ": is understood in scripts only");
     }
     if (kind == nullptr) {
         throw LineError("no known key: expected one of " + known);

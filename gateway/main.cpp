@@ -11,18 +11,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <nlohmann/json.hpp>
-
 #include "feed.h"
-#include "file_replacement.h"
-#include "linkage_config.h"
 #include "options.h"
 #include "process.h"
-#include "replay.h"
-#include "scenarios.h"
-#include "script.h"
 #include "status_thread.h"
 #include "timeline.h"
+#include "tqdev_host.h"
 
 namespace {
 
@@ -40,31 +34,13 @@ FileDescriptor OpenNamed(const std::string &file, int flags) {
     return opened;
 }
 
-/// What is recorded into; null when nothing is. Nobody records onto what is read or shown meanwhile.
-std::unique_ptr<FileReplacement> OpenRecord(const std::string &file, int script) {
-    if (file.empty()) {
-        return nullptr;
-    }
-    for (const auto &[fd, name] : {std::pair(script, "the script"),
-                                   {STDIN_FILENO, "the standard input"},
-                                   {STDOUT_FILENO, "the standard output"}}) {
-        if (IsSameFile(fd, file)) {
-            throw std::invalid_argument("--record " + file + ": is " + name + ", too");
-        }
-    }
-    return std::make_unique<FileReplacement>(file);
-}
-
-/// What the standard output shows; null for nothing.
+/// What the standard output shows.
 std::unique_ptr<Sink> MakeShown(const Options &options, int fd, LineWriter &writer) {
-    if (options.quiet) {
-        return nullptr;
-    }
     const bool terminal = isatty(fd) != 0;
     if (options.text || (terminal && !options.json)) {
-        return MakeTimeline(writer, terminal && getenv("NO_COLOR") == nullptr, options.time.value_or(true));
+        return MakeTimeline(writer, terminal && getenv("NO_COLOR") == nullptr);
     }
-    return MakeJsonLines(writer, options.time.value_or(false));
+    return MakeJsonLines(writer);
 }
 
 /// The exit code of a writer; says why it could not write all lines.
@@ -76,57 +52,29 @@ int Conclude(const LineWriter &writer, const std::string &name) {
     return kExitFailed;
 }
 
-/// The same for a recording, which takes its place when it is whole.
-int ConcludeRecord(const LineWriter &writer, FileReplacement &record) {
-    const int code = Conclude(writer, record.Place());
-    if (code == EXIT_SUCCESS) {
-        record.Commit();
-    }
-    return code;
-}
-
 int Run(const Options &options) {
-    const Json linkage = options.linkage.empty() ? Json() : ReadLinkageFile(options.linkage);
-    FileDescriptor script = OpenNamed(options.script, O_RDONLY);
-    const auto record = OpenRecord(options.record, script.Get());
+    const FileDescriptor script = OpenNamed(options.script, O_RDONLY);
+    const FileDescriptor record = OpenNamed(options.record, O_WRONLY | O_CREAT | O_TRUNC);
     const auto link = options.mqtt ? MakeMqttLink(*options.mqtt) : nullptr;
     const FileDescriptor stop = OpenStopSignals();
 
     StdoutCapture captured;
     LineWriter standard_output(captured.Terminal(), RequestStop);
-    LineWriter record_file(record ? record->Fd() : -1, RequestStop);
+    LineWriter record_file(record.Get(), RequestStop);
     const auto shown = MakeShown(options, captured.Terminal(), standard_output);
-    const auto recorder =
-        record ? MakeRecorder(record_file, options.session, options.time.value_or(true)) : nullptr;
-    Causes causes;
-    const bool scripted = !options.script.empty();
-    Output output(captured, {shown.get(), recorder.get(), link.get(), scripted ? &causes : nullptr});
+    const auto recorder = options.record.empty() ? nullptr : MakeRecorder(record_file, options.session);
+    Output output(captured, {shown.get(), recorder.get(), link.get()});
 
     int code = EXIT_SUCCESS;
-    Application application(options.application);
     {
-        Gateway gateway(LoadWith(options.module, application), output, options.session);
-        if (!linkage.is_null()) {
-            gateway.TakeEvent({{"linkage", linkage}});
-        }
+        tqhost::SetLogLevel(options.session.log);
+        Gateway gateway(LoadModule(options.module), output, options.session.reset_report_all);
         const StatusThread status(gateway, options.status_interval);
-        if (record) {
-            record->Keep();
-        }
-        if (link) {
-            gateway.UseLink([&link](const LinkFaults &faults) { link->SetFaults(faults); });
-        }
         try {
-            if (scripted) {
-                Script(gateway, causes, stop.Get(), options.record, [&code](const std::string &what) {
-                    Say(what);
-                    code = kExitScript;
-                }).Play(std::move(script), options.script);
-            }
             if (link) {
                 FeedArrivals(*link, stop.Get(), gateway);
-            } else if (!scripted) {
-                FeedLines(STDIN_FILENO, stop.Get(), gateway);
+            } else {
+                FeedLines(options.script.empty() ? STDIN_FILENO : script.Get(), stop.Get(), gateway);
             }
         } catch (const std::system_error &error) {
             Say((options.script.empty() ? "standard input" : options.script) + ": " + error.code().message());
@@ -134,28 +82,22 @@ int Run(const Options &options) {
         }
     }
 
-    if (const std::size_t misuses = application.Misuses(); misuses > 0) {
-        Say(options.application.path + ": did something wrong, " + std::to_string(misuses) +
-            (misuses == 1 ? " time" : " times"));
-        code = kExitFailed;
-    }
-    if (link && !link->Close()) { // with all that the gateway's end caused
-        code = std::max(code, kExitFailed);
+    if (link) {
+        link->Close(); // with all that the gateway's end caused
     }
     if (standard_output.Error() != EPIPE) { // a reader that has seen enough is no failure
         code = std::max(code, Conclude(standard_output, "standard output"));
     }
-    return record ? std::max(code, ConcludeRecord(record_file, *record)) : code;
+    return std::max(code, Conclude(record_file, options.record));
 }
 
 int RunReplay(const Options &options) {
-    Application application(options.application);
-    const Module module = LoadWith(options.module, application);
+    const Module module = LoadModule(options.module);
     if (options.replay_update) {
-        RecordAnew(options.replay, module, options.replay_paced);
+        RecordAnew(options.replay, module);
         return EXIT_SUCCESS;
     }
-    const std::string difference = Replay(options.replay, module, options.replay_paced);
+    const std::string difference = Replay(options.replay, module);
     if (difference.empty()) {
         return EXIT_SUCCESS;
     }
@@ -171,16 +113,6 @@ int main(int argc, char **argv) {
         Options options;
         if (const std::optional<int> code = ReadOptions(argc, argv, options)) {
             return *code;
-        }
-        if (!options.scenarios.empty()) {
-            return RunScenarios(options);
-        }
-        if (!options.check.files.empty()) {
-            options.check.module = options.module;
-            return RunCheck(options.check);
-        }
-        if (!options.explain.file.empty()) {
-            return Explain(options.explain, LoadModule(options.module));
         }
         return options.replay.empty() ? Run(options) : RunReplay(options);
     } catch (const std::invalid_argument &error) {

@@ -25,8 +25,7 @@ void Resolve(void *library, const char *name, Function &function) {
 static_assert(TQ_SHADOW_VALUE_CAPACITY > 0 && TQ_SHADOW_VALUE_CAPACITY <= tqhost::kShadowCapacity);
 
 Module LoadModule(const std::string &path) {
-    // For everybody: an application that is loaded later finds this module, whatever it is linked with.
-    void *library = dlopen(path.c_str(), RTLD_NOW | RTLD_GLOBAL);
+    void *library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) {
         throw std::runtime_error(dlerror());
     }

@@ -23,65 +23,35 @@ constexpr const char *kFooter = R"(Examples:
     tq_gateway --script tour.jsonl
     echo '{"command":20034,"seq":7,"body":{"delay":0,"channelNo":1,"params":{}}}' | tq_gateway --json
     echo '{"report":"event","channel":1,"value":5}' | tq_gateway --text --log error
-  A platform behind an MQTT broker; lines go to tq/HUB1/down, what the device sends comes from tq/HUB1/up:
+  A platform behind an MQTT broker; lines go to tq/HUB1/down, answers come from tq/HUB1/up:
     tq_gateway --mqtt localhost --serial HUB1
     tq_gateway --mqtt broker.example:8883 --ca-file ca.pem --serial HUB1 --user hub --password-file secret
     mosquitto_sub -t 'tq/HUB1/#' -v
     mosquitto_pub -t tq/HUB1/down -q 1 -m '{"status_pass":true}'
   What happened, kept and compared; the first and the last of these record the tour anew:
-    tq_gateway --no-time --script gateway/scenarios/tour.jsonl --record gateway/scenarios/tour.recorded.jsonl
+    tq_gateway --script gateway/scenarios/tour.jsonl --record gateway/scenarios/tour.recorded.jsonl
     tq_gateway replay gateway/scenarios/tour.recorded.jsonl
     tq_gateway replay --update gateway/scenarios/tour.recorded.jsonl
-  Scenarios, as docs/messages.md shows them:
-    tq_gateway test gateway/scenarios/*.scenario.jsonl --junit report.xml
-
-  Your own device application, a shared library, in the place of the virtual hub:
-    tq_gateway --application libpanel.so --configuration 80 --text
-
-  What is wrong with linkage rules, before a device gets them:
-    tq_gateway check rules.json
-    tq_gateway check --linkage linkage.json --devices devices.json --json rules.json
-
-  Rules that the hub carries out, and what an event would do to each of them:
-    tq_gateway --text --script gateway/scenarios/evening.jsonl
-    tq_gateway explain rules.json --at 2026-11-21T23:30 --event \
-        '{"deviceId":"SENSOR001","domain":1100,"cmdId":5,"channelNo":1,"value":1}'
 
 Exit codes:
   0  ended: by the end of the input, SIGINT, SIGTERM or the reader of the output; a replay without difference
-  1  failed: the module or the application cannot be loaded or started, or the application did something
-     wrong; output cannot be written; the broker was never reached; a replay differs; a scenario fails
+  1  failed: the module cannot be loaded, output cannot be written, a replay differs
   2  wrong options, or a file that cannot be read
-  3  a line of the script was refused, or what the script expects did not come
-A check ends with 0 when it finds nothing above a note, 1 when it does, 2 when it cannot be carried out, and 3 when the
-module makes something else of a value than the check says.
 
 SIGINT (Ctrl-C) and SIGTERM stop the module first, then the program.)";
 
 constexpr std::size_t kLongestSerial = 64;
-constexpr std::size_t kLongestPrefix = 200;
 constexpr int kPlainPort = 1883;
 constexpr int kTlsPort = 8883;
 
-/// Whether a text consists of letters, digits and the marks given. It becomes part of topics.
-bool IsPlain(const std::string &text, const std::string &marks) {
-    return !text.empty() && std::all_of(text.begin(), text.end(), [&](unsigned char c) {
-        return c < 0x80 && (std::isalnum(c) != 0 || marks.find(static_cast<char>(c)) != std::string::npos);
-    });
-}
-
-/// What is wrong with a serial; empty for a good one.
+/// What is wrong with a serial; empty for a good one. It becomes part of topics.
 std::string CheckSerial(const std::string &serial) {
-    return IsPlain(serial, "-_.:") && serial.size() <= kLongestSerial
+    const bool plain = std::all_of(serial.begin(), serial.end(), [](unsigned char c) {
+        return c < 0x80 && (std::isalnum(c) != 0 || c == '-' || c == '_' || c == '.' || c == ':');
+    });
+    return plain && !serial.empty() && serial.size() <= kLongestSerial
                ? std::string()
                : "expected up to 64 letters, digits, '-', '_', '.' and ':'";
-}
-
-/// The same for a prefix of topics.
-std::string CheckPrefix(const std::string &prefix) {
-    return IsPlain(prefix, "-_.:/") && prefix.size() <= kLongestPrefix
-               ? std::string()
-               : "expected up to 200 letters, digits, '-', '_', '.', ':' and '/'";
 }
 
 /// Reads HOST, HOST:PORT, [ADDRESS] or [ADDRESS]:PORT; port 0 where none is given. Empty when all is well.
@@ -98,134 +68,30 @@ std::string ReadBroker(const std::string &text, MqttOptions &mqtt) {
     return "expected HOST or HOST:PORT, an IPv6 address in brackets";
 }
 
-void AddTls(CLI::App &app, CLI::Option *broker, MqttOptions &mqtt) {
-    auto *authority = app.add_option("--ca-file", mqtt.ca_file, "Use TLS, and trust the certificates in FILE")
-                          ->type_name("FILE")
-                          ->needs(broker);
-    auto *certificate =
-        app.add_option("--cert-file", mqtt.cert_file, "Show the broker the client certificate in FILE")
-            ->type_name("FILE")
-            ->needs(authority);
-    auto *key = app.add_option("--key-file", mqtt.key_file, "The certificate's key, without a passphrase")
-                    ->type_name("FILE")
-                    ->needs(certificate);
-    certificate->needs(key);
-}
-
-void AddSession(CLI::App &app, CLI::Option *broker, MqttOptions &mqtt) {
-    const auto seconds = [](int low, int high) { return CLI::Range(low, high).description(""); };
-    app.add_option("--session", mqtt.session,
-                   "The broker keeps what arrives meanwhile for SECONDS without a link, by default 300; "
-                   "0: every link begins anew")
-        ->type_name("SECONDS")
-        ->check(seconds(0, 31'536'000))
-        ->needs(broker);
-    app.add_option_function<int>(
-           "--keepalive", [&mqtt](int value) { mqtt.keepalive = std::chrono::seconds(value); },
-           "Ask for a sign of life after SECONDS of silence, by default 10, and wait for it as long")
-        ->type_name("SECONDS")
-        ->check(seconds(5, 65'535))
-        ->needs(broker);
-    app.add_option_function<int>(
-           "--connect-timeout", [&mqtt](int value) { mqtt.connect_timeout = std::chrono::seconds(value); },
-           "Give an attempt to connect up after SECONDS, by default 10")
-        ->type_name("SECONDS")
-        ->check(seconds(1, 3'600))
-        ->needs(broker);
-    app.add_flag(
-           "--mqtt-3", mqtt.version_3,
-           "Speak MQTT 3.1.1, where a broker does not know 5; it then keeps the session as long as it likes")
-        ->needs(broker);
-}
-
-void AddMqtt(CLI::App &app, CLI::Option *serial, MqttOptions &mqtt) {
+void AddMqtt(CLI::App &app, MqttOptions &mqtt) {
     auto *broker = app.add_option_function<std::string>(
         "--mqtt", [](const std::string &) {}, "Take lines from a broker instead, and send them there, too");
     broker->type_name("HOST[:PORT]")
-        ->check([&mqtt](const std::string &text) { return ReadBroker(text, mqtt); }, "")
-        ->needs(serial);
+        ->check([&mqtt](const std::string &text) { return ReadBroker(text, mqtt); }, "");
+    auto *serial =
+        app.add_option("--serial", mqtt.serial, "The name that sets this gateway apart on the broker")
+            ->type_name("NAME")
+            ->check(CheckSerial, "")
+            ->needs(broker);
+    broker->needs(serial);
     auto *user =
         app.add_option("--user", mqtt.user, "Log on to the broker as NAME")->type_name("NAME")->needs(broker);
     app.add_option("--password-file", mqtt.password_file, "The password is the first line of FILE")
         ->type_name("FILE")
         ->needs(user);
-    AddTls(app, broker, mqtt);
-    AddSession(app, broker, mqtt);
-    app.add_option("--topic-prefix", mqtt.prefix, "Begin all topics with PREFIX instead of tq")
-        ->type_name("PREFIX")
-        ->check(CheckPrefix, "")
+    app.add_option("--ca-file", mqtt.ca_file, "Use TLS, and trust the certificates in FILE")
+        ->type_name("FILE")
         ->needs(broker);
-    app.add_flag("--mqtt-log", mqtt.log_topic, "Send log lines, too, to tq/SERIAL/log")->needs(broker);
     app.add_option("--mqtt-queue", mqtt.queue,
                    "Keep up to N lines while the link is down, by default 1000; then drop the oldest")
         ->type_name("N")
         ->check(CLI::Range(1, 1000000).description(""))
         ->needs(broker);
-}
-
-/// Of the program's options, leaves a subcommand these, before and behind its name.
-void AllowOnly(CLI::App &app, CLI::App &subcommand, const std::vector<std::string> &names) {
-    subcommand.fallthrough();
-    for (CLI::Option *option : app.get_options()) {
-        const bool allowed = option == app.get_help_ptr() ||
-                             std::find(names.begin(), names.end(), option->get_name()) != names.end();
-        if (!allowed) {
-            subcommand.excludes(option);
-        }
-    }
-}
-
-/// The application's options, which all commands take.
-void AddApplication(CLI::App &app, ApplicationOptions &options) {
-    auto *application =
-        app.add_option(
-               "--application", options.path,
-               "Load the device application in the shared library PATH, in the place of the virtual hub")
-            ->type_name("PATH");
-    app.add_option("--configuration", options.configuration, "Start the application with TEXT")
-        ->type_name("TEXT")
-        ->needs(application);
-    app.add_option("--callback-limit", options.callback_limit,
-                   "Tell when a callback of it takes longer than MS, by default 200")
-        ->type_name("MS")
-        ->check(CLI::Range(1, 3600000).description(""))
-        ->needs(application);
-}
-
-CLI::App *AddCheck(CLI::App &app, CheckOptions &check) {
-    CLI::App *command = app.add_subcommand("check", "Say everything that is wrong with linkage rules");
-    command
-        ->add_option("FILE", check.files,
-                     "A rule value, or lines or a recording that have some; - is the standard input")
-        ->required();
-    command->add_flag("--json", check.json, "Show findings as JSON Lines");
-    command
-        ->add_option("--linkage", check.linkage,
-                     "What the fields of rules mean: the configuration of the linkage")
-        ->type_name("FILE");
-    command->add_option("--devices", check.devices, "The serials that there are, as a JSON array")
-        ->type_name("FILE");
-    command->add_option("--effects", check.effects, "Which action makes which event happen, as a JSON array")
-        ->type_name("FILE");
-    return command;
-}
-
-CLI::App &AddExplain(CLI::App &app, ExplainOptions &explain) {
-    CLI::App *command =
-        app.add_subcommand("explain", "Tell for each rule whether an event would fire it, or why not");
-    command->add_option("FILE", explain.file, "A rule value, as the platform sends it")->required();
-    command->add_option("--event", explain.event, "The event: deviceId, domain, cmdId, channelNo and value")
-        ->type_name("JSON")
-        ->required();
-    command->add_option("--at", explain.at, "The local time, such as 2026-11-21T23:30")
-        ->type_name("TIME")
-        ->required();
-    command
-        ->add_option("--linkage", explain.linkage,
-                     "What the rules' fields mean: the configuration of the engine")
-        ->type_name("FILE");
-    command->add_flag("--json", explain.json, "Show JSON Lines");
-    return *command;
 }
 
 } // namespace
@@ -238,26 +104,19 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
     CLI::App app(kDescription, "tq_gateway");
     app.footer(kFooter);
     auto *text = app.add_flag("--text", options.text, "Show a timeline; the default on a terminal");
-    auto *json =
-        app.add_flag("--json", options.json, "Show JSON Lines; the default elsewhere")->excludes(text);
-    app.add_flag("--quiet", options.quiet, "Show nothing, where others see it: a broker, a recording")
-        ->excludes(text)
-        ->excludes(json);
+    app.add_flag("--json", options.json, "Show JSON Lines; the default elsewhere")->excludes(text);
     app.add_option("--log", options.session.log,
                    "Show SDK log lines up to LEVEL: non (the default), error, warning, debug, info or 0 to 4")
         ->type_name("LEVEL")
         ->transform(CLI::CheckedTransformer(levels, CLI::ignore_case).description(""));
-    app.add_option("--script", options.script,
-                   "Read lines from FILE instead of the standard input, or before those of the broker")
-        ->type_name("FILE");
-    app.add_option("--module", options.module, "The module to load; by default the one beside the program")
-        ->type_name("PATH");
-    AddApplication(app, options.application);
+    auto *script =
+        app.add_option("--script", options.script, "Read lines from FILE instead of the standard input")
+            ->type_name("FILE");
+    auto *module = app.add_option("--module", options.module,
+                                  "The module to load; by default the one beside the program")
+                       ->type_name("PATH");
     app.add_flag("--reset-report-all", options.session.reset_report_all,
-                 "Have the linkage rules reported at start")
-        ->excludes(app.get_option("--application"));
-    app.add_flag("--explain-refusals", options.session.explain_refusals,
-                 "Say what is wrong with linkage rules that are refused");
+                 "Have the linkage rules reported at start");
     auto *interval =
         app.add_option("--status-interval", options.status_interval, "Run a status pass every SECONDS")
             ->type_name("SECONDS")
@@ -267,39 +126,19 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
            "Write all that goes in and out to FILE; not with --status-interval, which has its own order")
         ->type_name("FILE")
         ->excludes(interval);
-    auto *time = app.add_flag_callback(
-        "--time", [&options] { options.time = true; },
-        "Have each line out carry its time; by default a timeline and a recording do");
-    app.add_flag_callback(
-           "--no-time", [&options] { options.time = false; }, "Have none carry it")
-        ->excludes(time);
-    auto *serial = app.add_option("--serial", options.session.serial,
-                                  "The device's serial, which also sets this gateway apart on a broker")
-                       ->type_name("NAME")
-                       ->check(CheckSerial, "");
-    app.add_option("--linkage", options.linkage,
-                   "Carry out the rules that the hub takes; FILE has what a linkage line has")
-        ->type_name("FILE");
     MqttOptions mqtt;
-    AddMqtt(app, serial, mqtt);
+    AddMqtt(app, mqtt);
+    app.get_option("--mqtt")->excludes(script);
 
     auto *replay = app.add_subcommand("replay", "Feed a recording's inputs again and compare the outputs");
     replay->add_option("FILE", options.replay, "What --record wrote")->required();
-    replay->add_flag("--paced", options.replay_paced, "Keep the distances in time between the inputs");
     replay->add_flag("--update", options.replay_update,
                      "Write FILE anew with what comes out, instead of comparing; comments stay");
-    AllowOnly(app, *replay, {"--module", "--application", "--configuration", "--callback-limit"});
-
-    auto *test = app.add_subcommand("test", "Run scenarios: scripts that say what they expect");
-    test->add_option("FILE", options.scenarios, "Scripts, each of which is played from a fresh start")
-        ->required();
-    test->add_option("--junit", options.junit, "Write a report to FILE, as build servers read it")
-        ->type_name("FILE");
-    AllowOnly(app, *test,
-              {"--module", "--log", "--reset-report-all", "--explain-refusals", "--status-interval",
-               "--application", "--configuration", "--callback-limit"});
-    AllowOnly(app, *AddCheck(app, options.check), {"--module"});
-    AllowOnly(app, AddExplain(app, options.explain), {"--module"});
+    for (CLI::Option *option : app.get_options()) {
+        if (option != module && option != app.get_help_ptr()) {
+            replay->excludes(option);
+        }
+    }
 
     try {
         app.parse(argc, argv);
@@ -308,8 +147,6 @@ std::optional<int> ReadOptions(int argc, char **argv, Options &options) {
     }
     if (app.count("--mqtt") > 0) {
         mqtt.port = mqtt.port > 0 ? mqtt.port : mqtt.ca_file.empty() ? kPlainPort : kTlsPort;
-        mqtt.serial = options.session.serial;
-        mqtt.timed = options.time.value_or(false);
         options.mqtt = mqtt;
     }
     return std::nullopt;

@@ -5,11 +5,7 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
-#include "application.h"
-#include "check_command.h"
-#include "explain.h"
 #include "mqtt.h"
 #include "recording.h"
 
@@ -17,28 +13,18 @@ namespace tqgateway {
 
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
-constexpr int kExitScript = 3;
 
 struct Options {
     bool text = false;
     bool json = false;
-    bool quiet = false; ///< Show neither.
     Session session;
     std::string script; ///< Empty: the standard input.
     std::string module = "libtqDevSDK_smart_control.so";
-    ApplicationOptions application;
     double status_interval = 0; ///< Seconds; 0: none.
     std::string record;         ///< Empty: nothing is recorded.
-    std::optional<bool> time;   ///< Lines carry times; unset: those of a timeline and of a recording.
-    std::string linkage;        ///< File of the linkage engine's configuration; empty: there is none.
     std::optional<MqttOptions> mqtt;
-    std::string replay;                 ///< Empty: no replay.
-    bool replay_update = false;         ///< Record anew instead of comparing.
-    bool replay_paced = false;          ///< Keep the recording's distances in time.
-    std::vector<std::string> scenarios; ///< Empty: none are run.
-    std::string junit;                  ///< Empty: no report on them.
-    CheckOptions check;
-    ExplainOptions explain; ///< No file: not asked for.
+    std::string replay;         ///< Empty: an ordinary run.
+    bool replay_update = false; ///< Record anew instead of comparing.
 };
 
 /// Nothing when the program is to go on, else its exit code.

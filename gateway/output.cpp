@@ -19,23 +19,15 @@ namespace {
 
 class JsonLines : public Sink {
 public:
-    JsonLines(LineWriter &writer, bool timed) : writer_(writer), timed_(timed) {}
+    explicit JsonLines(LineWriter &writer) : writer_(writer) {}
 
-    void Show(const Json &line, Moment when) override { writer_.Write(DumpOut(line, when, timed_)); }
-    void Echo(Input, const Json &, Moment) override {}
+    void Show(const Json &line) override { writer_.Write(Dump(line)); }
+    void Echo(Input, const Json &) override {}
     void Heading(const std::string &) override {}
 
 private:
     LineWriter &writer_;
-    bool timed_;
 };
-
-/// The id of the line that this thread carries out.
-thread_local const Json *t_id = nullptr;
-
-Moment Now() {
-    return std::chrono::system_clock::now();
-}
 
 } // namespace
 
@@ -52,17 +44,8 @@ void LineWriter::Write(std::string text) {
     }
 }
 
-std::string DumpOut(const Json &line, Moment when, bool timed) {
-    if (!timed) {
-        return Dump(line);
-    }
-    Json with_time = line;
-    with_time["time"] = MomentText(when);
-    return Dump(with_time);
-}
-
-std::unique_ptr<Sink> MakeJsonLines(LineWriter &writer, bool timed) {
-    return std::make_unique<JsonLines>(writer, timed);
+std::unique_ptr<Sink> MakeJsonLines(LineWriter &writer) {
+    return std::make_unique<JsonLines>(writer);
 }
 
 StdoutCapture::StdoutCapture()
@@ -89,14 +72,6 @@ std::string StdoutCapture::Take() {
     return text;
 }
 
-Cause::Cause(const Json *id) {
-    t_id = id;
-}
-
-Cause::~Cause() {
-    t_id = nullptr;
-}
-
 Output::Output(StdoutCapture &captured, const std::vector<Sink *> &sinks) : captured_(captured) {
     std::copy_if(sinks.begin(), sinks.end(), std::back_inserter(sinks_),
                  [](const Sink *sink) { return sink != nullptr; });
@@ -111,9 +86,8 @@ void Output::Show(const Json &line) {
 void Output::Echo(Input what, const Json &input) {
     const std::lock_guard lock(mutex_);
     ShowPrintedLocked();
-    const Moment when = Now();
     for (Sink *sink : sinks_) {
-        sink->Echo(what, input, when);
+        sink->Echo(what, input);
     }
 }
 
@@ -131,14 +105,8 @@ void Output::ShowPrinted() {
 }
 
 void Output::ShowLocked(const Json &line) {
-    const Moment when = Now();
-    Json with_id;
-    if (t_id != nullptr) {
-        with_id = line;
-        with_id[kId] = *t_id;
-    }
     for (Sink *sink : sinks_) {
-        sink->Show(t_id != nullptr ? with_id : line, when);
+        sink->Show(line);
     }
 }
 

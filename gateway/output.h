@@ -10,7 +10,6 @@
 
 #include "file_descriptor.h"
 #include "json.h"
-#include "moment.h"
 
 namespace tqgateway {
 
@@ -22,8 +21,8 @@ enum class Input { line, event, refusal };
 class Sink {
 public:
     virtual ~Sink() = default;
-    virtual void Show(const Json &line, Moment when) = 0;              ///< A line out.
-    virtual void Echo(Input what, const Json &input, Moment when) = 0; ///< Before it is carried out.
+    virtual void Show(const Json &line) = 0;              ///< A line out.
+    virtual void Echo(Input what, const Json &input) = 0; ///< Before it is carried out.
     virtual void Heading(const std::string &comment) = 0;
 };
 
@@ -41,11 +40,8 @@ private:
     int error_ = 0;
 };
 
-/// The line as JSON, with the time as its last member where lines are timed.
-std::string DumpOut(const Json &line, Moment when, bool timed);
-
 /// JSON Lines, of the lines out only.
-std::unique_ptr<Sink> MakeJsonLines(LineWriter &writer, bool timed);
+std::unique_ptr<Sink> MakeJsonLines(LineWriter &writer);
 
 /// Takes what the process prints on its standard output, from construction to the end of the process.
 class StdoutCapture {
@@ -60,18 +56,6 @@ public:
 private:
     FileDescriptor terminal_;
     FileDescriptor captured_;
-};
-
-/// The member of a line in that all lines it causes carry, too.
-constexpr const char *kId = "id";
-
-/// While it lives, the lines that this thread shows carry the id; none for null. There is one at a time.
-class Cause {
-public:
-    explicit Cause(const Json *id);
-    ~Cause();
-    Cause(const Cause &) = delete;
-    Cause &operator=(const Cause &) = delete;
 };
 
 /// Gives lines to all sinks, those of all threads in one order; what was printed before a line goes first.

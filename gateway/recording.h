@@ -2,8 +2,7 @@
 /// @file recording.h  Recorded sessions: JSON Lines of what went in and what came out, in order.
 ///
 /// The first line is the session, `{"session":{"log":0,"reset_report_all":false}}`, the settings that
-/// change what comes out; with `"serial":"HUB1"` where the device has one of its own, and
-/// `"explain_refusals":true` where refused rules are checked. Then come
+/// change what comes out. Then come
 ///
 ///     {"in":{…}}           a line taken; one that is no JSON object as its text, or
 ///                          where that is not UTF-8 as an array of its bytes
@@ -11,60 +10,38 @@
 ///     {"refusal":"…"}      why a line could not even be taken
 ///     {"out":{…}}          a line that came out
 ///
-/// each with a `"time"` unless times were not wanted, and comments. Comments and blank lines do not count.
+/// and comments. Blank lines do not count.
 #ifndef TQGATEWAY_RECORDING_H
 #define TQGATEWAY_RECORDING_H
 
 #include <memory>
-#include <optional>
-#include <stdexcept>
 #include <string>
-#include <vector>
 
-#include <nlohmann/json.hpp>
-
-#include "gateway.h"
-#include "moment.h"
+#include "module.h"
 #include "output.h"
 
 namespace tqgateway {
 
+/// What a session starts with.
+struct Session {
+    int log = 0; ///< LOG_DEBUG_LEVEL
+    bool reset_report_all = false;
+};
+
 /// Begins a recording with its session; the sink writes the rest.
-std::unique_ptr<Sink> MakeRecorder(LineWriter &writer, const Session &session, bool timed);
+std::unique_ptr<Sink> MakeRecorder(LineWriter &writer, const Session &session);
 
-/// A line that came out, and where the recording has it.
-struct RecordedOutput {
-    std::size_t number; ///< Of the line in the file, from 1.
-    Json line;
-};
+/// Feeds a recording's inputs to a gateway of its own and compares what comes out, the time of an action
+/// result aside. Empty when all is equal, else the first difference for a person to read. Throws
+/// std::invalid_argument for a file that holds no recording, which names the line that is none of a
+/// recording, an event that nobody understands included; std::runtime_error when the module cannot be
+/// initialised.
+std::string Replay(const std::string &file, const Module &module);
 
-/// What went in, and all that came out before the next.
-struct RecordedStep {
-    std::size_t number;
-    std::vector<std::string> comments; ///< Before the input; an empty one is a blank line.
-    Input what;
-    Json input;
-    std::optional<Moment> time;
-    std::vector<RecordedOutput> outputs;
-};
-
-struct Recording {
-    std::string file;
-    Session session;
-    std::vector<RecordedStep> steps;   ///< The first has no input: it is the start.
-    std::vector<std::string> comments; ///< After the last step.
-    std::size_t cut_off = 0;           ///< The number of a last line that is not whole; 0: none.
-};
-
-/// Reads a recording, however it is indented and its lines end. Throws std::invalid_argument for a file that
-/// holds none; it names the line that is none of a recording.
-Recording ReadRecording(const std::string &file);
-
-/// What is wrong with a line of a recording.
-std::invalid_argument BadLine(const std::string &file, std::size_t number, const LineError &error);
-
-/// The recording as a file has it, the outputs without times.
-std::string RecordingText(const Recording &recording);
+/// Feeds a recording's inputs likewise, and writes the file anew with what comes out and the comments, that
+/// time left empty. Throws as Replay does (the file stays as it was), and std::runtime_error when the file
+/// cannot be written.
+void RecordAnew(const std::string &file, const Module &module);
 
 } // namespace tqgateway
 

@@ -333,33 +333,33 @@ void WriteRuleText(const tqDevSDK_SmartControl_msg_to_dev &message, Json &line) 
     line["len"] = message.len;
 }
 
-template <typename Record>
-constexpr MessageKind Message(int type, const char *name) {
-    return {type, name, sizeof(Record), WriteRecord<Record>};
-}
+/// What a message type is called and how its record is shown.
+struct MessageKind {
+    int type;
+    const char *name;
+    void (*write)(const tqDevSDK_SmartControl_msg_to_dev &message, Json &line);
+};
 
 constexpr MessageKind kMessages[] = {
-    Message<tqDevSDK_SmartControl_SetChimeAlarmAction>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CHIME_ALARM_ACTION,
-                                                       "CHIME_ALARM_ACTION"),
-    Message<tqDevSDK_SmartControl_ConfigRules>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_RULES,
-                                               "CONFIG_RULES"),
-    Message<tqDevSDK_SmartControl_device_capture_info>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CAPTURE_PIC,
-                                                       "CAPTURE_PIC"),
-    Message<tqDevSDK_SmartControl_msg_IcrDss_S>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_ICR_DSS, "ICR_DSS"),
-    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SCREEN_OVERTIME, "SCREEN_OVERTIME", sizeof(UINT32), WriteValue},
-    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_VIDEO_REC_TIME, "VIDEO_REC_TIME", sizeof(UINT32), WriteValue},
-    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SCREEN_AUTO_ROUSE, "SCREEN_AUTO_ROUSE", sizeof(UINT32), WriteValue},
-    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SCREEN_LIGHTNESS, "SCREEN_LIGHTNESS", sizeof(UINT32), WriteValue},
-    Message<tqDevSDK_SmartControl_Action_Common_S>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_VIDEO, "VIDEO"),
-    Message<tqDevSDK_SmartControl_Action_Pic_And_Video_S>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_PIC_AND_VIDEO,
-                                                          "PIC_AND_VIDEO"),
-    Message<tqDevSDK_SmartControl_Action_Sleep_S>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SLEEP, "SLEEP"),
-    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_AIRULES, "CONFIG_AIRULES", sizeof(tqDevSDK_SmartControl_Rule_S),
-     WriteRuleText},
-    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_SCENE_RULES, "CONFIG_SCENE_RULES",
-     sizeof(tqDevSDK_SmartControl_Rule_S), WriteRuleText},
-    Message<tqDevSDK_SmartControl_ManualScene_S>(TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_MANUAL_SCENE,
-                                                 "MANUAL_SCENE"),
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CHIME_ALARM_ACTION, "CHIME_ALARM_ACTION",
+     WriteRecord<tqDevSDK_SmartControl_SetChimeAlarmAction>},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_RULES, "CONFIG_RULES",
+     WriteRecord<tqDevSDK_SmartControl_ConfigRules>},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CAPTURE_PIC, "CAPTURE_PIC",
+     WriteRecord<tqDevSDK_SmartControl_device_capture_info>},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_ICR_DSS, "ICR_DSS", WriteRecord<tqDevSDK_SmartControl_msg_IcrDss_S>},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SCREEN_OVERTIME, "SCREEN_OVERTIME", WriteValue},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_VIDEO_REC_TIME, "VIDEO_REC_TIME", WriteValue},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SCREEN_AUTO_ROUSE, "SCREEN_AUTO_ROUSE", WriteValue},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SCREEN_LIGHTNESS, "SCREEN_LIGHTNESS", WriteValue},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_VIDEO, "VIDEO", WriteRecord<tqDevSDK_SmartControl_Action_Common_S>},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_PIC_AND_VIDEO, "PIC_AND_VIDEO",
+     WriteRecord<tqDevSDK_SmartControl_Action_Pic_And_Video_S>},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_SLEEP, "SLEEP", WriteRecord<tqDevSDK_SmartControl_Action_Sleep_S>},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_AIRULES, "CONFIG_AIRULES", WriteRuleText},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_CONFIG_SCENE_RULES, "CONFIG_SCENE_RULES", WriteRuleText},
+    {TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_MANUAL_SCENE, "MANUAL_SCENE",
+     WriteRecord<tqDevSDK_SmartControl_ManualScene_S>},
 };
 static_assert(std::size(kMessages) == TQDEVSDK_SMART_CONTROL_MSG_TO_DEV_MAX);
 
@@ -499,30 +499,17 @@ constexpr ReportKind kReports[] = {
 
 } // namespace
 
-const MessageKind *FindMessage(int type) {
-    const auto kind = std::find_if(std::begin(kMessages), std::end(kMessages),
-                                   [=](const MessageKind &row) { return row.type == type; });
-    return kind == std::end(kMessages) ? nullptr : kind;
-}
-
 Json DeviceLine(const tqDevSDK_SmartControl_msg_to_dev &message) {
     Json line = {{"to", "device"}};
-    const MessageKind *kind = FindMessage(message.type);
-    if (kind == nullptr) {
+    const auto kind = std::find_if(std::begin(kMessages), std::end(kMessages),
+                                   [&](const MessageKind &row) { return row.type == message.type; });
+    if (kind == std::end(kMessages)) {
         line["msg"] = message.type;
         return line;
     }
     line["msg"] = kind->name;
     kind->write(message, line);
     return line;
-}
-
-Json ActionJson(const tqDevSDK_SmartControl_ConfigRule_Actions &action) {
-    auto r = action;
-    Json object = Json::object();
-    RecordWriter writer(object);
-    Fields(writer, r);
-    return object;
 }
 
 Json DclogLine(const tqDevSDK_DCLog_LanLinkageParam_S &record) {

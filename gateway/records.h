@@ -15,22 +15,8 @@ Record &As(char *data) {
     return *reinterpret_cast<Record *>(data);
 }
 
-/// A type of message to the device.
-struct MessageKind {
-    int type;
-    const char *name;
-    std::size_t size; ///< Of its record, without what that points at.
-    void (*write)(const tqDevSDK_SmartControl_msg_to_dev &message, Json &line);
-};
-
-/// Null for a type that is none.
-const MessageKind *FindMessage(int type);
-
 /// The line that shows what `recv_msg` received.
 Json DeviceLine(const tqDevSDK_SmartControl_msg_to_dev &message);
-
-/// The record of an action, every field.
-Json ActionJson(const tqDevSDK_SmartControl_ConfigRule_Actions &action);
 
 /// The line that shows a record posted to the data-collection log.
 Json DclogLine(const tqDevSDK_DCLog_LanLinkageParam_S &record);

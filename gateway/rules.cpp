@@ -62,7 +62,7 @@ void ReadList(RecordReader &reader, const char *name, Count &count, Item *&items
     }
 }
 
-void ReadRuleEvent(RecordReader &v, Event &r) {
+void ReadEvent(RecordReader &v, Event &r) {
     v.Field("domain", r.uiDomain);
     v.Field("cmdId", r.uiCmdId);
     v.Field("deviceId", r.acDevId);
@@ -117,7 +117,7 @@ void ReadRule(RecordReader &v, Rule &r) {
     ReadPeriod(v, r);
     RecordReader rule = v.Inner("rule");
     rule.Field("condition", r.usCondition);
-    ReadList(rule, "events", r.usEvents_Num, r.pstEvents, ReadRuleEvent);
+    ReadList(rule, "events", r.usEvents_Num, r.pstEvents, ReadEvent);
     ReadList(rule, "actions", r.usActions_Num, r.pstActions, ReadAction);
     rule.Done();
 }
@@ -164,15 +164,6 @@ RuleSet ReadRules(ObjectReader hub) {
     RecordReader reader(std::move(hub), storage);
     ReadList(reader, "rules", rules->usNum, rules->pstUnit, ReadUnit);
     return rules;
-}
-
-Event ReadEvent(ObjectReader event) {
-    RecordStorage storage;
-    RecordReader reader(std::move(event), storage);
-    Event record{};
-    ReadRuleEvent(reader, record);
-    reader.Done();
-    return record;
 }
 
 time_t ReadTime(const std::string &text, const std::string &path) {

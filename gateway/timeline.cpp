@@ -8,14 +8,12 @@
 
 #include <nlohmann/json.hpp>
 
-#include "clock.h"
 #include "lines.h"
 
 namespace tqgateway {
 namespace {
 
 constexpr std::size_t kShownBytes = 1000; // of a message's fields; JSON Lines have them all
-constexpr std::size_t kShownIdBytes = 100;
 constexpr std::size_t kNameColumns = 30;
 
 constexpr const char *kPlain = "";
@@ -46,17 +44,6 @@ constexpr Arrow kArrows[] = {
     {"module", "device", "\033[32m"},
     {"device", "module", "\033[35m"},
     {"module", "platform", "\033[33m"},
-};
-
-/// What the linkage engine says; all else is plain.
-struct SentenceColour {
-    const char *what;
-    const char *colour;
-};
-
-constexpr SentenceColour kSentenceColours[] = {
-    {"fired", kBold},  {"fires", kBold}, {"held", kDim},       {"misses", kDim},
-    {"unheard", kDim}, {"result", kDim}, {"unreported", kRed},
 };
 
 /// A reply is the request's number plus one.
@@ -121,11 +108,11 @@ std::string Padded(std::string text, std::size_t columns) {
     return text;
 }
 
-/// "name=value" of all members but two and the id.
+/// "name=value" of all members but two.
 std::string FieldsText(const Json &object, const std::string &but, const std::string &and_but) {
     std::string text;
     for (const auto &member : object.items()) {
-        if (member.key() == but || member.key() == and_but || member.key() == kId) {
+        if (member.key() == but || member.key() == and_but) {
             continue;
         }
         const bool plain = member.key() == "body" || member.key() == "value";
@@ -137,14 +124,12 @@ std::string FieldsText(const Json &object, const std::string &but, const std::st
 
 class Timeline : public Sink {
 public:
-    Timeline(LineWriter &writer, bool coloured, bool timed)
-        : writer_(writer), coloured_(coloured), timed_(timed) {}
+    Timeline(LineWriter &writer, bool coloured) : writer_(writer), coloured_(coloured) {}
 
-    void Echo(Input what, const Json &input, Moment when) override {
+    void Echo(Input what, const Json &input) override {
         if (what == Input::refusal) {
             return; // its error says it all
         }
-        Begin(input, when);
         if (const LineKind *kind = KindOf(input)) {
             Message(input, kind->key, kind->label, kind->from, kind->to);
         } else {
@@ -154,29 +139,17 @@ public:
 
     void Heading(const std::string &comment) override {
         writer_.Write("");
-        writer_.Write(Painted(kBold, Printable(comment)));
+        Write(kBold, Printable(comment));
     }
 
-    void Show(const Json &line, Moment when) override {
-        Begin(line, when);
+    void Show(const Json &line) override {
         if (line.contains("to")) {
             MessageOut(line);
         } else if (line.contains("log")) {
             Write(kDim,
                   Row("log " + AsText(line["log"]), Clipped(Printable(AsText(line["text"])), kShownBytes)));
-        } else if (line.contains("misuse")) {
-            Write(kRed, Row("misuse " + AsText(line["misuse"]), Printable(AsText(line["text"]))));
-        } else if (line.contains("linkage")) {
-            Linkage(line);
         } else if (line.contains("error")) {
             Write(kRed, Row("", "error: " + Printable(AsText(line["error"]))));
-        } else if (line.contains("check")) {
-            for (const Json &finding : line["check"]) {
-                Write(kRed, Row("", "check: " + Clipped(Printable(AsText(finding["class"]) + ' ' +
-                                                                  AsText(finding["pointer"]) + ": " +
-                                                                  AsText(finding["text"])),
-                                                        kShownBytes)));
-            }
         } else if (line["result"].is_null()) {
             Write(kDim, Row("", "done"));
         } else {
@@ -185,12 +158,6 @@ public:
     }
 
 private:
-    /// What stands around the row of a line.
-    void Begin(const Json &line, Moment when) {
-        time_ = timed_ ? Painted(kDim, MomentText(when)) + "  " : "";
-        id_ = line.contains(kId) ? " id=" + Clipped(Dump(line[kId]), kShownIdBytes) : "";
-    }
-
     void Unknown(const Json &line) { Write(kPlain, Row("?", Clipped(Printable(AsText(line)), kShownBytes))); }
 
     void MessageOut(const Json &line) {
@@ -222,45 +189,24 @@ private:
             fields);
     }
 
-    /// A sentence of the linkage engine, behind the moment where that is virtual.
-    void Linkage(const Json &line) {
-        const auto known =
-            std::find_if(std::begin(kSentenceColours), std::end(kSentenceColours),
-                         [&](const SentenceColour &row) { return line["linkage"] == row.what; });
-        std::string fields;
-        if (line.contains("stAction")) {
-            fields = " token=" + Dump(line["token"]) + ' ' + FieldsText(line["stAction"], "", "");
-        }
-        Write(known == std::end(kSentenceColours) ? kPlain : known->colour,
-              Row(line.contains("at") ? CivilForPeople(ReadCivil(line["at"], "at")) : "linkage",
-                  Printable(AsText(line["text"]))),
-              fields);
-    }
-
     static std::string Row(const std::string &left, const std::string &right) {
         const std::size_t arrow_extra = left.find("→") == std::string::npos ? 0 : 2; // bytes beyond columns
         return Padded(left, 19 + arrow_extra) + "  " + right;
     }
 
     void Write(const char *colour, const std::string &text, const std::string &rest = {}) {
-        writer_.Write(time_ + Painted(colour, text) + (rest.empty() ? "" : ' ' + rest) + id_);
-    }
-
-    std::string Painted(const char *colour, const std::string &text) const {
-        return coloured_ && *colour != '\0' ? colour + text + kReset : text;
+        const bool paint = coloured_ && *colour != '\0';
+        writer_.Write((paint ? colour + text + kReset : text) + (rest.empty() ? "" : ' ' + rest));
     }
 
     LineWriter &writer_;
     bool coloured_;
-    bool timed_;
-    std::string time_;
-    std::string id_;
 };
 
 } // namespace
 
-std::unique_ptr<Sink> MakeTimeline(LineWriter &writer, bool coloured, bool timed) {
-    return std::make_unique<Timeline>(writer, coloured, timed);
+std::unique_ptr<Sink> MakeTimeline(LineWriter &writer, bool coloured) {
+    return std::make_unique<Timeline>(writer, coloured);
 }
 
 } // namespace tqgateway

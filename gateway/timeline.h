@@ -9,9 +9,8 @@
 
 namespace tqgateway {
 
-/// A timeline: one line per message with its direction, name and fields, behind its time where lines are
-/// timed.
-std::unique_ptr<Sink> MakeTimeline(LineWriter &writer, bool coloured, bool timed);
+/// A timeline: one line per message with its direction, name and fields.
+std::unique_ptr<Sink> MakeTimeline(LineWriter &writer, bool coloured);
 
 } // namespace tqgateway
 

@@ -167,7 +167,8 @@ typedef struct {
 /** The argument of `tqDevSDK_SmartControl_init`. */
 typedef struct {
     tqDevSDK_SmartControl_callback cb; /**< Copied. */
-    int resetReportAll; /**< For the shadow service, low 16 bits: not 0 has it report the linkage rules anew. */
+    int resetReportAll; /**< For the shadow service, low 16 bits: not 0 has it report the linkage rules anew.
+                         */
 } tqDevSDK_SmartControl_init_info;
 
 /* ------------------------------------------------------------------------------------------------

@@ -20,9 +20,52 @@
 #include <set>
 #include <utility>
 
-#include "failing_heap.h"
 #include "module_fixture.h"
 #include "records.h"
+
+namespace {
+
+// Which allocation fails. One thread runs the tests.
+struct Faults {
+    bool armed = false;
+    bool all_later = false;
+    int target = 0; // counts from 1
+    int seen = 0;
+    long live = 0; // allocations made and not freed yet, armed or not
+
+    bool Hit() {
+        if (!armed) {
+            return false;
+        }
+        ++seen;
+        return seen == target || (all_later && seen > target);
+    }
+} g_faults;
+
+} // namespace
+
+extern "C" {
+void *__real_malloc(std::size_t size);
+void *__real_calloc(std::size_t count, std::size_t size);
+void *__real_realloc(void *memory, std::size_t size);
+char *__real_strdup(const char *text);
+void __real_free(void *memory);
+
+void *__wrap_malloc(std::size_t size) { return g_faults.Hit() ? nullptr : (++g_faults.live, __real_malloc(size)); }
+
+void *__wrap_calloc(std::size_t count, std::size_t size) { return g_faults.Hit() ? nullptr : (++g_faults.live, __real_calloc(count, size)); }
+
+void *__wrap_realloc(void *memory, std::size_t size) {
+    return g_faults.Hit() ? nullptr : (g_faults.live += memory == nullptr ? 1 : 0, __real_realloc(memory, size));
+}
+
+char *__wrap_strdup(const char *text) { return g_faults.Hit() ? nullptr : (++g_faults.live, __real_strdup(text)); }
+
+void __wrap_free(void *memory) {
+    g_faults.live -= memory != nullptr ? 1 : 0;
+    __real_free(memory);
+}
+}
 
 namespace {
 
@@ -42,7 +85,7 @@ bool InXmlClass() {
 } // namespace
 
 void *operator new(std::size_t size) {
-    if (g_heap.armed && InXmlClass() && g_heap.Hit()) {
+    if (g_faults.armed && InXmlClass() && g_faults.Hit()) {
         throw std::bad_alloc();
     }
     void *memory = __real_malloc(size);
@@ -74,11 +117,13 @@ using Ending = std::tuple<int, Lines, Lines>; // result, sent, received
 struct Entry {
     std::string name;
     std::function<int()> run;
+    bool allocates = true;
     int failure = 0;                 // its result
     std::string refusal{};           // what may be sent
     std::string verdict{};           // is in the log; none when empty
     std::string unanswered{};        // is in the log when what the application was given is not answered
     Lines leaves{};                  // are in the log after one failure or another
+    bool leaves_more = true;         // and so are other errors
     std::optional<Ending> instead{}; // an ending that is no failure
 };
 
@@ -107,12 +152,13 @@ std::string Fault(const Entry &entry, const Ending &clean, const Ending &ending,
     return fault;
 }
 
-// ---- Entry points ----
+Lines Without(const std::set<std::string> &lines, const std::set<std::string> &known) {
+    Lines unknown;
+    std::set_difference(lines.begin(), lines.end(), known.begin(), known.end(), std::back_inserter(unknown));
+    return unknown;
+}
 
-const std::string kRule = R"({"id":1,"userId":"u","name":"n","enable":1,"weekdays":["1"],"startTime":"1:2","endTime":"n3:4","rule":{)"
-                          R"("condition":0,"events":[{"domain":1,"cmdId":2,"deviceId":"d","channelNo":3,"value":4}],"actions":[)"
-                          R"({"domain":1,"cmdId":2,"deviceId":"d","channelNo":3,"params":{"value1":4},"delay":5}]}})";
-const std::string kRules = R"([{"channel":1,"status":[)" + kRule + "," + kRule + R"(]},{"channel":2,"status":[)" + kRule + "]}]";
+// ---- Entry points ----
 
 class AllocationTest : public ModuleTest {
 protected:
@@ -128,9 +174,9 @@ protected:
     // What the application does: its own allocations do not fail.
     template <typename Work>
     static void Unarmed(Work work) {
-        const bool armed = std::exchange(g_heap.armed, false);
+        const bool armed = std::exchange(g_faults.armed, false);
         work();
-        g_heap.armed = armed;
+        g_faults.armed = armed;
     }
 
     ~AllocationTest() override {
@@ -141,16 +187,33 @@ protected:
     // AI rules: none; settings: zero; signals: nothing heard.
     static void Answer(tqDevSDK_SmartControl_runtime_info &query) {
         if (query.type == TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_CONFIG_RULES) {
-            query.data = reinterpret_cast<char *>(NewRules(kRules));
+            auto *rules = Allocate<tqDevSDK_SmartControl_ConfigRules>();
+            query.data = reinterpret_cast<char *>(rules);
+            rules->usNum = 1;
+            rules->pstUnit = Allocate<tqDevSDK_SmartControl_ConfigRules_ValueUnit>();
+            rules->pstUnit->usType = 1;
+            rules->pstUnit->usNum = 1;
+            auto *rule = rules->pstUnit->pstRuleUnit = Allocate<tqDevSDK_SmartControl_ConfigRules_RuleUnit>();
+            rule->aucWeekDaysEn[2] = 1;
+            rule->usEvents_Num = 1;
+            rule->pstEvents = Allocate<tqDevSDK_SmartControl_ConfigRule_Events>();
+            rule->usActions_Num = 1;
+            rule->pstActions = Allocate<tqDevSDK_SmartControl_ConfigRule_Actions>();
+            rule->pstActions->ucValueNum = 2;
         } else if (query.type == TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_SCENE_RULES) {
             reinterpret_cast<tqDevSDK_SmartControl_Rule_S *>(query.data)->rule = strdup("[]");
         }
     }
 
+    template <typename Record>
+    static Record *Allocate() {
+        return static_cast<Record *>(calloc(1, sizeof(Record)));
+    }
+
     Ending Run(const Entry &entry) {
         Take();
         const int result = entry.run();
-        g_heap.armed = false;
+        g_faults.armed = false;
         Lines sent = Take();
         std::transform(sent.begin(), sent.end(), sent.begin(), Masked);
         log_ = TakeLog();
@@ -206,10 +269,14 @@ std::deque<Entry> AllocationTest::Entries() {
         add(std::string("manual scene ") + text, [=] { return tqhost::DeliverModelRequest(message).value_or(-99); }).refusal =
             "reply ExecManualScene [^]* 400 -1 'manage failed!' seq qos 0 .operate_reply. value 6 length 0 ([{]\n[}]|null)";
     }
+    const std::string rule = R"({"id":1,"userId":"u","name":"n","enable":1,"weekdays":["1"],"startTime":"1:2","endTime":"n3:4","rule":{)"
+                             R"("condition":0,"events":[{"domain":1,"cmdId":2,"deviceId":"d","channelNo":3,"value":4}],"actions":[)"
+                             R"({"domain":1,"cmdId":2,"deviceId":"d","channelNo":3,"params":{"value1":4},"delay":5}]}})";
+    const std::string rules = R"([{"channel":1,"status":[)" + rule + "," + rule + R"(]},{"channel":2,"status":[)" + rule + "]}]";
     // Straight to the callbacks: the service delivers an accepted value once only.
     const auto add_value = [&](const std::string &key, tqDevSDK_Shadow_ParseSync parse, tqDevSDK_Shadow_data_type_t type) -> Entry & {
         return add(key + " from the cloud", [=] {
-            std::string text = kRules;
+            std::string text = rules;
             tqDevSDK_Shadow_value_t value{};
             value.type = type;
             value.value = text.data();
@@ -221,14 +288,14 @@ std::deque<Entry> AllocationTest::Entries() {
     parsed.failure = -1;
     parsed.leaves = {"error: Failed to bscJSON_Parse", "error: Failed to calloc memory!", "error: Failed to calloc memory.",
                      "error: Failed to generate rule events.", "error: Failed to GenerateStatusRules"};
-    for (const char *key : {"SceneLink", "LocalLink"}) {
-        add_value(key, tqhost::ShadowServiceV3(key)->business2dev, shd_data_type_string);
-    }
+    add_value("SceneLink", tqhost::ShadowServiceV3("SceneLink")->business2dev, shd_data_type_string).allocates = false;
+    add_value("LocalLink", tqhost::ShadowServiceV3("LocalLink")->business2dev, shd_data_type_string).allocates = false;
     const auto add_query = [&](const char *key) -> Entry & {
         return add(std::string(key) + " to the cloud", [=] { return tqhost::ShadowGet(key).value_or(-99); });
     };
     Entry &printed = add_query("InterconnectionRule");
     printed.failure = -1;
+    printed.leaves_more = false;
     printed.leaves = {"error: Failed to bscJSON_CreateArray", "error: Failed to bscJSON_CreateObject", "error: Failed to bscJSON_Print.",
                       "error: Failed to GenJson_SmartControl_Rules.", "error: Shadow InterconnectionRule: no value from the device, result -1."};
     Entry &printed_empty = add("no rules to the cloud", [this] {
@@ -239,8 +306,9 @@ std::deque<Entry> AllocationTest::Entries() {
     });
     printed_empty.failure = -1;
     printed_empty.leaves = printed.leaves;
+    printed_empty.leaves_more = false;
     printed.leaves.insert(printed.leaves.end(), {"error: Failed to bscJSON_CreateString", "error: Failed to GenerateJsonSmartConfigRules."});
-    add_query("SceneLink");
+    add_query("SceneLink").allocates = false;
     // Of AI rules there are none, so the module makes an empty object. Without memory the value is empty.
     const auto expect_empty_value = [](Entry &entry) {
         entry.failure = 0;
@@ -250,9 +318,10 @@ std::deque<Entry> AllocationTest::Entries() {
     expect_empty_value(add_query("LocalLink"));
     for (const tqDevSDK_report_status_info &item : tqhost::StatusItems()) {
         const std::string key = std::to_string(item.status_value);
-        add("status query " + key, [=] { return std::pair(item.status_is_changed(), item.status_reset()).first; });
+        add("status query " + key, [=] { return std::pair(item.status_is_changed(), item.status_reset()).first; }).allocates = false;
         Entry &report = add("status report " + key, [=] { return item.report_status(0); });
         report.failure = -1;
+        report.allocates = item.status_value != TQDEVSDK_ReportSceneRule; // pushes the application's text
         if (item.status_value == TQDEVSDK_ReportDeviceIcrDss) {
             report.leaves = {"error: Failed to create json object.", "error: Failed to gen string from cjson object."};
         } else if (item.status_value == TQDEVSDK_ReportAiRule) {
@@ -299,8 +368,8 @@ std::deque<Entry> AllocationTest::Entries() {
     auto *param = Zeroed<tqDevSDK_SmartControl_DCLogParam_S>();
     Set(param->acSystemName, "device_lan_smart_run");
     const tqDevSDK_SmartControl_DclogMsg_S dclog{0, param, 0};
-    add("dclog", [=] { return tqDevSDK_SmartControl_PushDclog(&dclog); });
-    add("kernel event", [] { return tqhost::DeliverEvent(sdk_kernel_event_online), 0; });
+    add("dclog", [=] { return tqDevSDK_SmartControl_PushDclog(&dclog); }).allocates = false;
+    add("kernel event", [] { return tqhost::DeliverEvent(sdk_kernel_event_online), 0; }).allocates = false;
     return entries;
 }
 
@@ -311,23 +380,32 @@ TEST_F(AllocationTest, EveryFailureIsSurvived) {
     for (const Entry &entry : entries) {
         SCOPED_TRACE(entry.name);
         const Ending clean = Run(entry);
+        const int before = points;
         std::string faults;
-        std::set<std::string> log;
-        points += Sweep([&](const std::string &where) {
-            const Ending ending = Run(entry);
-            if (!g_heap.Reached()) {
-                EXPECT_EQ(ending, clean);
-                return;
+        Lines log;
+        for (const bool all_later : {false, true}) {
+            for (int target = 1;; ++target, ++points) {
+                const std::string where = "allocation " + std::to_string(target) + (all_later ? " and all later ones:" : ":");
+                const long live = g_faults.live;
+                g_faults = {true, all_later, target, 0, live};
+                const Ending ending = Run(entry);
+                if (g_faults.seen < target) {
+                    EXPECT_EQ(ending, clean);
+                    break;
+                }
+                const std::string fault = Fault(entry, clean, ending, log_);
+                faults += fault.empty() ? "" : where + fault + "\n";
+                log.insert(log.end(), log_.begin(), log_.end());
+                EXPECT_EQ(g_faults.live, live) << where << " leaked";
+                EXPECT_EQ(Run(entry), clean) << where << " the next message";
+                ASSERT_LT(target, 10000);
             }
-            const std::string fault = Fault(entry, clean, ending, log_);
-            faults += fault.empty() ? "" : where + ":" + fault + "\n";
-            log.insert(log_.begin(), log_.end());
-            EXPECT_EQ(Run(entry), clean) << where << ": the next message";
-        });
-        EXPECT_EQ(faults, "");
-        for (const std::string &line : entry.leaves) {
-            EXPECT_EQ(log.count(line), 1U) << line;
         }
+        EXPECT_EQ(faults, "");
+        const std::set<std::string> left(log.begin(), log.end()), expected(entry.leaves.begin(), entry.leaves.end());
+        EXPECT_EQ(Without(expected, left), Lines{}) << "not left";
+        EXPECT_EQ(entry.leaves_more ? Lines{} : Without(left, expected), Lines{}) << "left, too";
+        EXPECT_EQ(points > before, entry.allocates);
     }
     printf("Injection points: %d in %zu entry points\n", points, entries.size());
 }

@@ -15,12 +15,15 @@ TEST_F(CapacityTest, OnlyATextThatFitsIsWritten) {
     tqDevSDK_Shadow_value_t value{};
     value.value = buffer.data();
     tqDevSDK_Shadow_GenValue_Param_S param{};
-    for (const bool fits : {true, false}) {
+    for (const UINT16 units : {UINT16{0}, UINT16{1}}) {
         on_query = [=](tqDevSDK_SmartControl_runtime_info &query) {
-            query.data = reinterpret_cast<char *>(NewRules(fits ? "" : R"([{"channel":0,"status":[]}])"));
+            auto *rules = static_cast<tqDevSDK_SmartControl_ConfigRules *>(calloc(1, sizeof(tqDevSDK_SmartControl_ConfigRules)));
+            rules->usNum = units;
+            rules->pstUnit = static_cast<tqDevSDK_SmartControl_ConfigRules_ValueUnit *>(calloc(1, sizeof *rules->pstUnit));
+            query.data = reinterpret_cast<char *>(rules);
             return 0;
         };
-        EXPECT_EQ(service->gen_value_JsStr(&value, &param), fits ? 0 : -1);
+        EXPECT_EQ(service->gen_value_JsStr(&value, &param), units == 0 ? 0 : -1);
         EXPECT_EQ(std::string(buffer.begin(), buffer.end()), empty) << "untouched by the second";
     }
     EXPECT_EQ(TakeLog().back(), "error: Failed to GenJson_SmartControl_Rules.");

@@ -155,14 +155,6 @@ public:
     /// Has it read its settings again.
     void Reload() const { kill(pid_, SIGHUP); }
 
-    /// Reads what an ended program has printed last.
-    void Drain() {
-        char text[4096];
-        for (ssize_t got = 0; (got = read(out_, text, sizeof text)) > 0;) {
-            printed_.append(text, static_cast<std::size_t>(got));
-        }
-    }
-
     void CloseOutput() { close(std::exchange(out_, -1)); }
 
     pid_t Pid() const { return pid_; }

@@ -342,24 +342,45 @@ TEST_F(HostTest, NullRecordsAreRefused) {
     EXPECT_EQ(tqdev_sdk_kernel_getdevinfo_bykey(nullptr), nullptr);
 }
 
-// A text of this many bytes, or fields full of it.
-std::string Full(std::size_t width) { return std::string(width, 'x'); }
-template <typename... Field>
-void Fill(Field &...fields) {
-    (memset(fields, 'x', sizeof fields), ...);
+// Whatever length comes with them.
+TEST_F(HostTest, NullTextsAreEmpty) {
+    tqdev_sdk_kernel_pubmsg command{};
+    command.msg_body_len = 5;
+    EXPECT_EQ(tqdev_sdk_kernel_send(&command), 0);
+    tqdev_sdk_kernel_pubmsg_v3 raw{};
+    raw.msg_body_len = 5;
+    EXPECT_EQ(tqdev_sdk_kernel_send_v3(&raw), 0);
+    tq_basic_info info{};
+    tq_model_msg msg = tq_model_msg();
+    msg.length = 5;
+    const tq_msg_attr attr{};
+    const tq_err_info err{};
+    EXPECT_EQ(tq_model_reply_to_das(&info, &msg, &err, &attr), 0);
+    EXPECT_EQ(tq_model_send_to_platform(&info, nullptr, 5, 0, &attr), 0);
+    EXPECT_EQ(Seen(), (std::vector<std::string>{"command 0 seq 0 response 0  ", "raw       seq 0 response 0 qos 0   5 ",
+                                                "reply  of  type 0 resource   0  '' seq 0/0 qos 0 [] value 0 length 5 null",
+                                                "model  of  type 0 resource   seq 0/0 qos 0 [] option 0 "}));
 }
 
-// A null text is empty whatever length comes with it.
-TEST_F(HostTest, TextsMayFillTheirFieldsOrBeNull) {
+// A text of this many bytes, or a field full of it.
+std::string Full(std::size_t width) { return std::string(width, 'x'); }
+template <typename Field>
+void Fill(Field &field) {
+    memset(field, 'x', sizeof field);
+}
+
+TEST_F(HostTest, TextsMayFillTheirFields) {
     tqdev_sdk_kernel_extend extend{};
-    Fill(extend.extend_module_name, extend.extend_module_version);
+    Fill(extend.extend_module_name);
+    Fill(extend.extend_module_version);
     tqdev_sdk_kernel_extend_load(&extend);
     tqDevSDK_Common_Module_Redirect_S redirect{};
     Fill(redirect.acKey);
     tqDevSDK_Common_Module_RedirectReg(&redirect);
     EXPECT_TRUE(Redirection(Full(32)));
     tq_domain_reg reg{};
-    Fill(reg.domain, reg.identifier);
+    Fill(reg.domain);
+    Fill(reg.identifier);
     tq_model_domain_reg(&reg);
     tqDevSDK_Shadow_Service_S key{};
     Fill(key.acKey);
@@ -367,35 +388,33 @@ TEST_F(HostTest, TextsMayFillTheirFieldsOrBeNull) {
     tqDevSDK_Shadow_DomainReg(7000, &keys);
     EXPECT_EQ(ShadowService(Full(64)), &key);
     tqDevSDK_Shadow_Res_t resource{};
+    Fill(resource.dev_serial);
+    Fill(resource.res_type);
     tqDevSDK_Shadow_Service_S_v3 key_v3{};
-    Fill(resource.dev_serial, resource.res_type, key_v3.key);
+    Fill(key_v3.key);
     const tqDevSDK_Shadow_DomainReg_V3_S keys_v3{0, 1, &key_v3};
     tqDevSDK_Shadow_DomainReg_v3(&resource, "d", &keys_v3);
     tqdev_sdk_kernel_pubmsg command{};
     Fill(command.command_ver);
-    command.msg_body_len = 5;
     tqdev_sdk_kernel_send(&command);
     tqdev_sdk_kernel_pubmsg_v3 raw{};
-    Fill(raw.resource_id, raw.sub_serial, raw.msg_compress);
-    raw.msg_body_len = 5;
+    Fill(raw.resource_id);
+    Fill(raw.sub_serial);
+    Fill(raw.msg_compress);
     tqdev_sdk_kernel_send_v3(&raw);
     tq_basic_info info{};
+    Fill(info.identifier);
+    Fill(info.subserial);
     tq_msg_attr attr{};
-    Fill(info.identifier, info.subserial, attr.msg_type);
-    tq_model_send_to_platform(&info, nullptr, 5, 0, &attr);
-    tq_model_msg msg = tq_model_msg();
-    msg.length = 5;
-    const tq_err_info err{};
-    tq_model_reply_to_das(&info, &msg, &err, &attr);
-    const std::string about = Full(64) + " of  type 0 resource  /" + Full(72) + " ";
-    EXPECT_EQ(Seen(), (std::vector<std::string>{"tqdev_sdk_kernel_extend_load 0 " + Full(32) + " " + Full(32),
-                                                "tqDevSDK_Common_Module_RedirectReg " + Full(32) + " 0 0",
-                                                "tq_model_domain_reg " + Full(64) + " " + Full(64), "tqDevSDK_Shadow_DomainReg 7000 " + Full(64),
-                                                "tqDevSDK_Shadow_DomainReg_v3 " + Full(72) + " " + Full(64) + " 0 d " + Full(64),
-                                                "command 0 seq 0 response 0 " + Full(32) + " ",
-                                                "raw    " + Full(64) + "   seq 0 response 0 qos 0 " + Full(72) + " " + Full(16) + " 5 ",
-                                                "model " + about + "seq 0/0 qos 0 [" + Full(64) + "] option 0 ",
-                                                "reply " + about + "0  '' seq 0/0 qos 0 [" + Full(64) + "] value 0 length 5 null"}));
+    Fill(attr.msg_type);
+    tq_model_send_to_platform(&info, "", 0, 0, &attr);
+    EXPECT_EQ(Seen(),
+              (std::vector<std::string>{
+                  "tqdev_sdk_kernel_extend_load 0 " + Full(32) + " " + Full(32), "tqDevSDK_Common_Module_RedirectReg " + Full(32) + " 0 0",
+                  "tq_model_domain_reg " + Full(64) + " " + Full(64), "tqDevSDK_Shadow_DomainReg 7000 " + Full(64),
+                  "tqDevSDK_Shadow_DomainReg_v3 " + Full(72) + " " + Full(64) + " 0 d " + Full(64), "command 0 seq 0 response 0 " + Full(32) + " ",
+                  "raw    " + Full(64) + "   seq 0 response 0 qos 0 " + Full(72) + " " + Full(16) + " 0 ",
+                  "model " + Full(64) + " of  type 0 resource  /" + Full(72) + " seq 0/0 qos 0 [" + Full(64) + "] option 0 "}));
 }
 
 TEST_F(HostTest, DeviceTextsOutliveTheirSetting) {

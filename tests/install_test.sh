@@ -94,31 +94,6 @@ quietly cmake -S examples/cpp -B panel -DCMAKE_PREFIX_PATH="$scratch/installed" 
 quietly cmake --build panel
 expect "The panel's output" "$panel_says" "$(panel/panel)"
 
-# ---- The same applications, loaded by tq_gateway. ----
-
-# gateway LINES OPTION...: what it says to lines, in any order, for the camera works on a thread of its own.
-gateway() { printf '%s\n' "$1" | installed/bin/tq_gateway --json "${@:2}" | sort; }
-
-expect "The camera behind lines" '{"log":"stdout","text":"camera: picture of channel 1 for r-1"}
-{"result":null}
-{"to":"device","msg":"CAPTURE_PIC","channel":1,"delay":0,"relation_id":"r-1","uiValueNum":0,"auiValue":[]}
-{"to":"platform","command":19986,"seq":0,"response":0,"version":"V2.0.0","body":{"channelNo":1,"value":1}}
-{"to":"platform","command":20035,"seq":7,"response":1,"version":"v1.0.0","body":{"result":0}}' \
-    "$(gateway '{"command":20034,"seq":7,"body":{"delay":0,"channelNo":1,"params":{},"extendValue":"r-1"}}' \
-        --application examples/c/libcamera.so)"
-
-panel_lines='{"status_pass":true}
-{"host":{"fail":{"tqdev_sdk_kernel_send":9}}}
-{"set":"device_screen_lightness","value":"80"}'
-expect "The panel behind lines" '{"log":"stdout","text":"panel: lightness 80"}
-{"result":null}
-{"result":null}
-{"result":null}
-{"to":"device","msg":"SCREEN_LIGHTNESS","value":80}
-{"to":"platform","command":12382,"seq":0,"response":0,"version":"v1.0.0","body":"<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<Request><DevSerial>TQ00000001</DevSerial><Authorization/><Status Type=\"device_screen_lightness\" Value=\"65\"/></Request>"}' \
-    "$(gateway "$panel_lines" --application panel/libpanel.so --configuration 65 --record recording)"
-quietly installed/bin/tq_gateway replay recording --application panel/libpanel.so --configuration 65
-
 # ---- The linkage engine by itself, shared and linked in. ----
 
 mkdir found
@@ -184,7 +159,6 @@ expect "The package for devices" "./usr/lib/libtqDevSDK_smart_control.so.2
 [[ $(depends libtqdevsdk-smart-control2) == *libc6*libstdc++6* ]] || fail "the dependencies for devices"
 
 expect "The package for development, without examples" "./usr/include/tqDevSDK/tqDevSDK_SmartControl_def.h
-./usr/include/tqDevSDK/tq_application.h
 ./usr/include/tqDevSDK/tqdev_sdk_types.h
 ./usr/lib/cmake/tqDevSDK_smart_control/tqDevSDK_smart_control-targets-release.cmake
 ./usr/lib/cmake/tqDevSDK_smart_control/tqDevSDK_smart_control-targets.cmake

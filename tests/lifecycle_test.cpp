@@ -73,8 +73,8 @@ TEST_F(LifecycleTest, FailedKernelRegistrationStaysInitialisedUntilFini) {
     EXPECT_EQ(AfterInit(2), (Outcome{done,
                                      {"debug: SmartControl_extern_init", "error: Failed to extend load of smart control module!",
                                       "error: Failed to init extern func in smart control domain."}}));
-    EXPECT_EQ(AfterInit().first, Lines{}) << "not tried again";
-    EXPECT_EQ(AfterFini().first.size(), kRemovals.size());
+    EXPECT_EQ(AfterInit().sent, Lines{}) << "not tried again";
+    EXPECT_EQ(AfterFini().sent.size(), kRemovals.size());
 }
 
 TEST_F(LifecycleTest, OtherFailuresAreLoggedAtMost) {
@@ -85,16 +85,16 @@ TEST_F(LifecycleTest, OtherFailuresAreLoggedAtMost) {
         }
     }
     Outcome outcome = AfterInit();
-    EXPECT_EQ(outcome.first.size(), kRegistrations.size());
-    EXPECT_EQ(outcome.second, Calls({{"error: Failed to register status item:", {"74", "75", "76", "77", "78", "125", "126"}},
-                                     {"error: Failed to register SmartControl shadow service.", {""}},
-                                     {"debug: SmartControl_extern_init", {""}},
-                                     {"error: Failed to register model domain.", {""}},
-                                     {"error: SmartControl failed to register type: key of device_",
-                                      {"ICR_DSS.", "screen_overtime.", "video_time.", "auto_rouse.", "screen_lightness."}}}));
+    EXPECT_EQ(outcome.sent.size(), kRegistrations.size());
+    EXPECT_EQ(outcome.log, Calls({{"error: Failed to register status item:", {"74", "75", "76", "77", "78", "125", "126"}},
+                                  {"error: Failed to register SmartControl shadow service.", {""}},
+                                  {"debug: SmartControl_extern_init", {""}},
+                                  {"error: Failed to register model domain.", {""}},
+                                  {"error: SmartControl failed to register type: key of device_",
+                                   {"ICR_DSS.", "screen_overtime.", "video_time.", "auto_rouse.", "screen_lightness."}}}));
     outcome = AfterFini();
-    EXPECT_EQ(outcome.first.size(), kRemovals.size());
-    EXPECT_EQ(outcome.second, (Lines{"error: Failed to deregister SmartControl shadow service.", "error: tq_model_domain_dereg err"}));
+    EXPECT_EQ(outcome.sent.size(), kRemovals.size());
+    EXPECT_EQ(outcome.log, (Lines{"error: Failed to deregister SmartControl shadow service.", "error: tq_model_domain_dereg err"}));
 }
 
 TEST_F(LifecycleTest, ShadowKeysAreRegisteredAsTheServiceExpects) {
@@ -108,9 +108,9 @@ TEST_F(LifecycleTest, ShadowKeysAreRegisteredAsTheServiceExpects) {
 
 TEST_F(LifecycleTest, MissingOrLongSubSerialIsCutToTheResource) {
     tqhost::SetDeviceInfo("dev_subserial", std::nullopt);
-    EXPECT_EQ(AfterInit().first[9], "tqDevSDK_Shadow_DomainReg_v3  Video 1 TQLink SceneLink LocalLink");
+    EXPECT_EQ(AfterInit().sent[9], "tqDevSDK_Shadow_DomainReg_v3  Video 1 TQLink SceneLink LocalLink");
     tqhost::SetDeviceInfo("dev_subserial", std::string(100, 's'));
-    EXPECT_EQ(AfterFini().first[3], "tqDevSDK_Shadow_DomainDereg_v3 " + std::string(71, 's') + " Video 1 TQLink = -1")
+    EXPECT_EQ(AfterFini().sent[3], "tqDevSDK_Shadow_DomainDereg_v3 " + std::string(71, 's') + " Video 1 TQLink = -1")
         << "the host knows the resource by its serial";
 }
 

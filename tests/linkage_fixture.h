@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <deque>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,7 +22,6 @@ using Unit = tqDevSDK_SmartControl_ConfigRules_ValueUnit;
 using Set = tqDevSDK_SmartControl_ConfigRules;
 using Now = tqDevSDK_Linkage_Now_S;
 using Config = tqDevSDK_Linkage_Config_S;
-using Trace = tqDevSDK_Linkage_Trace_S;
 using Lines = std::vector<std::string>;
 
 constexpr UINT16 kAny = 0;
@@ -79,36 +79,54 @@ struct Rule {
     std::vector<Action> actions;
 };
 
-/// A set of one unit, global, channel 3. The records point into the rules.
-struct Rules {
-    explicit Rules(std::vector<Rule> its_rules) : rules(std::move(its_rules)) {
-        for (Rule &rule : rules) {
+/// A set of one unit, global, channel 3.
+class Rules {
+public:
+    explicit Rules(std::vector<Rule> rules) : rules_(std::move(rules)) {
+        for (Rule &rule : rules_) {
             rule.record.pstEvents = rule.events.data();
             rule.record.usEvents_Num = static_cast<UINT16>(rule.events.size());
             rule.record.pstActions = rule.actions.data();
             rule.record.usActions_Num = static_cast<UINT16>(rule.actions.size());
-            records.push_back(rule.record);
+            records_.push_back(rule.record);
         }
-        unit = {TQDEVSDK_SMART_CONTROL_CONFIG_RULE_STATUS_TYPE_GLOBAL, 3, static_cast<UINT16>(records.size()), records.data()};
+        unit_ = {TQDEVSDK_SMART_CONTROL_CONFIG_RULE_STATUS_TYPE_GLOBAL, 3, static_cast<UINT16>(records_.size()), records_.data()};
+        set_ = {0, 1, {0, 0}, &unit_};
     }
     Rules(const Rules &) = delete;
     Rules &operator=(const Rules &) = delete;
 
-    std::vector<Rule> rules;
-    std::vector<Record> records;
-    Unit unit;
-    Set set{0, 1, {0, 0}, &unit};
+    const Set *get() const { return &set_; }
+    std::vector<Record> &records() { return records_; }
+    std::vector<Rule> &rules() { return rules_; }
+
+private:
+    std::vector<Rule> rules_;
+    std::vector<Record> records_;
+    Unit unit_;
+    Set set_;
 };
 
-/// The own serial is HUB, a second the unit of delays; four actions wait or run, four members are known, two rules
-/// may follow one.
 inline Config DefaultConfig() {
-    return {"HUB", 1000, 0, 0, 4, 4, 64, 64, 2, 0, 2, {{kAny, TQDEVSDK_LINKAGE_HOW_ANY}, {kAll, TQDEVSDK_LINKAGE_HOW_ALL}}};
+    Config config{};
+    Copy(config.acSerial, "HUB");
+    config.uiDelayUnitMs = 1000;
+    config.usRunningMax = 4;
+    config.usMemberMax = 4;
+    config.usFiredMax = 64;
+    config.usHeldMax = 64;
+    config.ucChainMax = 2;
+    config.usHowNum = 2;
+    config.astHow[0] = {kAny, TQDEVSDK_LINKAGE_HOW_ANY};
+    config.astHow[1] = {kAll, TQDEVSDK_LINKAGE_HOW_ALL};
+    return config;
 }
 
 /// Day 1 to 7, time of day as 22:00:30, and the monotonic time.
 inline Now At(UINT8 day, const char *time, uint64_t mono = 0) {
-    unsigned hour = 0, minute = 0, second = 0;
+    unsigned hour = 0;
+    unsigned minute = 0;
+    unsigned second = 0;
     sscanf(time, "%u:%u:%u", &hour, &minute, &second);
     return {mono, hour * 3600 + minute * 60 + second, day, 1};
 }
@@ -124,7 +142,7 @@ public:
     explicit Engine(const Config &config = DefaultConfig()) : engine_(tqDevSDK_Linkage_New(&config, nullptr)) {}
 
     tqDevSDK_Linkage *get() { return engine_.get(); }
-    int SetRules(const Rules &rules) { return tqDevSDK_Linkage_SetRules(get(), &rules.set); }
+    int SetRules(const Rules &rules) { return tqDevSDK_Linkage_SetRules(get(), rules.get()); }
     int Happen(const Event &event, const Now &now, uint64_t token = 0) { return tqDevSDK_Linkage_Event(get(), &event, token, &now); }
     int Done(uint64_t token, int result, const Now &now) { return tqDevSDK_Linkage_Done(get(), token, result, &now); }
 
@@ -137,43 +155,36 @@ public:
         }
         return lines;
     }
-    /// Entries of a trace behind this number.
-    std::vector<Trace> Read(int ring, UINT32 after) {
-        std::vector<Trace> entries(64);
-        const int num = tqDevSDK_Linkage_ReadTrace(get(), ring, after, entries.data(), 64);
-        entries.resize(static_cast<std::size_t>(num));
-        return entries;
+    /// Entries of a trace since the last call, in words.
+    Lines Trace(int ring = TQDEVSDK_LINKAGE_RING_FIRED) {
+        Lines lines;
+        tqDevSDK_Linkage_Trace_S entry;
+        while (tqDevSDK_Linkage_ReadTrace(get(), ring, read_[ring], &entry, 1) == 1) {
+            lines.push_back(Text(entry));
+            read_[ring] = entry.uiNumber;
+        }
+        return lines;
     }
-    /// What fired and what came of it since the last call, in words; and what was held.
-    Lines Fired() { return ReadOn(TQDEVSDK_LINKAGE_RING_FIRED); }
-    Lines Held() { return ReadOn(TQDEVSDK_LINKAGE_RING_HELD); }
-    Lines Explain(const Event &event, const Now &now) {
-        Trace entries[8];
-        const int num = tqDevSDK_Linkage_Explain(get(), &event, 0, &now, entries, 8);
-        return Texts({entries, entries + num});
+    Lines Held() { return Trace(TQDEVSDK_LINKAGE_RING_HELD); }
+    Lines Explain(const Event &event, const Now &now, uint64_t token = 0) {
+        tqDevSDK_Linkage_Trace_S entries[8];
+        const int num = tqDevSDK_Linkage_Explain(get(), &event, token, &now, entries, 8);
+        Lines lines;
+        for (int i = 0; i < num; ++i) {
+            lines.push_back(Text(entries[i]));
+        }
+        return lines;
     }
-    std::string Text(const Trace &entry) {
+    std::string Text(const tqDevSDK_Linkage_Trace_S &entry) {
         char text[TQDEVSDK_LINKAGE_TEXT_MAX];
         tqDevSDK_Linkage_TraceText(get(), &entry, text, sizeof text);
         return text;
     }
     std::string Reason() { return tqDevSDK_Linkage_ReasonText(tqDevSDK_Linkage_LastReason(get())); }
 
-    std::vector<uint64_t> tokens; ///< Of the RUN effects, in their order.
+    std::deque<uint64_t> tokens; ///< Of the RUN effects, in their order.
 
 private:
-    Lines ReadOn(int ring) {
-        const std::vector<Trace> entries = Read(ring, read_[ring]);
-        read_[ring] = entries.empty() ? read_[ring] : entries.back().uiNumber;
-        return Texts(entries);
-    }
-    Lines Texts(const std::vector<Trace> &entries) {
-        Lines lines;
-        for (const Trace &entry : entries) {
-            lines.push_back(Text(entry));
-        }
-        return lines;
-    }
     std::string Describe(const tqDevSDK_Linkage_Effect_S &effect) {
         const std::string rule = std::to_string(effect.uiRuleId);
         if (effect.ucType == TQDEVSDK_LINKAGE_EFFECT_RUN) {
@@ -181,10 +192,9 @@ private:
             return "run " + rule + Describe(effect.unWhat.stAction);
         }
         if (effect.ucType == TQDEVSDK_LINKAGE_EFFECT_RESULT) {
-            const auto &[id, serial, channel, domain, command, result] = effect.unWhat.stResult;
-            char text[100];
-            snprintf(text, sizeof text, "result %u %s %u %u/%u %u", id, serial, channel, domain, command, result);
-            return text;
+            const auto &result = effect.unWhat.stResult;
+            return "result " + std::to_string(result.uiRuleId) + " " + result.acDeviceId + " " + std::to_string(result.uiChannelNo) + " " +
+                   std::to_string(result.uiDomain) + "/" + std::to_string(result.uiCmdId) + " " + std::to_string(result.ucResult);
         }
         std::string text = "undone " + std::to_string(effect.unWhat.pstUndone->uiRuleId);
         for (UINT16 i = 0; i < effect.unWhat.pstUndone->usNum; ++i) {

@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
 namespace linkage {
 namespace {
 
@@ -62,18 +60,39 @@ TEST(Linkage, SaysWhyARuleDoesNotFireInTheOrderOfTheChecks) {
     engine.Happen(kMotion, now);
     engine.Held();
     EXPECT_EQ(engine.Happen(MakeEvent("LIGHT", 7), now), 1);
-    EXPECT_EQ(engine.Fired(), Lines{"rule 1 \"Porch\" fired: event 3 has value 7"});
+    EXPECT_EQ(engine.Trace(), Lines{"rule 1 \"Porch\" fired: event 3 has value 7"});
     now.ullMonoMs += 1000; // an age of the window still counts
     EXPECT_EQ(judge(1), "rule 1 \"Porch\" held: it fired 1000 ms ago and rests 5000");
     now.ullMonoMs += 3999;
     EXPECT_EQ(engine.Explain(kDoor, now), Lines{"rule 1 \"Porch\" held: event 2 is 4999 ms old, more than 1000"});
 }
 
+TEST(Linkage, RestsAfterFiringAndTakesTimeThatRunsBackwardsAsStandingStill) {
+    Config config = DefaultConfig();
+    config.uiCooldownMs = 5000;
+    Engine engine(config);
+    engine.SetRules(Rules({Rule(1, {kDoor})}));
+    EXPECT_EQ(engine.Happen(kDoor, After(10000)), 1);
+    EXPECT_EQ(engine.Happen(kDoor, After(14999)), 0);
+    EXPECT_EQ(engine.Happen(kDoor, After(3)), 0);
+    EXPECT_EQ(engine.Held(),
+              (Lines{"rule 1 \"\" held: it fired 4999 ms ago and rests 5000", "rule 1 \"\" held: it fired 4999 ms ago and rests 5000"}));
+    engine.SetRules(Rules({Rule(1, {kDoor})})); // the rest survives, and ends
+    EXPECT_EQ(engine.Happen(kDoor, After(14999)), 0);
+    EXPECT_EQ(engine.Happen(kDoor, After(15000)), 1);
+    tqDevSDK_Linkage_RuleState_S state{};
+    EXPECT_EQ(tqDevSDK_Linkage_ReadRules(engine.get(), 0, &state, 1), 1);
+    EXPECT_EQ(state.uiFired, 2U);
+    EXPECT_EQ(state.ullMonoMs, 15000U);
+    EXPECT_EQ(state.ucVerdict, TQDEVSDK_LINKAGE_VERDICT_FIRED);
+    EXPECT_EQ(tqDevSDK_Linkage_ReadRules(engine.get(), 1, &state, 1), 0);
+}
+
 TEST(Linkage, FilesEventsByAllTheirPartsAndJudgesEachRuleOnce) {
     // Two events of one rule have the same key; a serial fills its field; a count without an array is none.
     const std::string longest(32, 'S');
     Rules rules({Rule(1, {MakeEvent(longest, 1), MakeEvent(longest, 2)}), Rule(2, {MakeEvent(longest, 2)}), Rule(3)});
-    rules.records[2].usEvents_Num = 5;
+    rules.records()[2].usEvents_Num = 5;
     Engine engine;
     ASSERT_EQ(engine.SetRules(rules), 0);
     EXPECT_EQ(engine.Happen(MakeEvent(longest, 2), After(0)), 2);
@@ -81,7 +100,7 @@ TEST(Linkage, FilesEventsByAllTheirPartsAndJudgesEachRuleOnce) {
     EXPECT_EQ(engine.Happen(MakeEvent(longest.substr(1), 2), After(0)), 0);
     EXPECT_EQ(engine.Happen(MakeEvent(longest, 2, 6), After(0)), 0);
     EXPECT_EQ(engine.Happen(MakeEvent(longest, 2, 5, 2), After(0)), 0);
-    EXPECT_EQ(engine.Fired(), (Lines{"rule 1 \"\" fired: event 2 has value 2", "rule 2 \"\" fired: event 1 has value 2"}));
+    EXPECT_EQ(engine.Trace(), (Lines{"rule 1 \"\" fired: event 2 has value 2", "rule 2 \"\" fired: event 1 has value 2"}));
     EXPECT_EQ(engine.Held(), (Lines{"rule 1 \"\" held: event 1 has value 3, not 1", "rule 2 \"\" held: event 1 has value 3, not 2"}));
 }
 
@@ -96,29 +115,18 @@ TEST(Linkage, ExplainsNearMissesAndChangesNothing) {
     EXPECT_EQ(engine.Happen(kMotion, After(0)), 2); // rules 1 and 3; the door of rule 4 was only explained
     EXPECT_EQ(engine.Held(), Lines{"rule 4 \"\" held: event 1 was not seen yet"});
     EXPECT_EQ(engine.Take(After(0)), Lines{});
-    const Now now = After(0);
-    EXPECT_EQ(tqDevSDK_Linkage_Explain(engine.get(), &kDoor, 0, &now, nullptr, 0), 4);
+    EXPECT_EQ(tqDevSDK_Linkage_Explain(engine.get(), &kDoor, 0, std::make_unique<Now>(After(0)).get(), nullptr, 0), 4);
 }
 
-TEST(Linkage, NewRulesKeepWhatIsKnownOfRulesAndEventsThatStay) {
-    Config config = DefaultConfig();
-    config.uiCooldownMs = 5000;
-    Engine engine(config);
-    const Rule both(1, {kDoor, kMotion}, {}, kAll);
-    engine.SetRules(Rules({both}));
+TEST(Linkage, KeepsLastValuesOfKeysThatStay) {
+    Engine engine;
+    engine.SetRules(Rules({Rule(1, {kDoor, kMotion}, {}, kAll)}));
     engine.Happen(kMotion, After(0));
-    engine.SetRules(Rules({Rule(8, {MakeEvent("LIGHT", 1)}), both}));
-    EXPECT_EQ(engine.Happen(kDoor, After(10000)), 1);
-    engine.SetRules(Rules({both}));
-    EXPECT_EQ(engine.Happen(kDoor, After(14999)), 0);
-    EXPECT_EQ(engine.Happen(kDoor, After(15000)), 1);
-    tqDevSDK_Linkage_RuleState_S state{};
-    EXPECT_EQ(tqDevSDK_Linkage_ReadRules(engine.get(), 0, &state, 1), 1);
-    EXPECT_EQ(std::tuple(state.uiFired, state.ullMonoMs, state.ucVerdict), std::tuple(2U, 15000U, TQDEVSDK_LINKAGE_VERDICT_FIRED));
-    EXPECT_EQ(tqDevSDK_Linkage_ReadRules(engine.get(), 1, &state, 1), 0);
+    engine.SetRules(Rules({Rule(8, {MakeEvent("LIGHT", 1)}), Rule(9, {kDoor, kMotion}, {}, kAll)}));
+    EXPECT_EQ(engine.Happen(kDoor, After(0)), 1);
     engine.SetRules(Rules({}));
-    engine.SetRules(Rules({both}));
-    EXPECT_EQ(engine.Happen(kDoor, After(20000)), 0) << "the motion is forgotten";
+    engine.SetRules(Rules({Rule(1, {kDoor, kMotion}, {}, kAll)}));
+    EXPECT_EQ(engine.Happen(kDoor, After(0)), 0);
 }
 
 // ---- What comes of it ----
@@ -134,10 +142,10 @@ TEST(Linkage, RunsInOrderOfDueTimeFiringAndRule) {
     EXPECT_EQ(engine.Take(After(100)), (Lines{"run 1 LAMP 21+0", "run 2 HUB 23+0"}));
     EXPECT_EQ(tqDevSDK_Linkage_Deadline(engine.get()), 1100U);
     EXPECT_EQ(engine.Take(After(1099)), Lines{});
-    EXPECT_EQ(engine.Done(engine.tokens.at(1), 0, After(1099)), 0);
-    EXPECT_EQ(engine.Done(engine.tokens.at(0), 255, After(1099)), 0);
+    EXPECT_EQ(engine.Done(engine.tokens[1], 0, After(1099)), 0);
+    EXPECT_EQ(engine.Done(engine.tokens[0], 255, After(1099)), 0);
     EXPECT_EQ(engine.Take(After(2100)), (Lines{"result 1 LAMP 1 7000/21 255", "result 2 HUB 1 7000/23 0", "run 2 HUB 22+1", "run 1 HUB 20+2"}));
-    EXPECT_EQ(engine.Fired(), (Lines{"rule 1 \"\" fired: event 1 has value 1", "rule 1 \"\" action 1 waits 2000 ms",
+    EXPECT_EQ(engine.Trace(), (Lines{"rule 1 \"\" fired: event 1 has value 1", "rule 1 \"\" action 1 waits 2000 ms",
                                      "rule 2 \"\" fired: event 1 has value 1", "rule 2 \"\" action 1 waits 1000 ms", "rule 1 \"\" action 2 runs",
                                      "rule 2 \"\" action 2 runs", "rule 2 \"\" action 2 ended with result 0",
                                      "rule 1 \"\" action 2 ended with result 255", "rule 2 \"\" action 1 runs", "rule 1 \"\" action 1 runs"}));
@@ -156,22 +164,23 @@ TEST(Linkage, GivesToThePlatformWhatCannotBeDoneHere) {
     EXPECT_EQ(engine.Take(After(0)),
               (Lines{"undone 1 FAR 20+3 HUB 33+0", "undone 2 FAR 40+0", "run 1 HUB 30+0", "run 1 HUB 31+0", "run 1 HUB 32+0"}));
     tqDevSDK_Linkage_SetMember(engine.get(), "LAMP", 0);
-    EXPECT_EQ(engine.Done(engine.tokens.at(0), TQDEVSDK_LINKAGE_CANNOT, After(0)), 0);
-    EXPECT_EQ(engine.Done(engine.tokens.at(0), 0, After(0)), -1); // never both
+    EXPECT_EQ(engine.Done(engine.tokens[0], TQDEVSDK_LINKAGE_CANNOT, After(0)), 0);
+    EXPECT_EQ(engine.Done(engine.tokens[0], 0, After(0)), -1); // never both
     EXPECT_EQ(engine.Reason(), "no action has this token");
     EXPECT_EQ(engine.Take(After(1000)), (Lines{"undone 1 HUB 30+0", "undone 1 LAMP 21+0"}));
-    EXPECT_EQ(engine.Fired(), (Lines{"rule 1 \"\" fired: event 1 has value 1", "rule 1 \"\" action 1 undone: its device is not reachable",
+    EXPECT_EQ(engine.Trace(), (Lines{"rule 1 \"\" fired: event 1 has value 1", "rule 1 \"\" action 1 undone: its device is not reachable",
                                      "rule 1 \"\" action 2 waits 1000 ms", "rule 1 \"\" action 6 undone: 4 wait or run",
                                      "rule 2 \"\" fired: event 1 has value 1", "rule 2 \"\" action 1 undone: its device is not reachable",
                                      "rule 1 \"\" action 3 runs", "rule 1 \"\" action 4 runs", "rule 1 \"\" action 5 runs",
                                      "rule 1 \"\" action 3 undone: its device cannot", "rule 1 \"\" action 2 undone: its device is not reachable"}));
-    EXPECT_EQ(engine.Done(engine.tokens.at(1), 3, After(1000)), 0);
+    EXPECT_EQ(engine.Done(engine.tokens[1], 3, After(1000)), 0);
 
     tqDevSDK_SmartControl_DCLog_LanLinkCentStatis_S counted{};
     EXPECT_EQ(tqDevSDK_Linkage_Statistics(engine.get(), &counted), 0);
-    const auto &c = counted;
-    EXPECT_EQ(std::tuple(c.ucHasRule, c.uiRuleRootNum, c.uiSelfEvtCnt, c.uiLanEvtCnt, c.uiUndoActCnt), std::tuple(1, 2, 0, 1, 5));
-    EXPECT_EQ(std::tuple(c.uiSelfActCnt, c.uiLanActSuccCnt, c.uiLanActFailCnt, c.uiSelfActRetCnt, c.uiLanActRetCnt), std::tuple(3, 0, 0, 1, 0));
+    const std::vector<UINT32> counters{counted.ucHasRule,       counted.uiRuleRootNum,   counted.uiSelfEvtCnt,    counted.uiLanEvtCnt,
+                                       counted.uiSelfActCnt,    counted.uiLanActSuccCnt, counted.uiLanActFailCnt, counted.uiUndoActCnt,
+                                       counted.uiSelfActRetCnt, counted.uiLanActRetCnt};
+    EXPECT_EQ(counters, (std::vector<UINT32>{1, 2, 0, 1, 3, 0, 0, 5, 1, 0}));
 }
 
 TEST(Linkage, RefusesAnEventWhoseUndoneActionsMightNotFit) {
@@ -199,9 +208,9 @@ TEST(Linkage, EndsChainsOfRules) {
         EXPECT_EQ(engine.Done(token, 0, After(0)), 0); // the event may come when the action is done
         engine.Take(After(0));
     }
-    engine.Fired();
+    engine.Trace();
     EXPECT_EQ(engine.Happen(kDoor, After(0), token), 0);
-    EXPECT_EQ(engine.Fired(), Lines{"rule 1 \"\" held: 3 rules are before it in the chain, more than 2"});
+    EXPECT_EQ(engine.Trace(), Lines{"rule 1 \"\" held: 3 rules are before it in the chain, more than 2"});
     EXPECT_EQ(engine.Happen(kDoor, After(0), token + (1 << 24)), -1);
     EXPECT_EQ(engine.Reason(), "no action has this token");
 }
@@ -218,15 +227,15 @@ TEST(Linkage, NewRulesKeepWhatTheyStillHave) {
     engine.Happen(kDoor, After(0));
     engine.Take(After(0));
     engine.Happen(kDoor, After(1)); // nothing of this is pulled yet
-    engine.Fired();
+    engine.Trace();
     EXPECT_EQ(engine.SetRules(after), 0);
-    EXPECT_EQ(engine.Fired(),
+    EXPECT_EQ(engine.Trace(),
               (Lines{"rule 1 \"\" action 1 dropped: new rules do not have it", "rule 1 \"\" action 1 dropped: new rules do not have it",
                      "rule 2 \"\" action 3 dropped: new rules do not have it", "rule 1 \"\" action 2 dropped: new rules do not have it"}));
-    EXPECT_EQ(engine.Done(engine.tokens.at(0), 0, After(2)), 0); // what runs is the device's
+    EXPECT_EQ(engine.Done(engine.tokens[0], 0, After(2)), 0); // what runs is the device's
     EXPECT_EQ(engine.SetRules(after), 0);
     EXPECT_EQ(engine.Take(After(2000)), (Lines{"undone 2 FAR 23+0", "result 2 HUB 1 7000/24 0", "run 2 HUB 22+1", "run 2 HUB 22+1"}));
-    EXPECT_EQ(engine.Fired().back(), "rule 2 \"\" action 2 runs");
+    EXPECT_EQ(engine.Trace().back(), "rule 2 \"\" action 2 runs");
 }
 
 TEST(Linkage, WaitingActionsSurviveARestart) {
@@ -246,7 +255,7 @@ TEST(Linkage, WaitingActionsSurviveARestart) {
     next.SetRules(rules);
     const Now start = After(0);
     EXPECT_EQ(tqDevSDK_Linkage_LoadWaiting(next.get(), saved, 4, &start), 3);
-    EXPECT_EQ(next.Fired(), Lines{"rule 7 action 1 dropped: new rules do not have it"});
+    EXPECT_EQ(next.Trace(), Lines{"rule 7 action 1 dropped: new rules do not have it"});
     EXPECT_EQ(next.Take(After(799)), Lines{});
     EXPECT_EQ(next.Take(After(2800)), (Lines{"run 1 HUB 20+1", "run 1 HUB 22+2", "run 1 HUB 21+3"}));
     EXPECT_EQ(tqDevSDK_Linkage_LoadWaiting(next.get(), saved, 4, &start), -1);
@@ -264,86 +273,86 @@ TEST(Linkage, RingsKeepTheLastEntriesApart) {
     for (const UINT16 value : std::vector<UINT16>{1, 2, 3, 1, 4, 5, 1}) {
         engine.Happen(MakeEvent("DOOR", value), After(value));
     }
-    const std::vector<Trace> held = engine.Read(TQDEVSDK_LINKAGE_RING_HELD, 0), fired = engine.Read(TQDEVSDK_LINKAGE_RING_FIRED, 4);
-    ASSERT_EQ(std::pair(held.size(), fired.size()), std::pair(std::size_t{3}, std::size_t{1}));
-    EXPECT_EQ(std::pair(held[0].uiNumber, held[2].uiNumber), std::pair(3U, 6U));
-    EXPECT_EQ(engine.Text(held[2]), "rule 5 \"Türklingel an der Gartentür-\" held: event 1 has value 5, not 1");
-    EXPECT_EQ(std::tuple(fired[0].uiNumber, fired[0].usUnitType, fired[0].ucUnitChannel, fired[0].ullMonoMs), std::tuple(7U, 1, 3, 5U));
+    tqDevSDK_Linkage_Trace_S entries[8];
+    ASSERT_EQ(tqDevSDK_Linkage_ReadTrace(engine.get(), TQDEVSDK_LINKAGE_RING_HELD, 0, entries, 8), 3);
+    EXPECT_EQ(entries[0].uiNumber, 3U);
+    EXPECT_EQ(entries[2].uiNumber, 6U);
+    EXPECT_EQ(engine.Text(entries[2]), "rule 5 \"Türklingel an der Gartentür-\" held: event 1 has value 5, not 1");
+    ASSERT_EQ(tqDevSDK_Linkage_ReadTrace(engine.get(), TQDEVSDK_LINKAGE_RING_FIRED, 4, entries, 8), 1);
+    EXPECT_EQ(entries[0].uiNumber, 7U);
+    EXPECT_EQ(entries[0].usUnitType, 1U);
+    EXPECT_EQ(entries[0].ucUnitChannel, 3U);
+    EXPECT_EQ(entries[0].ullMonoMs, 5U);
     char cut[8];
-    EXPECT_EQ(tqDevSDK_Linkage_TraceText(engine.get(), &fired[0], cut, sizeof cut), static_cast<int>(engine.Text(fired[0]).size()));
+    EXPECT_EQ(tqDevSDK_Linkage_TraceText(engine.get(), &entries[0], cut, sizeof cut), static_cast<int>(engine.Text(entries[0]).size()));
     EXPECT_STREQ(cut, "rule 5 ");
 }
 
 // ---- Bad input ----
 
 TEST(Linkage, RefusesAConfigurationThatLeavesQuestions) {
-    const std::pair<void (*)(Config &), const char *> cases[] = {
-        {[](Config &config) { config.acSerial[0] = 0; }, "a serial is empty, or a member's is the own one"},
-        {[](Config &config) { config.uiDelayUnitMs = 0; }, "the unit of delays is missing"},
-        {[](Config &config) { config.usHowNum = 9; }, "the meaning of a condition is unknown, or there are more than 8"},
-        {[](Config &config) { config.astHow[1].ucHow = 3; }, "the meaning of a condition is unknown, or there are more than 8"},
-        {[](Config &config) { config.astHow[1].usCondition = kAny; }, "a condition is mapped twice"},
-    };
-    int reason = 0;
-    for (const auto &[spoil, text] : cases) {
+    const auto refused = [](void (*spoil)(Config &)) {
         Config config = DefaultConfig();
         spoil(config);
-        EXPECT_EQ(EnginePtr(tqDevSDK_Linkage_New(&config, &reason)), nullptr);
-        EXPECT_STREQ(tqDevSDK_Linkage_ReasonText(reason), text);
+        int reason = 0;
+        const EnginePtr engine(tqDevSDK_Linkage_New(&config, &reason));
+        EXPECT_EQ(engine, nullptr);
         EXPECT_EQ(tqDevSDK_Linkage_SizeOf(&config, nullptr), 0U);
-    }
-    EXPECT_EQ(EnginePtr(tqDevSDK_Linkage_New(nullptr, &reason)), nullptr);
+        return std::string(tqDevSDK_Linkage_ReasonText(reason));
+    };
+    EXPECT_EQ(refused([](Config &config) { config.acSerial[0] = 0; }), "a serial is empty, or a member's is the own one");
+    EXPECT_EQ(refused([](Config &config) { config.uiDelayUnitMs = 0; }), "the unit of delays is missing");
+    EXPECT_EQ(refused([](Config &config) { config.usHowNum = 9; }), "the meaning of a condition is unknown, or there are more than 8");
+    EXPECT_EQ(refused([](Config &config) { config.astHow[1].ucHow = 3; }), "the meaning of a condition is unknown, or there are more than 8");
+    EXPECT_EQ(refused([](Config &config) { config.astHow[1].usCondition = kAny; }), "a condition is mapped twice");
+    int reason = 0;
+    EXPECT_EQ(tqDevSDK_Linkage_New(nullptr, &reason), nullptr);
     EXPECT_EQ(reason, TQDEVSDK_LINKAGE_REASON_NULL);
     EXPECT_STREQ(tqDevSDK_Linkage_ReasonText(-1), "unknown reason");
 }
 
-using Call = std::function<int()>;
-
-// Why each call is refused. A serial that is empty is refused before, so that the reason is the call's.
-std::vector<int> Reasons(Engine &engine, const std::vector<Call> &calls) {
-    std::vector<int> reasons;
-    for (const Call &call : calls) {
-        tqDevSDK_Linkage_SetMember(engine.get(), "", 1);
-        EXPECT_EQ(call(), -1) << "call " << reasons.size();
-        reasons.push_back(tqDevSDK_Linkage_LastReason(engine.get()));
-    }
-    return reasons;
-}
-
 TEST(Linkage, RefusesBadArgumentsAndChangesNothing) {
     Engine engine;
-    tqDevSDK_Linkage *const e = engine.get();
-    EXPECT_EQ(tqDevSDK_Linkage_LastReason(e), TQDEVSDK_LINKAGE_REASON_NONE);
-    EXPECT_EQ(tqDevSDK_Linkage_LastReason(nullptr), TQDEVSDK_LINKAGE_REASON_NULL);
     Rules rules({Rule(1, {kDoor}, {MakeAction("HUB", 20)})});
     engine.SetRules(rules);
-    rules.rules[0].actions[0].ucValueNum = 17;
-    // Rules that share their arrays can name more than there is memory for.
-    const std::vector<Event> events(65535, kDoor);
-    Rules many(std::vector<Rule>(129, Rule(1)));
-    for (Record &record : many.records) {
-        record.pstEvents = const_cast<Event *>(events.data());
-        record.usEvents_Num = 65535;
-    }
+    tqDevSDK_Linkage *const e = engine.get();
+    const Now now = After(0);
+    const Now no_day = At(8, "12:00");
+    const Now no_second{0, 86400, 1, 1};
+    const Now no_clock{0, 86400, 9, 0};
+    const auto reason = [&](int result) {
+        EXPECT_EQ(result, -1);
+        return tqDevSDK_Linkage_LastReason(e);
+    };
+    EXPECT_EQ(tqDevSDK_Linkage_LastReason(e), TQDEVSDK_LINKAGE_REASON_NONE);
+    EXPECT_EQ(tqDevSDK_Linkage_LastReason(nullptr), TQDEVSDK_LINKAGE_REASON_NULL);
+    EXPECT_EQ(reason(tqDevSDK_Linkage_Event(e, &kDoor, 0, &no_day)), TQDEVSDK_LINKAGE_REASON_NOW);
+    EXPECT_EQ(reason(tqDevSDK_Linkage_Event(e, &kDoor, 0, &no_second)), TQDEVSDK_LINKAGE_REASON_NOW);
+    EXPECT_EQ(tqDevSDK_Linkage_Event(e, &kDoor, 0, &no_clock), 0);
+    EXPECT_EQ(reason(tqDevSDK_Linkage_Done(e, 1 << 24, 257, &now)), TQDEVSDK_LINKAGE_REASON_RESULT);
+    EXPECT_EQ(reason(tqDevSDK_Linkage_Done(e, 1 << 24, -1, &now)), TQDEVSDK_LINKAGE_REASON_RESULT);
+    EXPECT_EQ(reason(tqDevSDK_Linkage_Done(e, 0xFFFFFFFFFFFF, 0, &now)), TQDEVSDK_LINKAGE_REASON_TOKEN);
+    EXPECT_EQ(reason(tqDevSDK_Linkage_SetMember(e, "", 1)), TQDEVSDK_LINKAGE_REASON_SERIAL);
+    EXPECT_EQ(reason(tqDevSDK_Linkage_SetMember(e, "HUB", 0)), TQDEVSDK_LINKAGE_REASON_SERIAL);
     for (const char *serial : {"D", "B", "C", "A", "C"}) {
         EXPECT_EQ(tqDevSDK_Linkage_SetMember(e, serial, 1), 0);
     }
+    EXPECT_EQ(reason(tqDevSDK_Linkage_SetMember(e, "E", 1)), TQDEVSDK_LINKAGE_REASON_MEMBERS);
     EXPECT_EQ(tqDevSDK_Linkage_SetMember(e, "E", 0), 0);
-    Trace entry;
-    const Now now = After(0);
-    const auto happen = [&](const Now &moment) { return [&engine, moment] { return engine.Happen(kDoor, moment); }; };
-    const auto done = [&](uint64_t token, int result) { return [&engine, &now, token, result] { return engine.Done(token, result, now); }; };
-    EXPECT_EQ(Reasons(engine, {happen(At(0, "12:00")), happen(At(8, "12:00")), happen({0, 86400, 1, 1})}),
-              std::vector<int>(3, TQDEVSDK_LINKAGE_REASON_NOW));
-    EXPECT_EQ(engine.Happen(kDoor, {0, 86400, 9, 0}), 0) << "no clock";
-    EXPECT_EQ(
-        Reasons(engine, {done(1 << 24, 257), done(1 << 24, -1), done(0xFFFFFFFFFFFF, 0), [&] { return tqDevSDK_Linkage_SetMember(e, "HUB", 0); },
-                         [&] { return tqDevSDK_Linkage_SetMember(e, "E", 1); }, [&] { return tqDevSDK_Linkage_ReadTrace(e, 2, 0, &entry, 1); },
-                         [&] { return engine.SetRules(rules); }, [&] { return engine.SetRules(many); }}),
-        (std::vector<int>{TQDEVSDK_LINKAGE_REASON_RESULT, TQDEVSDK_LINKAGE_REASON_RESULT, TQDEVSDK_LINKAGE_REASON_TOKEN,
-                          TQDEVSDK_LINKAGE_REASON_SERIAL, TQDEVSDK_LINKAGE_REASON_MEMBERS, TQDEVSDK_LINKAGE_REASON_RING,
-                          TQDEVSDK_LINKAGE_REASON_VALUES, TQDEVSDK_LINKAGE_REASON_SIZE}));
-    EXPECT_EQ(engine.Happen(kDoor, now), 1) << "the old rules are in force";
+    tqDevSDK_Linkage_Trace_S entry;
+    EXPECT_EQ(reason(tqDevSDK_Linkage_ReadTrace(e, 2, 0, &entry, 1)), TQDEVSDK_LINKAGE_REASON_RING);
+    rules.rules()[0].actions[0].ucValueNum = 17;
+    EXPECT_EQ(reason(tqDevSDK_Linkage_SetRules(e, rules.get())), TQDEVSDK_LINKAGE_REASON_VALUES);
+    EXPECT_EQ(engine.Happen(kDoor, now), 1); // the old rules are in force
+
+    // Rules that share their arrays can name more than there is memory for.
+    const std::vector<Event> events(65535, kDoor);
+    Rules many(std::vector<Rule>(129, Rule(1)));
+    for (Record &record : many.records()) {
+        record.pstEvents = const_cast<Event *>(events.data());
+        record.usEvents_Num = 65535;
+    }
+    EXPECT_EQ(reason(tqDevSDK_Linkage_SetRules(e, many.get())), TQDEVSDK_LINKAGE_REASON_SIZE);
 }
 
 TEST(Linkage, RefusesNullEverywhere) {
@@ -351,26 +360,30 @@ TEST(Linkage, RefusesNullEverywhere) {
     tqDevSDK_Linkage *const e = engine.get();
     const Now now = After(0);
     tqDevSDK_Linkage_Effect_S effect;
-    Trace entry{};
+    tqDevSDK_Linkage_Trace_S entry{};
     char text[8];
-    const std::vector<Call> calls{
-        [&] { return tqDevSDK_Linkage_SetRules(e, nullptr); },
-        [&] { return tqDevSDK_Linkage_SetMember(e, nullptr, 1); },
-        [&] { return tqDevSDK_Linkage_Event(e, nullptr, 0, &now); },
-        [&] { return tqDevSDK_Linkage_Event(e, &kDoor, 0, nullptr); },
-        [&] { return tqDevSDK_Linkage_Done(e, 1, 0, nullptr); },
-        [&] { return tqDevSDK_Linkage_Next(e, nullptr, &effect); },
-        [&] { return tqDevSDK_Linkage_Next(e, &now, nullptr); },
-        [&] { return tqDevSDK_Linkage_Statistics(e, nullptr); },
-        [&] { return tqDevSDK_Linkage_ReadTrace(e, 0, 0, nullptr, 1); },
-        [&] { return tqDevSDK_Linkage_TraceText(e, nullptr, text, 8); },
-        [&] { return tqDevSDK_Linkage_TraceText(e, &entry, nullptr, 8); },
-        [&] { return tqDevSDK_Linkage_Explain(e, &kDoor, 0, &now, nullptr, 1); },
-        [&] { return tqDevSDK_Linkage_ReadRules(e, 0, nullptr, 1); },
-        [&] { return tqDevSDK_Linkage_SaveWaiting(e, &now, nullptr, 1); },
-        [&] { return tqDevSDK_Linkage_LoadWaiting(e, nullptr, 1, &now); },
+    // Each after another failure, so that the reason is its own.
+    const auto reason = [&](auto call) {
+        tqDevSDK_Linkage_SetMember(e, "", 1);
+        EXPECT_EQ(call(), -1);
+        return tqDevSDK_Linkage_LastReason(e);
     };
-    EXPECT_EQ(Reasons(engine, calls), std::vector<int>(calls.size(), TQDEVSDK_LINKAGE_REASON_NULL));
+    constexpr int kNull = TQDEVSDK_LINKAGE_REASON_NULL;
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_SetRules(e, nullptr); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_SetMember(e, nullptr, 1); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_Event(e, nullptr, 0, &now); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_Event(e, &kDoor, 0, nullptr); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_Done(e, 1, 0, nullptr); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_Next(e, nullptr, &effect); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_Next(e, &now, nullptr); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_Statistics(e, nullptr); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_ReadTrace(e, 0, 0, nullptr, 1); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_TraceText(e, nullptr, text, 8); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_TraceText(e, &entry, nullptr, 8); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_Explain(e, &kDoor, 0, &now, nullptr, 1); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_ReadRules(e, 0, nullptr, 1); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_SaveWaiting(e, &now, nullptr, 1); }), kNull);
+    EXPECT_EQ(reason([&] { return tqDevSDK_Linkage_LoadWaiting(e, nullptr, 1, &now); }), kNull);
     EXPECT_EQ(tqDevSDK_Linkage_Event(nullptr, &kDoor, 0, &now), -1);
     EXPECT_EQ(tqDevSDK_Linkage_Deadline(nullptr), UINT64_MAX);
     EXPECT_EQ(tqDevSDK_Linkage_CopyRules(nullptr), nullptr);
@@ -383,22 +396,22 @@ TEST(Linkage, RefusesNullEverywhere) {
 
 TEST(LinkageRules, CopiesAndComparesAllThatCounts) {
     Rules rules({Rule(1, {kDoor, kMotion}, {MakeAction("HUB", 20, 1)}).Named("Porch"), Rule(2)});
-    rules.records[1].usActions_Num = 3; // a count without an array
-    Set *const copy = tqDevSDK_Linkage_CopyRules(&rules.set);
+    rules.records()[1].usActions_Num = 3; // a count without an array
+    Set *const copy = tqDevSDK_Linkage_CopyRules(rules.get());
     ASSERT_NE(copy, nullptr);
-    EXPECT_EQ(tqDevSDK_Linkage_EqualRules(&rules.set, copy), 1);
+    EXPECT_EQ(tqDevSDK_Linkage_EqualRules(rules.get(), copy), 1);
     EXPECT_EQ(copy->pstUnit->pstRuleUnit[1].usActions_Num, 0U);
     copy->uiVersion = 9;
     copy->pstUnit->pstRuleUnit[0].acRuleName[60] = 'x';           // behind the end
     copy->pstUnit->pstRuleUnit[0].pstActions[0].ausValue[1] = 77; // not used
-    EXPECT_EQ(tqDevSDK_Linkage_EqualRules(&rules.set, copy), 1);
+    EXPECT_EQ(tqDevSDK_Linkage_EqualRules(rules.get(), copy), 1);
 
     Record &rule = copy->pstUnit->pstRuleUnit[0];
     UINT32 differences = 0;
     const auto differs = [&](auto &field) {
         const auto kept = field;
         field = static_cast<std::decay_t<decltype(field)>>(field + 1);
-        differences += tqDevSDK_Linkage_EqualRules(&rules.set, copy) == 0 ? 1 : 0;
+        differences += tqDevSDK_Linkage_EqualRules(rules.get(), copy) == 0 ? 1 : 0;
         field = kept;
     };
     differs(copy->pstUnit->usType), differs(copy->pstUnit->ucChannel), differs(rule.uiRuleId), differs(rule.acUserId[0]);
@@ -411,7 +424,7 @@ TEST(LinkageRules, CopiesAndComparesAllThatCounts) {
     differs(rule.pstActions->uiDelay);
     EXPECT_EQ(differences, 25U);
     --rule.usEvents_Num;
-    EXPECT_EQ(tqDevSDK_Linkage_EqualRules(&rules.set, copy), 0);
+    EXPECT_EQ(tqDevSDK_Linkage_EqualRules(rules.get(), copy), 0);
     tqDevSDK_Linkage_FreeRules(copy);
 }
 

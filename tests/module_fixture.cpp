@@ -3,11 +3,12 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <memory>
 #include <stdexcept>
 #include <tuple>
 #include <utility>
 
-#include "SmartControl_shadow_rules_json.h"
+#include "bscJSON.h"
 #include "tqdev_debug.h"
 
 ModuleTest *ModuleTest::current_ = nullptr;
@@ -30,17 +31,10 @@ bool IsTraffic(const std::string &line) {
 } // namespace
 
 std::string Printed(const std::string &json) {
-    const JsonTree tree(bscJSON_Parse(json.c_str()));
+    const std::unique_ptr<bscJSON, void (*)(bscJSON *)> tree(bscJSON_Parse(json.c_str()), bscJSON_Delete);
     EXPECT_NE(tree, nullptr) << "not JSON: " << json;
-    const JsonText text(bscJSON_Print(tree.get()));
+    const std::unique_ptr<char, void (*)(void *)> text(bscJSON_Print(tree.get()), free);
     return text != nullptr ? text.get() : "";
-}
-
-tqDevSDK_SmartControl_ConfigRules *NewRules(const std::string &json) {
-    auto *rules = static_cast<tqDevSDK_SmartControl_ConfigRules *>(calloc(1, sizeof(tqDevSDK_SmartControl_ConfigRules)));
-    const JsonTree tree(bscJSON_Parse(json.c_str()));
-    EXPECT_EQ(ReadConfigRules(tree.get(), *rules), tree != nullptr);
-    return rules;
 }
 
 std::string Repeated(const std::string &element, int count) {
@@ -95,11 +89,12 @@ ModuleTest::Messages ModuleTest::TakeReceived() {
     return std::exchange(received_, {});
 }
 
-void ModuleTest::Command(int command, const std::optional<std::string> &body) {
+std::string ModuleTest::Command(int command, const std::optional<std::string> &body) {
     testing::internal::CaptureStdout();
     const bool delivered = tqhost::DeliverCommand({kDomain, command, 7, body});
-    testing::internal::GetCapturedStdout();
+    const std::string printed = testing::internal::GetCapturedStdout();
     EXPECT_TRUE(delivered) << "no extension is loaded";
+    return printed;
 }
 
 ModuleTest::Outcome ModuleTest::AfterCommand(int command, const std::optional<std::string> &body) {

@@ -25,9 +25,6 @@ constexpr int kCapture = 20034, kVideo = 20036, kPicAndVideo = 20038, kSleep = 2
 /// A JSON text as the module prints it: parsed and printed formatted.
 std::string Printed(const std::string &json);
 
-/// A rule set as the application gives it, for the module to release; what is no value is one without units.
-tqDevSDK_SmartControl_ConfigRules *NewRules(const std::string &json);
-
 /// The element so many times, separated by commas.
 std::string Repeated(const std::string &element, int count);
 
@@ -67,11 +64,18 @@ protected:
     /// ("R:…", "s:…", "rsp msg:…").
     Lines TakeLog();
 
-    /// The platform sends a command with sequence number 7. What the module prints on the standard output is lost.
-    void Command(int command, const std::optional<std::string> &body);
+    /// The platform sends a command with sequence number 7; returns what the module prints on the standard output.
+    std::string Command(int command, const std::optional<std::string> &body);
 
     /// What a command leaves: answers, then the log.
-    using Outcome = std::pair<Lines, Lines>;
+    struct Outcome {
+        Lines sent;
+        Lines log;
+        bool operator==(const Outcome &other) const { return sent == other.sent && log == other.log; }
+        friend std::ostream &operator<<(std::ostream &out, const Outcome &outcome) {
+            return out << "sent " << testing::PrintToString(outcome.sent) << " log " << testing::PrintToString(outcome.log);
+        }
+    };
     Outcome AfterCommand(int command, const std::optional<std::string> &body);
 
     /// The application reports.

@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // Recorded sessions: kept, replayed, changed.
-#include <regex>
-
 #include "gateway_runner.h"
 
 namespace {
@@ -20,7 +18,7 @@ void ExpectReplay(const std::string &recording, int code, const Lines &parts) {
 TEST(Replay, TourIsRecordedAndShowsEveryKindOfLine) {
     const Folder folder;
     const std::string file = folder.Path("tour.jsonl");
-    ASSERT_EQ(RunGateway("--no-time --script " TQ_SCENARIOS "/tour.jsonl --record " + file, "").code, 0);
+    ASSERT_EQ(RunGateway("--script " TQ_SCENARIOS "/tour.jsonl --record " + file, "").code, 0);
     ASSERT_EQ(RunGateway("replay --update " + file, "").code, 0); // leaves out the time
     const std::string tour = Contents(TQ_SCENARIOS "/tour.recorded.jsonl");
     EXPECT_EQ(Contents(file), tour) << "changed on purpose? Then record and update it, as --help says";
@@ -53,7 +51,7 @@ TEST(Replay, WhateverWasTakenReplaysAndIsRecordedAlikeAnew) {
         "# Another.",
         R"({"status_pass":true})",
     };
-    const Outcome shown = RunGateway("--json --log info --reset-report-all --no-time --record " + file, Joined(inputs));
+    const Outcome shown = RunGateway("--json --log info --reset-report-all --record " + file, Joined(inputs));
     ASSERT_EQ(shown.code, 0);
     const std::string recording = Contents(file);
     Lines outputs;
@@ -83,7 +81,7 @@ TEST(Replay, SessionKeepsTheLogLevelByNumber) {
     const Folder folder;
     const std::pair<const char *, int> rows[] = {{"non", 0}, {"error", 1}, {"warning", 2}, {"Debug", 3}, {"info", 4}, {"2", 2}};
     for (const auto &[name, level] : rows) {
-        RunGateway("--no-time --record " + folder.Path("session.jsonl") + " --log " + name, "");
+        RunGateway("--record " + folder.Path("session.jsonl") + " --log " + name, "");
         EXPECT_EQ(Split(Contents(folder.Path("session.jsonl"))).at(0),
                   R"({"session":{"log":)" + std::to_string(level) + R"(,"reset_report_all":false}})");
     }
@@ -92,7 +90,7 @@ TEST(Replay, SessionKeepsTheLogLevelByNumber) {
 TEST(Replay, TellsTheFirstDifference) {
     const Folder folder;
     const std::string file = folder.Path("session.jsonl");
-    ASSERT_EQ(RunGateway("--json --no-time --record " + file, Joined({R"({"host":{"sleep":1}})", kScene})).code, 0);
+    ASSERT_EQ(RunGateway("--json --record " + file, Joined({R"({"host":{"sleep":1}})", kScene})).code, 0);
     const Lines good = Split(Contents(file));
     ASSERT_EQ(good.size(), 7U) << Joined(good);
 
@@ -124,132 +122,15 @@ TEST(Replay, TellsTheFirstDifference) {
 
 TEST(Replay, RefusesWhatIsNoRecording) {
     EXPECT_EQ(RunGateway("replay /nowhere 2>/dev/null", "").code, 2);
-    ExpectReplay(std::string(kSession) + "\n{\"up\":{}}", 2, {":2: expected in, event, refusal or out"});
     EXPECT_EQ(RunGateway("replay / 2>/dev/null", "").code, 2);
     ExpectReplay("", 2, {"holds no recording"});
     ExpectReplay(kSleep, 2, {":1: session: missing"});
     for (const auto &[line, error] : {std::pair(R"({"in":{"host":{"sleep":1}})", ":2: not JSON"),
                                       {R"({"up":{}})", ":2: expected in, event, refusal or out"},
                                       {R"({"event":{"kernel_event":"up"}})", ":2: kernel_event: expected online"},
-                                      {R"({"in":5})", ":2: not an input"},
-                                      {R"({"out":{},"time":"2026-02-29T04:19:51.123Z"})", ":2: time: expected a time"}}) {
+                                      {R"({"in":5})", ":2: not an input"}}) {
         ExpectReplay(Joined({kSession, line}), 2, {error});
     }
-}
-
-TEST(Replay, ReadsWhatScriptsMayHaveAndKeepsIt) {
-    const Folder folder;
-    const std::string file = folder.Path("session.jsonl");
-    const std::string start = std::string("\n# Before.\n\n") + kSession + "\n\n# Sleep.\n" + kSleep + '\n';
-    const std::string end = std::string(kDone) + "\n\n\n# End.\n\n";
-    std::ofstream(file) << std::regex_replace(start, std::regex("\n"), "\r\n\t") << end;
-    EXPECT_EQ(RunGateway("replay " + file, "").code, 0);
-    EXPECT_EQ(RunGateway("replay --update " + file, "").code, 0);
-    EXPECT_EQ(Contents(file), start + end);
-}
-
-TEST(Replay, PlaysARecordingThatWasCutOffToThere) {
-    const Folder folder;
-    const std::string file = folder.Path("session.jsonl");
-    const std::string scene = std::string(R"({"in":)") + kScene + '}';
-    for (const std::string &last : {std::string(R"({"out":{"to":"device","ms)"), scene.substr(0, 30)}) {
-        std::ofstream(file) << Joined({kSession, scene}) << last;
-        const Outcome outcome = RunGateway("replay " + file + " 2>&1", "");
-        EXPECT_EQ(outcome.code, 0);
-        EXPECT_EQ(outcome.lines, Lines{"tq_gateway: " + file + ":3: the recording was cut off; it ends before this line"});
-    }
-    ASSERT_EQ(RunGateway("replay --update " + file + " 2>&1", "").code, 0);
-    EXPECT_EQ(Split(Contents(file)).size(), 5U) << "has all that the scene causes: " << Contents(file);
-}
-
-TEST(Recording, TakesItsPlaceOnlyWhenItIsWhole) {
-    const Folder folder;
-    const std::string file = folder.Path("session.jsonl");
-    const std::string part = file + ".part";
-    const std::string old = Joined({kSession, kSleep, kDone});
-    std::ofstream(file) << old;
-    symlink(file.c_str(), folder.Path("link").c_str());
-    const auto untouched = [&](const std::string &arguments, int code, const std::string &word) {
-        const Outcome outcome = RunGateway(arguments + " 2>&1", "oops\n");
-        EXPECT_EQ(outcome.code, code) << arguments;
-        EXPECT_TRUE(Contains(Joined(outcome.lines), word)) << arguments << " says " << Joined(outcome.lines);
-        EXPECT_EQ(Contents(file), old) << arguments;
-    };
-    untouched("--record " + file + " --script " + folder.Path("link"), 2, "is the script, too");
-    untouched("--record " + file + " <" + file, 2, "is the standard input, too");
-    EXPECT_EQ(RunGateway("--record " + file + " 2>/dev/null >>" + file, "").code, 2) << "is the standard output";
-    untouched("--record " + file + " --module /nowhere.so", 1, "/nowhere.so");
-    untouched("--record " + file + " --serial a --mqtt localhost --ca-file /nowhere", 2, "--");
-    EXPECT_NE(access(part.c_str(), F_OK), 0) << "a start that fails leaves nothing";
-
-    Program gateway(TQ_GATEWAY " --json --record " + folder.Path("link"));
-    gateway.Say("oops\n");
-    gateway.Await("not JSON");
-    const std::string locked = file + ": is being written by another process";
-    untouched("--record " + file, 2, locked);
-    untouched("replay --update " + file, 2, locked);
-    untouched("replay " + file, 0, "");
-    gateway.End(SIGKILL);
-    EXPECT_EQ(Contents(file), old);
-    EXPECT_EQ(Split(Contents(part)).size(), 3U) << "has what was recorded: " << Contents(part);
-
-    const Outcome next = RunGateway("--json --no-time --record " + file + " 2>&1", "[]");
-    EXPECT_EQ(next.lines, (Lines{"tq_gateway: " + part + " was left behind by a process that was killed; it is now " + file + ".cut",
-                                 R"({"error":"expected an object"})"}));
-    EXPECT_EQ(Contents(file), Joined({kSession, R"({"in":"[]"})", R"({"out":{"error":"expected an object"}})"}));
-    EXPECT_EQ(Split(Contents(file + ".cut")).size(), 3U);
-    EXPECT_NE(access(part.c_str(), F_OK), 0);
-}
-
-TEST(Recording, SurvivesAFullDisk) {
-    const Folder folder;
-    const std::string file = folder.Path("session.jsonl");
-    Lines lines = {kSession};
-    for (int i = 0; i < 40; ++i) {
-        lines.insert(lines.end(), {kSleep, kDone});
-    }
-    std::ofstream(file) << Joined(lines);
-    const std::string full = "sh -c 'trap \"\" XFSZ; ulimit -f 1; exec " TQ_GATEWAY " "; // a file may have 512 bytes
-    EXPECT_EQ(RunProgram(full + "replay --update " + file + "' 2>/dev/null", "").code, 1);
-    EXPECT_EQ(Contents(file), Joined(lines));
-    std::string input;
-    for (int i = 0; i < 40; ++i) {
-        input += "oops\n";
-    }
-    const Outcome outcome = RunProgram(full + "--json --record " + file + "' 2>&1 >/dev/null", input);
-    EXPECT_EQ(outcome.code, 1);
-    EXPECT_EQ(outcome.lines, Lines{"tq_gateway: " + file + ".part: File too large"});
-    EXPECT_EQ(Contents(file), Joined(lines));
-    EXPECT_EQ(RunGateway("replay " + file + ".part 2>/dev/null", "").code, 0) << "what was recorded until then";
-}
-
-TEST(Recording, KeepsTimesAndTheirDistances) {
-    const Folder folder;
-    const std::string file = folder.Path("session.jsonl");
-    ASSERT_EQ(RunGateway("--json --record " + file, R"({"host":{"sleep":1}})").code, 0);
-    const std::regex time(R"x(,"time":"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z)"\}\n)x");
-    EXPECT_EQ(std::regex_replace(Contents(file), time, "}\n"), Joined({kSession, kSleep, kDone}));
-    const Outcome timed = RunGateway("--json --time", R"({"host":{"sleep":1}})");
-    EXPECT_EQ(std::regex_replace(Joined(timed.lines), time, "}\n"), "{\"result\":null}\n");
-    EXPECT_NE(Joined(timed.lines), "{\"result\":null}\n");
-
-    const auto at = [](std::string line, const std::string &moment) {
-        line.pop_back();
-        return line + R"(,"time":"2026-)" + moment + R"("})";
-    };
-    const auto run = [&](const std::string &arguments) {
-        const auto start = std::chrono::steady_clock::now();
-        EXPECT_EQ(RunGateway("replay " + arguments + ' ' + file, "").code, 0) << arguments;
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    };
-    const Lines inputs = {at(kSession, "02-28T23:59:59.900Z"), at(kSleep, "03-01T00:00:00.400Z"), at(kSleep, "03-01T00:00:02.400Z")};
-    std::ofstream(file) << Joined({inputs[0], inputs[1], at(kDone, "01-01T00:00:00.000Z"), inputs[2], kDone});
-    EXPECT_LT(run(""), 2.4);
-    EXPECT_GE(run("--paced"), 2.5);
-    run("--update");
-    EXPECT_EQ(Contents(file), Joined({inputs[0], inputs[1], kDone, inputs[2], kDone})) << "keeps the times of what went in";
-    std::ofstream(file) << Joined({kSession, kSleep, kDone});
-    EXPECT_EQ(RunGateway("replay --paced " + file + " 2>&1", "").lines, Lines{"tq_gateway: " + file + ": has no times to keep"});
 }
 
 } // namespace

@@ -106,18 +106,22 @@ TEST_F(SettingsTest, NumbersAreAskedForAndCompared) {
 TEST_F(SettingsTest, DayNightIsComparedBytewise) {
     tqDevSDK_SmartControl_msg_IcrDss_S record;
     memset(&record, 0xFF, sizeof record);
+    const tqDevSDK_report_status_info item = StatusItem(kIcrDss.item);
     EXPECT_EQ(IsChanged(kIcrDss, record), 0) << "as after a reset";
     EXPECT_EQ(IsChanged(kIcrDss, record, 0x2004), -1);
     reinterpret_cast<char *>(&record)[3] = 0;
     EXPECT_EQ(IsChanged(kIcrDss, record), 1) << "the padding counts";
     EXPECT_EQ(IsChanged(kIcrDss, record), 0);
     tqhost::SetDeviceInfo("dev_subserial", std::nullopt);
-    EXPECT_EQ(StatusItem(kIcrDss.item).report_status(0), 0);
+    EXPECT_EQ(item.report_status(0), 0);
     EXPECT_EQ(Take(), Lines{"command 12382 seq 0 response 0 v1.0.0 <?xml version=\"1.0\" encoding=\"utf-8\"?>\n<Request><DevSerial/>"
                             "<Authorization/><Status Type=\"device_ICR_DSS\" Value=\"{&#10;&#09;&quot;mode&quot;:&#09;255,&#10;&#09;"
                             "&quot;sensitivity&quot;:&#09;255,&#10;&#09;&quot;autoTimeBegin&quot;:&#09;&quot;00:00&quot;,&#10;&#09;"
                             "&quot;autoTimeEnd&quot;:&#09;&quot;00:00&quot;&#10;}\"/></Request>"})
         << "no serial, times outside the day";
+    memset(&record, 0xFF, sizeof record);
+    EXPECT_EQ(item.status_reset(), 0);
+    EXPECT_EQ(IsChanged(kIcrDss, record), 0);
 }
 
 TEST_F(SettingsTest, NothingIsAskedOrSetWithoutAnApplication) {

@@ -3,7 +3,6 @@
 // may be missing, careless records, counts beyond 16 bits, the callbacks' arguments, the cost.
 #include <chrono>
 #include <map>
-#include <numeric>
 
 #include "SmartControl_shadow_rules.h"
 #include "SmartControl_shadow_rules_json.h"
@@ -38,7 +37,10 @@ class RulesTest : public ModuleTest {
 protected:
     // The device gives these rules when it is asked next.
     Rules *Give(const std::string &json, int result = 0) {
-        Rules *rules = NewRules(json);
+        auto *rules = static_cast<Rules *>(calloc(1, sizeof(Rules)));
+        bscJSON *root = bscJSON_Parse(json.c_str());
+        EXPECT_EQ(ReadConfigRules(root, *rules), !json.empty());
+        bscJSON_Delete(root);
         rules->uiVersion = 4;
         on_query = [rules, result](tqDevSDK_SmartControl_runtime_info &query) {
             EXPECT_EQ(query.type, TQDEVSDK_SMART_CONTROL_RUNTIME_INFO_GET_CONFIG_RULES);
@@ -79,36 +81,52 @@ TEST_F(RulesTest, OneMissingMemberRejectsTheWholeValue) {
         TakeLog();
         EXPECT_EQ(Sync(before + std::string(kRule).replace(begin, key.size(), "other") + "]}]"), -1);
         const auto text = own_texts.find(key);
-        const Lines log = TakeLog(); // begins with the value and what it is
-        EXPECT_EQ(log.at(2), (text != own_texts.end() ? text->second : "error: Failed to find item:") + key);
+        Lines log = {(text != own_texts.end() ? text->second : "error: Failed to find item:") + key, "error: Failed to GenerateStatusRules"};
+        if (begin > kRule.find("[{") && key != "actions") {
+            log.insert(log.begin() + 1, "error: Failed to generate rule events.");
+        }
+        const Lines all = TakeLog(); // begins with the value and what it is, ends with the service's own line
+        EXPECT_EQ(Lines(all.begin() + 2, all.end() - 1), log);
     }
     EXPECT_EQ(TakeReceived(), Messages{});
     EXPECT_EQ(Sync(before + kRule + "]}]"), 0);
 }
 
 TEST_F(RulesTest, CountsAreCutTo16Bits) {
-    using Counts = std::vector<int>; // units, rules, events, actions; up to the first that is 0
+    static const tqDevSDK_SmartControl_ConfigRule_Actions kWhole{5, 6, "A", 7, 2, {8, 9}, 10}; // static: its padding is zero
+    using Counts = std::vector<int>; // units, rules, events, actions; up to the first without units or rules
     Counts counts;
+    const auto count = [&](int number, const auto *array) {
+        EXPECT_EQ(array != nullptr, number != 0);
+        counts.push_back(number);
+        return number != 0;
+    };
     on_message = [&](const tqDevSDK_SmartControl_msg_to_dev &msg) {
         const auto &rules = *reinterpret_cast<const Rules *>(msg.data);
-        counts = {rules.usNum, rules.pstUnit->usNum};
-        if (rules.pstUnit->usNum != 0) {
+        if (count(rules.usNum, rules.pstUnit) && count(rules.pstUnit->usNum, rules.pstUnit->pstRuleUnit)) {
             const auto &rule = *rules.pstUnit->pstRuleUnit;
-            counts.insert(counts.end(), {rule.usEvents_Num, rule.usActions_Num});
+            count(rule.usEvents_Num, rule.pstEvents);
+            if (count(rule.usActions_Num, rule.pstActions)) {
+                EXPECT_EQ(Bytes(rule.pstActions[rule.usActions_Num - 1]), Bytes(kWhole));
+            }
         }
     };
     for (const int size : {300, 65536, 65537}) {
         const int counted = size % 65536;
-        const auto array = [=](const std::string &element) { // what is behind the count is not read
-            const std::string read = Repeated(element, counted), behind = Repeated("5", size - counted);
-            return "[" + read + (read.empty() || behind.empty() ? "" : ",") + behind + "]";
+        const auto array = [=](const std::string &element) {
+            std::string text = Repeated(element, counted);
+            for (int i = counted; i < size; ++i) {
+                text += ",5"; // what is behind the count is not read
+            }
+            return "[" + text.substr(counted == 0 ? 1 : 0) + "]";
         };
         const std::string one_event = "[" + kEvent + "]", one_action = "[" + kAction + "]";
+        const bool none = counted == 0;
         const std::pair<std::string, Counts> cases[] = {
-            {R"([{"channel":2,"status":)" + array(kRule) + "}]", counted == 0 ? Counts{1, 0} : Counts{1, counted, 1, 1}},
+            {array(R"({"channel":2,"status":[)" + kRule + "]}"), none ? Counts{} : Counts{counted, 1, 1, 1}},
+            {R"([{"channel":2,"status":)" + array(kRule) + "}]", none ? Counts{1, 0} : Counts{1, counted, 1, 1}},
             {Value(RuleWith(array(kEvent), one_action)), {1, 1, counted, 1}},
             {Value(RuleWith(one_event, array(kAction))), {1, 1, 1, counted}},
-            {array(R"({"channel":2,"status":[)" + kRule + "]}"), counted == 0 ? Counts{} : Counts{counted, 1, 1, 1}},
         };
         for (const auto &[value, expected] : cases) {
             counts.clear();
@@ -124,7 +142,7 @@ TEST_F(RulesTest, CountsAreCutTo16Bits) {
 
 TEST_F(RulesTest, LentRecordsMayBeWrittenInto) {
     using Rule = tqDevSDK_SmartControl_ConfigRules_RuleUnit;
-    void (*const writes[])(Rules &, Rule &) = {
+    const std::function<void(Rules &, Rule &)> writes[] = {
         [](Rules &rules, Rule &) { rules.usNum = 9; },
         [](Rules &rules, Rule &) { rules.usNum = 0; },
         [](Rules &rules, Rule &) { rules.pstUnit = nullptr; },
@@ -235,24 +253,43 @@ TEST_F(RulesTest, FreeLeavesEmptyRecordsAndZeroesFullOnes) {
     free(rules);
 }
 
+std::string PrintedAsItems(const std::vector<double> &numbers) {
+    bscJSON *array = bscJSON_CreateArray();
+    for (const double number : numbers) {
+        bscJSON_AddItemToArray(array, bscJSON_CreateNumber(number));
+    }
+    char *text = bscJSON_Print(array);
+    const std::string printed = text;
+    free(text);
+    bscJSON_Delete(array);
+    return printed;
+}
+
 // All numbers of 16 bits, and those around every power of ten and of two, printed as the module writes them
 // and as the library prints number items.
 template <typename Number>
 void CompareNumbers() {
-    const auto printed = [](bscJSON *item) { return std::string(JsonText(bscJSON_Print(JsonTree(item).get())).get()); };
-    std::vector<int64_t> numbers(UINT16_MAX + 1);
-    std::iota(numbers.begin(), numbers.end(), 0);
-    for (const int64_t base : {2, 10}) {
-        for (int64_t power = 1; power <= UINT32_MAX; power *= base) {
+    std::vector<Number> numbers;
+    for (int number = 0; number <= UINT16_MAX; ++number) {
+        numbers.push_back(static_cast<Number>(number));
+    }
+    for (const double base : {2.0, 10.0}) {
+        for (double power = 1; power <= UINT32_MAX; power *= base) {
             for (int beside = -2; beside <= 2; ++beside) {
-                numbers.insert(numbers.end(), {power + beside, -power + beside});
+                numbers.push_back(static_cast<Number>(static_cast<int64_t>(power) + beside));
+                numbers.push_back(static_cast<Number>(-static_cast<int64_t>(power) + beside));
             }
         }
     }
-    for (const int64_t wide : numbers) {
-        const auto number = static_cast<Number>(wide);
-        ASSERT_EQ(printed(CreateNumber(number)), printed(bscJSON_CreateNumber(number)));
+    std::string written;
+    for (const Number number : numbers) {
+        bscJSON *item = CreateNumber(number);
+        char *text = bscJSON_Print(item);
+        written += (written.empty() ? "[" : ", ") + std::string(text);
+        free(text);
+        bscJSON_Delete(item);
     }
+    EXPECT_EQ(written + "]", PrintedAsItems({numbers.begin(), numbers.end()}));
 }
 
 TEST_F(RulesTest, NumbersAreWrittenAsTheLibraryPrintsThem) {
@@ -271,11 +308,9 @@ TEST_F(RulesTest, CostIsLinear) {
         Get();
         return std::chrono::steady_clock::now() - start;
     };
-    std::string (*const values[])(int) = {
-        [](int count) { return Value(Repeated(kRule, count)); },
-        [](int count) { return "[" + Repeated(R"({"channel":1,"status":[)" + kRule + "]}", count) + "]"; },
-    };
-    for (const auto &value : values) {
+    const auto rules = [](int count) { return Value(Repeated(kRule, count)); };
+    const auto units = [](int count) { return "[" + Repeated(R"({"channel":1,"status":[)" + kRule + "]}", count) + "]"; };
+    for (const auto &value : {std::function<std::string(int)>(rules), {units}}) {
         time_of(value(1000));
         EXPECT_LT(time_of(value(65535)), 8 * 4 * time_of(value(8191))) << "eight times as many";
     }

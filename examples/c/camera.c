@@ -13,10 +13,8 @@ typedef tqDevSDK_SmartControl_device_capture_info capture_info;
 
 /* The SDK's threads leave a request here, the camera's own loop takes it. */
 static pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
-static pthread_cond_t changed = PTHREAD_COND_INITIALIZER;
 static capture_info request;
 static int requested;
-static int leaving;
 
 /* Called on a thread of the SDK: keeps a copy and returns at once. */
 static int take_request(const capture_info *info) {
@@ -27,7 +25,6 @@ static int take_request(const capture_info *info) {
         request = *info;
         requested = 1;
         result = 0;
-        pthread_cond_signal(&changed);
     }
     pthread_mutex_unlock(&lock);
     return result;
@@ -59,10 +56,8 @@ static void report_event(UINT32 channel, UINT32 value) {
 
 int camera_start(void) {
     tqDevSDK_SmartControl_init_info info = {{recv_msg, on_get_runtime_info}, 0};
-    int result;
+    int result = tqDevSDK_SmartControl_init(&info);
 
-    leaving = 0;
-    result = tqDevSDK_SmartControl_init(&info);
     if (result != 0) {
         tqDevSDK_SmartControl_fini(); /* A failed init may have registered a part. */
     }
@@ -83,27 +78,6 @@ void camera_work(void) {
         printf("camera: picture of channel %u for %s\n", (unsigned)info.channel, info.relation_id);
         report_event(info.channel, PICTURE_TAKEN);
     }
-}
-
-void camera_loop(void) {
-    int todo;
-
-    do {
-        pthread_mutex_lock(&lock);
-        while (!requested && !leaving) {
-            pthread_cond_wait(&changed, &lock);
-        }
-        todo = requested;
-        pthread_mutex_unlock(&lock);
-        camera_work();
-    } while (todo);
-}
-
-void camera_leave(void) {
-    pthread_mutex_lock(&lock);
-    leaving = 1;
-    pthread_cond_signal(&changed);
-    pthread_mutex_unlock(&lock);
 }
 
 void camera_stop(void) {

@@ -15,13 +15,7 @@ int camera_start(void);
 /** Takes the picture that was asked for, if any, and reports it as an event. For the camera's own loop. */
 void camera_work(void);
 
-/** The camera's own loop: works whenever there is something to do, until camera_leave and all is done. */
-void camera_loop(void);
-
-/** Has the loop end, from another thread. */
-void camera_leave(void);
-
-/** Stops the module, after the loop. */
+/** Stops the module. */
 void camera_stop(void);
 
 #ifdef __cplusplus

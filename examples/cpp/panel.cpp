@@ -46,11 +46,6 @@ void Panel::Stop() {
     tqDevSDK_SmartControl_fini();
 }
 
-void Panel::SetLightness(UINT32 lightness) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    lightness_ = lightness;
-}
-
 void Panel::PressButton(UINT32 button) {
     tqDevSDK_SmartControl_Event event{button, 1};
     const tqDevSDK_SmartControl_Msg2Server_S msg{TQDEVSDK_SMART_CONTROL_MSG_TO_SERVER_EVENT, &event,

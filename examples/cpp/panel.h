@@ -16,8 +16,7 @@ public:
     bool Start(); ///< Starts the module; false when it could not.
     void Stop();
 
-    void SetLightness(UINT32 lightness); ///< By hand.
-    void PressButton(UINT32 button);     ///< Reports the button as an event.
+    void PressButton(UINT32 button); ///< Reports the button as an event.
 
 private:
     Panel() = default;

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "SmartControl_json.h"
+#include "bscJSON.h"
 #include "tqdev_debug.h"
 
 Application g_application;
@@ -17,10 +17,12 @@ void Check(bool holds, const char *what) {
 }
 
 std::optional<int> ResultIn(const std::string &json) {
-    const JsonTree root(bscJSON_Parse(json.c_str()));
+    bscJSON *root = bscJSON_Parse(json.c_str());
     Check(root != nullptr, "what is sent is JSON");
-    const bscJSON *item = bscJSON_GetObjectItem(root.get(), "result");
-    return item != nullptr ? std::optional(item->valueint) : std::nullopt;
+    const bscJSON *item = bscJSON_GetObjectItem(root, "result");
+    const std::optional<int> result = item != nullptr ? std::optional(item->valueint) : std::nullopt;
+    bscJSON_Delete(root);
+    return result;
 }
 
 int Give(tqDevSDK_Shadow_ParseSync parse, tqDevSDK_Shadow_data_type_t type, std::string text) {

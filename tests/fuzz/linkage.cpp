@@ -3,8 +3,6 @@
 // The steps are events, time, members, effects, results and new rules. In the end everything is drained, and
 // every action must have ended once.
 #include <array>
-#include <iterator>
-#include <numeric>
 #include <set>
 
 #include "harness.h"
@@ -23,41 +21,60 @@ struct Step {
     uint8_t what, first, second, third;
 };
 
-// The rules of all units.
-std::vector<Record> Flat(const Rules &rules) {
-    std::vector<Record> flat;
-    for (const auto &unit : Range(rules.pstUnit, rules.usNum)) {
-        flat.insert(flat.end(), unit.pstRuleUnit, unit.pstRuleUnit + unit.usNum);
-    }
-    return flat;
-}
-
 class Game {
 public:
-    explicit Game(const Rules &rules) : all_(Flat(rules)), in_force_(all_) {
+    explicit Game(const Rules &rules) {
+        for (const auto &unit : Range(rules.pstUnit, rules.usNum)) {
+            for (const Record &rule : Range(unit.pstRuleUnit, unit.usNum)) {
+                all_.push_back(rule);
+            }
+        }
         tqDevSDK_Linkage_Config_S config{"HUB000001", 1000, 3000, 500, 5, 2, kEntries, kEntries, 2, 0, 2, {{0, 1}, {1, 2}}};
         engine_ = tqDevSDK_Linkage_New(&config, nullptr);
         Check(tqDevSDK_Linkage_SetRules(engine_, &rules) == 0, "rules that the module took are taken");
+        in_force_ = all_;
     }
     Game(const Game &) = delete;
     Game &operator=(const Game &) = delete;
     ~Game() { tqDevSDK_Linkage_Free(engine_); }
 
     void Take(const Step &step) {
-        static constexpr void (Game::*kSteps[])(const Step &) = {&Game::Wait, &Game::SetClock, &Game::Member, &Game::Pull,
-                                                                 &Game::Done, &Game::NewRules, &Game::Event,  &Game::Event};
-        (this->*kSteps[step.what % 8])(step);
+        switch (step.what % 8) {
+        case 0:
+            now_.ullMonoMs += step.first * 100U;
+            break;
+        case 1:
+            now_ = {now_.ullMonoMs, (step.first * 256U + step.second) * 1319 % 86400, static_cast<UINT8>(1 + step.third % 7),
+                    static_cast<UINT8>(step.third & 0x80)};
+            break;
+        case 2:
+            Member(step);
+            break;
+        case 3:
+            Pull(step.first);
+            break;
+        case 4:
+            Done(step);
+            break;
+        case 5:
+            NewRules(step);
+            break;
+        default:
+            Event(step);
+        }
         ReadTraces();
     }
 
     // Everything that waits or runs comes to its end.
     void Drain() {
         now_.ullMonoMs = UINT64_MAX - 1;
-        PullAll();
+        Pull(255);
         while (!running_.empty()) {
-            Done({});
+            Check(tqDevSDK_Linkage_Done(engine_, *running_.begin(), 0, &now_) == 0, "what runs can end");
+            ended_.insert(*running_.begin());
+            running_.erase(running_.begin());
         }
-        PullAll();
+        Pull(255);
         ReadTraces();
         Check(tqDevSDK_Linkage_Deadline(engine_) == UINT64_MAX, "nothing is left");
         Check(ended_.empty(), "each result is reported");
@@ -67,33 +84,24 @@ public:
     }
 
 private:
-    // One of the rules in force; one without content when there are none.
-    Record Pick(uint8_t number) const { return in_force_.empty() ? Record{} : in_force_[number % in_force_.size()]; }
-
-    void Wait(const Step &step) { now_.ullMonoMs += step.first * 100U; }
-
-    void SetClock(const Step &step) {
-        now_.uiSecondOfDay = (step.first * 256U + step.second) * 1319 % 86400;
-        now_.ucDay = static_cast<UINT8>(1 + step.third % 7);
-        now_.ucClockSet = static_cast<UINT8>(step.third & 0x80);
-    }
+    const Record *Pick(uint8_t number) const { return in_force_.empty() ? nullptr : &in_force_[number % in_force_.size()]; }
 
     void Member(const Step &step) {
-        const Record rule = Pick(step.first);
-        if (rule.usActions_Num == 0) {
+        const Record *const rule = Pick(step.first);
+        if (rule == nullptr || rule->usActions_Num == 0) {
             return;
         }
         char serial[33] = {};
-        memcpy(serial, rule.pstActions[step.second % rule.usActions_Num].acDevId, 32);
+        memcpy(serial, rule->pstActions[step.second % rule->usActions_Num].acDevId, 32);
         tqDevSDK_Linkage_SetMember(engine_, serial, step.third % 4);
     }
 
     void Event(const Step &step) {
-        const Record rule = Pick(step.first);
-        if (rule.usEvents_Num == 0) {
+        const Record *const rule = Pick(step.first);
+        if (rule == nullptr || rule->usEvents_Num == 0) {
             return;
         }
-        auto event = rule.pstEvents[step.second % rule.usEvents_Num];
+        auto event = rule->pstEvents[step.second % rule->usEvents_Num];
         event.usValue = static_cast<UINT16>(event.usValue + (step.third % 8 == 0 ? 1 : 0));
         const std::vector<UINT32> before = Fired();
         const uint64_t token = step.third >= 128 && !running_.empty() ? *running_.begin() : 0;
@@ -116,29 +124,21 @@ private:
         const int num = tqDevSDK_Linkage_ReadRules(engine_, 0, states.data(), static_cast<UINT32>(states.size()));
         Check(num == static_cast<int>(in_force_.size()), "every rule has a state");
         std::vector<UINT32> fired;
-        std::transform(states.begin(), states.end() - 1, std::back_inserter(fired), [](const auto &state) { return state.uiFired; });
+        for (int i = 0; i < num; ++i) {
+            fired.push_back(states[static_cast<std::size_t>(i)].uiFired);
+        }
         return fired;
     }
 
-    // The next effect; false when none is due.
-    bool PullOne() {
+    void Pull(unsigned most) {
         tqDevSDK_Linkage_Effect_S effect;
-        const int more = tqDevSDK_Linkage_Next(engine_, &now_, &effect);
-        Check(more >= 0, "effects can be pulled");
-        if (more != 0) {
+        for (unsigned i = 0; i < most || most == 255; ++i) {
+            const int more = tqDevSDK_Linkage_Next(engine_, &now_, &effect);
+            Check(more >= 0, "effects can be pulled");
+            if (more == 0) {
+                return;
+            }
             Take(effect);
-        }
-        return more != 0;
-    }
-
-    void PullAll() {
-        while (PullOne()) {
-        }
-    }
-
-    // Most steps pull a few; one pulls all.
-    void Pull(const Step &step) {
-        for (unsigned i = 0; (i < step.first || step.first == 255) && PullOne(); ++i) {
         }
     }
 
@@ -161,10 +161,12 @@ private:
         const int result = step.first % 2 == 0 ? step.third : TQDEVSDK_LINKAGE_CANNOT;
         Check(tqDevSDK_Linkage_Done(engine_, token, result, &now_) == (known ? 0 : -1), "a run ends, and nothing else");
         Check(tqDevSDK_Linkage_Done(engine_, token, result, &now_) == -1, "a run ends once");
-        if (running_.erase(token) != 0 && result == TQDEVSDK_LINKAGE_CANNOT) {
-            ++cannot_;
-        } else if (known) {
-            ended_.insert(token);
+        if (known) {
+            running_.erase(token);
+            cannot_ += result == TQDEVSDK_LINKAGE_CANNOT ? 1 : 0;
+            if (result != TQDEVSDK_LINKAGE_CANNOT) {
+                ended_.insert(token);
+            }
         }
     }
 
@@ -219,9 +221,14 @@ private:
 };
 
 // Rules count, too: each may leave an entry without an action.
-std::size_t CountActions(const std::vector<Record> &rules) {
-    return std::accumulate(rules.begin(), rules.end(), rules.size(),
-                           [](std::size_t count, const Record &rule) { return count + rule.usActions_Num; });
+std::size_t CountActions(const Rules &rules) {
+    std::size_t count = 0;
+    for (const auto &unit : Range(rules.pstUnit, rules.usNum)) {
+        for (const Record &rule : Range(unit.pstRuleUnit, unit.usNum)) {
+            count += 1U + rule.usActions_Num;
+        }
+    }
+    return count;
 }
 
 } // namespace
@@ -230,7 +237,7 @@ void Run(Input &input) {
     const auto steps = input.Take<std::array<Step, 60>>();
     const tqDevSDK_Shadow_Service_S *const service = tqhost::ShadowService("InterconnectionRule");
     Give(service->parse_sync, shd_data_type_array, input.TakeText());
-    if (CountActions(Flat(g_application.rules)) > kActions) {
+    if (CountActions(g_application.rules) > kActions) {
         return;
     }
     Game game(g_application.rules);

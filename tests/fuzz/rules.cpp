@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Linkage rules: the input behind the first byte is the shadow's value. What the device got, it reports,
 // and what it reports, it can be given again without a change.
-#include "SmartControl_json.h"
+#include <memory>
+
+#include "bscJSON.h"
 #include "harness.h"
 
 namespace {
@@ -28,37 +30,39 @@ void CheckNumbers(const bscJSON *object, const char *key, Field field, More... m
     }
 }
 
-void CheckRule(const bscJSON *json, const tqDevSDK_SmartControl_ConfigRules_RuleUnit &rule) {
-    CheckNumbers(json, "id", rule.uiRuleId, "enable", rule.ucEnable);
-    const bscJSON *trigger = bscJSON_GetObjectItem(json, "rule");
-    CheckNumbers(trigger, "condition", rule.usCondition);
-    const bscJSON *item = bscJSON_GetObjectItem(trigger, "events")->child;
-    for (const auto &event : Range(rule.pstEvents, rule.usEvents_Num)) {
-        CheckNumbers(item, "domain", event.uiDomain, "cmdId", event.uiCmdId, "channelNo", event.ucChannel, "value", event.usValue);
-        item = item->next;
-    }
-    item = bscJSON_GetObjectItem(trigger, "actions")->child;
-    for (const auto &action : Range(rule.pstActions, rule.usActions_Num)) {
-        CheckNumbers(item, "domain", action.uiDomain, "cmdId", action.uiCmdId, "channelNo", action.ucChannel, "delay", action.uiDelay);
-        const bscJSON *params = bscJSON_GetObjectItem(item, "params");
-        for (int i = 0; i < action.ucValueNum; ++i) {
-            CheckNumbers(params, ("value" + std::to_string(i + 1)).c_str(), action.ausValue[i]);
-        }
-        item = item->next;
+// Calls check(element, record) for each record.
+template <typename Record, typename CheckRecord>
+void CheckArray(const bscJSON *array, const Range<Record> &records, CheckRecord check) {
+    const bscJSON *element = array->child;
+    for (const Record &record : records) {
+        check(element, record);
+        element = element->next;
     }
 }
 
-void CheckRules(const bscJSON *json) {
-    const bscJSON *item = json->child;
-    for (const auto &unit : Range(g_application.rules.pstUnit, g_application.rules.usNum)) {
-        CheckNumbers(item, "channel", unit.ucChannel);
-        const bscJSON *status = bscJSON_GetObjectItem(item, "status")->child;
-        for (const auto &rule : Range(unit.pstRuleUnit, unit.usNum)) {
-            CheckRule(status, rule);
-            status = status->next;
-        }
-        item = item->next;
+void CheckEvent(const bscJSON *json, const tqDevSDK_SmartControl_ConfigRule_Events &event) {
+    CheckNumbers(json, "domain", event.uiDomain, "cmdId", event.uiCmdId, "channelNo", event.ucChannel, "value", event.usValue);
+}
+
+void CheckAction(const bscJSON *json, const tqDevSDK_SmartControl_ConfigRule_Actions &action) {
+    CheckNumbers(json, "domain", action.uiDomain, "cmdId", action.uiCmdId, "channelNo", action.ucChannel, "delay", action.uiDelay);
+    const bscJSON *params = bscJSON_GetObjectItem(json, "params");
+    for (int i = 0; i < action.ucValueNum; ++i) {
+        CheckNumbers(params, ("value" + std::to_string(i + 1)).c_str(), action.ausValue[i]);
     }
+}
+
+void CheckRule(const bscJSON *json, const tqDevSDK_SmartControl_ConfigRules_RuleUnit &rule) {
+    const bscJSON *trigger = bscJSON_GetObjectItem(json, "rule");
+    CheckNumbers(json, "id", rule.uiRuleId, "enable", rule.ucEnable);
+    CheckNumbers(trigger, "condition", rule.usCondition);
+    CheckArray(bscJSON_GetObjectItem(trigger, "events"), Range(rule.pstEvents, rule.usEvents_Num), CheckEvent);
+    CheckArray(bscJSON_GetObjectItem(trigger, "actions"), Range(rule.pstActions, rule.usActions_Num), CheckAction);
+}
+
+void CheckUnit(const bscJSON *json, const tqDevSDK_SmartControl_ConfigRules_ValueUnit &unit) {
+    CheckNumbers(json, "channel", unit.ucChannel);
+    CheckArray(bscJSON_GetObjectItem(json, "status"), Range(unit.pstRuleUnit, unit.usNum), CheckRule);
 }
 
 // ---- The second round ----
@@ -73,9 +77,11 @@ void Saturate(bscJSON *items) {
 
 // What the device reports after it was given this.
 std::string SecondRound(const std::string &first) {
-    const JsonTree json(bscJSON_Parse(first.c_str()));
-    Saturate(json.get());
-    return JsonText(bscJSON_Print(json.get())).get();
+    bscJSON *json = bscJSON_Parse(first.c_str());
+    Saturate(json);
+    const std::unique_ptr<char, decltype(&free)> text(bscJSON_Print(json), free);
+    bscJSON_Delete(json);
+    return text.get();
 }
 
 } // namespace
@@ -87,7 +93,9 @@ void Run(Input &input) {
     if (g_application.received == 0) {
         return;
     }
-    CheckRules(JsonTree(bscJSON_Parse(text.c_str())).get());
+    bscJSON *given = bscJSON_Parse(text.c_str());
+    CheckArray(given, Range(g_application.rules.pstUnit, g_application.rules.usNum), CheckUnit);
+    bscJSON_Delete(given);
     const std::string first = Generate();
 
     g_application.accepts = true;
