@@ -7,7 +7,7 @@
 
 namespace {
 
-std::vector<std::pair<std::string, int>> g_numbers; // set as attributes
+thread_local std::vector<std::pair<std::string, int>> g_numbers; // set as attributes
 }
 
 // SetAttrib with a number, put between the module and the XML class by the linker.
