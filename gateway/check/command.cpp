@@ -242,7 +242,7 @@ private:
                 throw std::invalid_argument(name + ": no line gives the device rules");
             }
             for (const std::string &reason : found.unreadable) {
-                Say(name + ':' + reason);
+                Say(std::string(name).append(":").append(reason));
             }
             int code = found.unreadable.empty() ? EXIT_SUCCESS : kExitUsage;
             for (const RuleValue &value : found.values) {
