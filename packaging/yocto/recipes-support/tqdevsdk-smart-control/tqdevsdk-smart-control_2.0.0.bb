@@ -33,8 +33,9 @@ RDEPENDS:tqdevsdk-linkage-dev = "tqdevsdk-linkage tqdevsdk-linkage-staticdev ${P
 FILES:${PN} = "${libdir}/libtqDevSDK_smart_control.so.* ${docdir}/tqDevSDK_smart_control/LICENSE"
 FILES:${PN}-dev = "${libdir}/libtqDevSDK_smart_control.so ${includedir}/tqDevSDK \
     ${libdir}/pkgconfig/tqDevSDK_smart_control.pc ${libdir}/cmake/tqDevSDK_smart_control \
-    ${docdir}/tqDevSDK_smart_control/examples"
-# The licence belongs to the library; there are no other documents.
+    ${docdir}/tqDevSDK_smart_control/examples ${docdir}/tqDevSDK_smart_control/README.md \
+    ${docdir}/tqDevSDK_smart_control/docs"
+# The licence belongs to the library, the pages to who builds with it.
 FILES:${PN}-doc = ""
 
 # The SDK's libraries are on the device already, in no package of this build system.
