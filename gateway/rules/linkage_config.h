@@ -18,7 +18,8 @@ struct LinkageConfig {
 };
 
 /// Reads a configuration. What `present` has need not be given again; without it, defaults stand for all but
-/// the unit of delays and day 1. A serial that was never given is empty: it is the device's. Throws LineError.
+/// the unit of delays and day 1. A serial that was never given is empty: it is the device's. Throws
+/// LineError.
 LinkageConfig ReadLinkageConfig(ObjectReader config, const LinkageConfig *present);
 
 /// The result of an action: 0 to 255 or "cannot", as for Done. Throws LineError.
