@@ -30,6 +30,7 @@ Moment ReadMoment(const Json &value, const std::string &path) {
     const std::string text = value.is_string() ? value.get<std::string>() : "";
     std::tm utc{};
     int fraction = 0;
+    // NOLINTNEXTLINE(cert-err34-c): what it makes of the text is compared with the text
     if (sscanf(text.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d.%3dZ", &utc.tm_year, &utc.tm_mon, &utc.tm_mday,
                &utc.tm_hour, &utc.tm_min, &utc.tm_sec, &fraction) == 7) {
         utc.tm_year -= 1900;

@@ -117,7 +117,9 @@ void FileReplacement::OpenPart() {
         if (rename(part.c_str(), cut.c_str()) != 0) {
             throw CannotReplace(part);
         }
-        Say(part + " was left behind by a process that was killed; it is now " + cut);
+        Say(std::string(part)
+                .append(" was left behind by a process that was killed; it is now ")
+                .append(cut));
     }
 }
 
