@@ -299,10 +299,11 @@ int RunCheck(const CheckOptions &options) {
             throw std::invalid_argument("-: the standard input can be read once only");
         }
         const int code = Check(options).Run();
-        if (fflush(stdout) == 0) {
+        const bool flushed = fflush(stdout) == 0;
+        if (flushed && ferror(stdout) == 0) { // what failed before is not told again
             return code;
         }
-        Say(std::string("standard output: ") + strerror(errno));
+        Say(std::string("standard output: ") + (flushed ? "not all could be written" : strerror(errno)));
         return std::max(code, kExitUsage);
     } catch (const std::exception &error) {
         Say(error.what());
